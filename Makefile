@@ -1,0 +1,37 @@
+# The two commands a fresh machine needs: `make run` and `make test`.
+PRESET ?= dev
+BUILD_DIR := build/$(PRESET)
+CTEST_ARGS ?=
+
+.PHONY: run test build bootstrap configure asan format format-check bench clean
+
+run: build
+	$(BUILD_DIR)/src/app/tidewatch
+
+test: build
+	QTEST_FUNCTION_TIMEOUT=120000 scripts/with-session ctest --test-dir $(BUILD_DIR) --output-on-failure $(CTEST_ARGS)
+
+build: configure
+	cmake --build --preset $(PRESET)
+
+configure: bootstrap
+	@[ -f $(BUILD_DIR)/CMakeCache.txt ] || cmake --preset $(PRESET)
+
+bootstrap:
+	@scripts/bootstrap
+
+# Library tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+asan:
+	$(MAKE) test PRESET=asan CTEST_ARGS="-L kit"
+
+bench: build
+	$(BUILD_DIR)/bench/engine_bench
+
+format:
+	git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+format-check:
+	git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
+
+clean:
+	rm -rf build

@@ -1,0 +1,10 @@
+#include "DecodeError.h"
+
+namespace tw {
+
+DecodeError::DecodeError(const QString &text)
+    : std::runtime_error(text.toStdString())
+{
+}
+
+} // namespace tw

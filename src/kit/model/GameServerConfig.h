@@ -1,0 +1,27 @@
+#pragma once
+
+#include "kit/model/SourceConfig.h"
+
+#include <optional>
+
+namespace tw {
+
+// Read leniently, unlike the other kinds: files written before the alert and TLS fields existed
+// must keep working, so only the identity and the address are required.
+struct GameServerConfig : SourceConfig
+{
+    QString gameID;
+    QString host;
+    qint64 port = 0;
+    std::optional<qint64> queryPort;
+    std::optional<QString> credentialRef; // credential name
+    bool useTLS = false;
+
+    GameServerConfig() = default;
+    GameServerConfig(const QUuid &id, const QString &displayName, const QString &gameID, const QString &host, qint64 port);
+    bool operator==(const GameServerConfig &) const = default;
+    QJsonObject toJson() const;
+    static GameServerConfig fromJson(const QJsonValue &value);
+};
+
+} // namespace tw

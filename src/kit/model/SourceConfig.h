@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kit/model/PollInterval.h"
+
+#include <QJsonObject>
+#include <QUuid>
+
+namespace tw {
+
+// The five fields every kind of source begins with. Each configuration record derives from this,
+// so code that reads a common field never needs to know the kind.
+struct SourceConfig
+{
+    QUuid id;
+    QString displayName;
+    double pollInterval = PollInterval::defaultSeconds; // seconds; clamped where it is used
+    bool alertsEnabled = true;
+    qint64 alertThreshold = 3; // failed checks in a row before an alert; 0 or less acts as 1
+
+    bool operator==(const SourceConfig &) const = default;
+
+protected:
+    void writeCommon(QJsonObject &o) const;
+    // Every common key is required.
+    void readCommon(const QJsonObject &o);
+};
+
+} // namespace tw

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "kit/model/AnySourceConfig.h"
+#include "kit/model/SourceSnapshot.h"
+#include "kit/transport/StopSource.h"
+
+#include <QCoroTask>
+
+#include <functional>
+#include <memory>
+
+namespace tw {
+
+class CredentialStore;
+
+// One poll of one source. A provider is made fresh for every poll and holds nothing between polls.
+// fetch() throws ProviderError with the user's text, or Cancelled once `stop` has fired; it must
+// give up its network exchange promptly when `stop` fires.
+class SourceProvider
+{
+public:
+    virtual ~SourceProvider() = default;
+    virtual QCoro::Task<SourceSnapshot> fetch(StopToken stop) = 0;
+};
+
+// Builds the provider of a configuration's kind, or throws ProviderError ("expected kuma config").
+using ProviderMaker = std::function<std::unique_ptr<SourceProvider>(const AnySourceConfig &config,
+                                                                    std::shared_ptr<CredentialStore> credentials)>;
+
+} // namespace tw

@@ -1,0 +1,175 @@
+#include "kit/model/AnySourceConfig.h"
+#include "kit/model/DecodeError.h"
+
+#include <QJsonDocument>
+#include <QTest>
+
+#include <limits>
+
+using namespace tw;
+using namespace Qt::StringLiterals;
+
+class SourceConfigTest : public QObject
+{
+    Q_OBJECT
+
+    static QJsonObject parse(const QByteArray &json) { return QJsonDocument::fromJson(json).object(); }
+    static const QUuid &uuid()
+    {
+        static const QUuid id = QUuid::fromString(u"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e"_s);
+        return id;
+    }
+
+private Q_SLOTS:
+    void roundTripsEveryKind_data()
+    {
+        QTest::addColumn<AnySourceConfig>("config");
+        KumaConfig kuma(uuid(), u"Kuma"_s, u"https://kuma.lan"_s);
+        kuma.username = u"admin"_s;
+        kuma.passwordRef = AnySourceConfig::credentialName(AnySourceConfig::Kind::Kuma, uuid());
+        kuma.statusPageSlug = u"home"_s;
+        QTest::newRow("kuma, every optional") << AnySourceConfig(kuma);
+        QTest::newRow("kuma, bare") << AnySourceConfig(KumaConfig(uuid(), u"K"_s, u"http://k"_s));
+        QTest::newRow("beszel") << AnySourceConfig(BeszelConfig(uuid(), u"B"_s, u"http://b"_s, u"beszel-x"_s));
+        GameServerConfig game(uuid(), u"MC"_s, u"minecraft"_s, u"mc.lan"_s, 25565);
+        game.queryPort = 25575;
+        game.credentialRef = u"gameServer-x"_s;
+        game.useTLS = true;
+        game.alertThreshold = 0;
+        QTest::newRow("game server") << AnySourceConfig(game);
+        HTTPPingConfig http(uuid(), u"Web"_s, u"https://x"_s);
+        http.expectedStatus = 204;
+        http.pollInterval = 0.5;
+        QTest::newRow("http ping, interval outside the bounds") << AnySourceConfig(http);
+        QTest::newRow("tcp port") << AnySourceConfig(TCPPortConfig(uuid(), u"SSH"_s, u"nas"_s, 22));
+        JSONWidgetConfig json(uuid(), u"J"_s, u"http://j"_s, {{u"Temp"_s, u"$.t"_s}, {u"Sky"_s, u"$.s[0]"_s}});
+        json.bearerTokenRef = u"jsonWidget-x"_s;
+        QTest::newRow("json widget") << AnySourceConfig(json);
+    }
+    void roundTripsEveryKind()
+    {
+        QFETCH(AnySourceConfig, config);
+        const QByteArray bytes = QJsonDocument(config.toJson()).toJson();
+        QCOMPARE(AnySourceConfig::fromJson(parse(bytes)), config);
+    }
+
+    void writesTheWrappedShape()
+    {
+        TCPPortConfig tcp(uuid(), u"SSH"_s, u"nas"_s, 22);
+        QCOMPARE(AnySourceConfig(tcp).toJson(),
+                 parse(R"({"tcpPort":{"_0":{"id":"6A1F9D2E-8C3B-4F5A-B7E6-0D9C8B7A6F5E","displayName":"SSH",
+                           "pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"nas","port":22}}})"));
+        const QJsonObject kuma = AnySourceConfig(KumaConfig(uuid(), u"K"_s, u"http://k"_s)).toJson();
+        const QJsonObject record = kuma[u"kuma"].toObject()[u"_0"].toObject();
+        QVERIFY(!record.contains(u"username"));
+        QVERIFY(!record.contains(u"passwordRef"));
+        QVERIFY(!record.contains(u"statusPageSlug"));
+    }
+
+    void constructionDefaults()
+    {
+        const BeszelConfig beszel(uuid(), u"B"_s, u"http://b"_s, u"t"_s);
+        QCOMPARE(beszel.pollInterval, 30.0);
+        const HTTPPingConfig http(uuid(), u"H"_s, u"http://h"_s);
+        QCOMPARE(http.pollInterval, 60.0);
+        QCOMPARE(http.expectedStatus, 200);
+        QCOMPARE(http.alertThreshold, 3);
+        QVERIFY(http.alertsEnabled);
+        QCOMPARE(AnySourceConfig::credentialName(AnySourceConfig::Kind::GameServer, uuid()),
+                 u"gameServer-6A1F9D2E-8C3B-4F5A-B7E6-0D9C8B7A6F5E"_s);
+    }
+
+    void readsGameServersLeniently()
+    {
+        const auto config = AnySourceConfig::fromJson(
+            parse(R"({"gameServer":{"_0":{"id":"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e","displayName":"MC",
+                      "gameID":"minecraft","host":"mc","port":25565,"pollInterval":null,"queryPort":null}}})"));
+        const auto *game = config.as<GameServerConfig>();
+        QVERIFY(game);
+        QCOMPARE(game->pollInterval, 60.0);
+        QCOMPARE(game->alertThreshold, 3);
+        QVERIFY(game->alertsEnabled);
+        QVERIFY(!game->useTLS);
+        QVERIFY(!game->queryPort);
+        QCOMPARE(config.toJson()[u"gameServer"].toObject()[u"_0"].toObject()[u"useTLS"], QJsonValue(false));
+    }
+
+    void refusesMalformedConfigurations_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("error");
+        const QByteArray common = R"("id":"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e","displayName":"x",)";
+        QTest::newRow("kuma without alertThreshold")
+            << R"({"kuma":{"_0":{)" + common + R"("pollInterval":60,"alertsEnabled":true,"baseURL":"u"}}})"
+            << u"alertThreshold"_s;
+        QTest::newRow("game server without host")
+            << R"({"gameServer":{"_0":{)" + common + R"("gameID":"minecraft","port":1}}})" << u"host"_s;
+        QTest::newRow("game server with a text port")
+            << R"({"gameServer":{"_0":{)" + common + R"("gameID":"m","host":"h","port":"25565"}}})" << u"port"_s;
+        QTest::newRow("game server with a text useTLS")
+            << R"({"gameServer":{"_0":{)" + common + R"("gameID":"m","host":"h","port":1,"useTLS":"yes"}}})"
+            << u"useTLS"_s;
+        QTest::newRow("beszel without token")
+            << R"({"beszel":{"_0":{)" + common + R"("pollInterval":30,"alertsEnabled":true,"alertThreshold":3,"baseURL":"u"}}})"
+            << u"tokenRef"_s;
+        QTest::newRow("only an unknown kind") << QByteArray(R"({"ping":{"_0":{}}})")
+                                              << u"Invalid number of keys found, expected one."_s;
+        QTest::newRow("two kinds") << QByteArray(R"({"kuma":{"_0":{}},"tcpPort":{"_0":{}}})")
+                                   << u"Invalid number of keys found, expected one."_s;
+        QTest::newRow("id that is no UUID")
+            << QByteArray(R"({"tcpPort":{"_0":{"id":"nope","displayName":"x","pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"h","port":1}}})")
+            << u"id"_s;
+    }
+    void refusesMalformedConfigurations()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(QString, error);
+        try {
+            AnySourceConfig::fromJson(parse(json));
+            QFAIL("decoded a configuration that must fail");
+        } catch (const DecodeError &e) {
+            QVERIFY2(e.text().contains(error), qPrintable(e.text()));
+        }
+    }
+
+    void unknownKindBesideAKnownOneIsIgnored()
+    {
+        const auto config = AnySourceConfig::fromJson(parse(
+            R"({"future":{"_0":{}},"tcpPort":{"_0":{"id":"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e","displayName":"x",
+               "pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"h","port":1,"later":true}}})"));
+        QCOMPARE(config.kind(), AnySourceConfig::Kind::TCPPort);
+    }
+
+    void anyFieldChangeMakesADifferentConfiguration()
+    {
+        const TCPPortConfig a(uuid(), u"SSH"_s, u"nas"_s, 22);
+        TCPPortConfig b = a;
+        b.displayName = u"ssh"_s;
+        QVERIFY(!(AnySourceConfig(a) == AnySourceConfig(b)));
+        const HTTPPingConfig c(uuid(), u"SSH"_s, u"nas"_s);
+        QVERIFY(!(AnySourceConfig(a) == AnySourceConfig(c)));
+    }
+
+    void clampsIntervalsAtUse_data()
+    {
+        QTest::addColumn<double>("seconds");
+        QTest::addColumn<double>("clamped");
+        QTest::newRow("zero") << 0.0 << 5.0;
+        QTest::newRow("negative") << -1.0 << 5.0;
+        QTest::newRow("minimum") << 5.0 << 5.0;
+        QTest::newRow("inside") << 299.5 << 299.5;
+        QTest::newRow("a day") << 86400.0 << 3600.0;
+        QTest::newRow("NaN") << std::numeric_limits<double>::quiet_NaN() << 60.0;
+        QTest::newRow("-infinity") << -std::numeric_limits<double>::infinity() << 60.0;
+        QTest::newRow("+infinity") << std::numeric_limits<double>::infinity() << 60.0;
+    }
+    void clampsIntervalsAtUse()
+    {
+        QFETCH(double, seconds);
+        QFETCH(double, clamped);
+        QCOMPARE(PollInterval::clamp(seconds), clamped);
+    }
+};
+
+QTEST_GUILESS_MAIN(SourceConfigTest)
+#include "SourceConfigTest.moc"

@@ -1,0 +1,278 @@
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "kit/monitor/PollEngine.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+TCPPortConfig tcp(const QString &name, double interval = 60)
+{
+    TCPPortConfig c(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
+    c.pollInterval = interval;
+    return c;
+}
+
+} // namespace
+
+class PollEngineTest : public QObject
+{
+    Q_OBJECT
+
+    struct Rig
+    {
+        FakeProviders providers;
+        ManualSleeper sleeper;
+        PollEngine engine{std::make_shared<InMemoryCredentialStore>(), providers.maker(), sleeper.function()};
+        QList<PollEngine::Update> updates;
+        Rig()
+        {
+            QObject::connect(&engine, &PollEngine::updated, &engine, [this](const PollEngine::Update &u) {
+                updates.append(u);
+            });
+        }
+    };
+
+private Q_SLOTS:
+    void firstPollHappensAtOnce()
+    {
+        Rig rig;
+        const TCPPortConfig source = tcp(u"ssh"_s);
+        rig.engine.sync({source});
+        QTRY_COMPARE(rig.updates.size(), 1);
+        QCOMPARE(rig.sleeper.delays(), QList<double>{60});
+        const PollEngine::Update &u = rig.updates.first();
+        QCOMPARE(u.polledSourceID, source.id);
+        QVERIFY(u.polledSucceeded);
+        QCOMPARE(u.snapshots.value(source.id).widgets, QList<WidgetData>{FakeProviders::widgetFor(source, 1)});
+        QVERIFY(!rig.engine.currentState().polledSourceID);
+    }
+
+    void backsOffAfterFailures_data()
+    {
+        QTest::addColumn<double>("interval");
+        QTest::addColumn<QList<double>>("delays");
+        QTest::newRow("60 s doubles to the five-minute cap") << 60.0 << QList<double>{120, 240, 300, 300, 300};
+        QTest::newRow("5 s") << 5.0 << QList<double>{10, 20, 40, 80, 160, 300, 300};
+        QTest::newRow("299 s caps at 300 at once") << 299.0 << QList<double>{300, 300};
+        QTest::newRow("300 s is flat") << 300.0 << QList<double>{300, 300};
+        QTest::newRow("600 s is flat") << 600.0 << QList<double>{600, 600, 600};
+        QTest::newRow("3600 s is flat") << 3600.0 << QList<double>{3600, 3600, 3600};
+        QTest::newRow("below the minimum runs at 5 s") << 1.0 << QList<double>{10, 20};
+        QTest::newRow("above the maximum runs at 3600 s") << 90000.0 << QList<double>{3600, 3600};
+    }
+    void backsOffAfterFailures()
+    {
+        QFETCH(double, interval);
+        QFETCH(QList<double>, delays);
+        Rig rig;
+        const TCPPortConfig source = tcp(u"down"_s, interval);
+        rig.providers.failWith(source.id, u"connection refused"_s);
+        rig.engine.sync({source});
+        QVERIFY(rig.sleeper.runUntilDelays(delays.size()));
+        QCOMPARE(rig.sleeper.delays().mid(0, delays.size()), delays);
+        QCOMPARE(rig.engine.currentState().consecutiveFailures.value(source.id), delays.size());
+        QCOMPARE(rig.engine.currentState().errors.value(source.id), u"connection refused"_s);
+    }
+
+    void successClearsTheCounterAndKeepsSnapshotsThroughFailures()
+    {
+        Rig rig;
+        const TCPPortConfig source = tcp(u"flaky"_s);
+        rig.engine.sync({source});
+        QVERIFY(rig.sleeper.runUntilDelays(1));
+        const SourceSnapshot first = rig.engine.currentState().snapshots.value(source.id);
+
+        rig.providers.failWith(source.id, u"timed out"_s);
+        QVERIFY(rig.sleeper.runUntilDelays(4));
+        QCOMPARE(rig.engine.currentState().snapshots.value(source.id), first);
+        QCOMPARE(rig.engine.currentState().consecutiveFailures.value(source.id), 3);
+
+        rig.providers.succeed(source.id);
+        QVERIFY(rig.sleeper.runUntilDelays(5));
+        QCOMPARE(rig.sleeper.delays(), (QList<double>{60, 120, 240, 300, 60}));
+        const PollEngine::Update state = rig.engine.currentState();
+        QVERIFY(!state.errors.contains(source.id));
+        QVERIFY(!state.consecutiveFailures.contains(source.id));
+        QVERIFY(state.snapshots.value(source.id) != first);
+    }
+
+    void providerThatCannotBeMadeCountsAsAFailure()
+    {
+        Rig rig;
+        const TCPPortConfig source = tcp(u"bad"_s);
+        rig.providers.failToMake(source.id, u"expected kuma config"_s);
+        rig.engine.sync({source});
+        QVERIFY(rig.sleeper.runUntilDelays(2));
+        QCOMPARE(rig.sleeper.delays(), (QList<double>{120, 240}));
+        QCOMPARE(rig.engine.currentState().errors.value(source.id), u"expected kuma config"_s);
+    }
+
+    void syncOnlyTouchesWhatChanged()
+    {
+        Rig rig;
+        TCPPortConfig a = tcp(u"a"_s);
+        const TCPPortConfig b = tcp(u"b"_s);
+        rig.engine.sync({a, b});
+        QTRY_COMPARE(rig.updates.size(), 2);
+
+        rig.engine.sync({a, b});
+        QTest::qWait(20);
+        QCOMPARE(rig.updates.size(), 2);
+        QCOMPARE(rig.providers.totalFetches(), 2);
+
+        a.displayName = u"renamed"_s;
+        rig.engine.sync({a, b});
+        QTRY_COMPARE(rig.providers.fetchCount(a.id), 2);
+        QCOMPARE(rig.providers.fetchCount(b.id), 1);
+        QTRY_COMPARE(rig.updates.size(), 3);
+        QCOMPARE(rig.updates.last().snapshots.value(a.id).widgets.first().name(), u"renamed"_s);
+    }
+
+    void removedSourcesLoseTheirStateInOnePublish()
+    {
+        Rig rig;
+        const TCPPortConfig a = tcp(u"a"_s);
+        const TCPPortConfig b = tcp(u"b"_s);
+        rig.providers.failWith(b.id, u"refused"_s);
+        rig.engine.sync({a, b});
+        QTRY_COMPARE(rig.updates.size(), 2);
+
+        rig.engine.sync({a});
+        QCOMPARE(rig.updates.size(), 3);
+        QVERIFY(!rig.updates.last().polledSourceID);
+        QVERIFY(!rig.updates.last().errors.contains(b.id));
+        QVERIFY(!rig.updates.last().consecutiveFailures.contains(b.id));
+
+        rig.engine.sync({});
+        QCOMPARE(rig.updates.size(), 4);
+        QCOMPARE(rig.updates.last(), PollEngine::Update{});
+        rig.engine.sync({});
+        QCOMPARE(rig.updates.size(), 4);
+    }
+
+    void pauseKeepsDataAndResumesOnlyOnSync()
+    {
+        Rig rig;
+        const TCPPortConfig a = tcp(u"a"_s);
+        const TCPPortConfig b = tcp(u"b"_s);
+        rig.engine.sync({a, b});
+        QTRY_COMPARE(rig.updates.size(), 2);
+        const PollEngine::Update before = rig.engine.currentState();
+
+        rig.engine.setPaused(true);
+        rig.sleeper.release();
+        QTest::qWait(20);
+        QCOMPARE(rig.providers.totalFetches(), 2);
+        QCOMPARE(rig.engine.currentState(), before);
+
+        rig.engine.sync({a}); // removal while paused: b goes, nothing starts
+        QCOMPARE(rig.updates.size(), 3);
+        QVERIFY(!rig.engine.currentState().snapshots.contains(b.id));
+        rig.engine.setPaused(false);
+        QTest::qWait(20);
+        QCOMPARE(rig.providers.totalFetches(), 2);
+
+        rig.engine.sync({a});
+        QTRY_COMPARE(rig.providers.fetchCount(a.id), 2);
+    }
+
+    void refreshDuringBackoffPollsAtOnceAndKeepsCounting()
+    {
+        Rig rig;
+        const TCPPortConfig source = tcp(u"down"_s);
+        rig.providers.failWith(source.id, u"refused"_s);
+        rig.engine.sync({source});
+        QVERIFY(rig.sleeper.runUntilDelays(2));
+        QTRY_COMPARE(rig.sleeper.pending(), 1); // waiting out the 240 s back-off
+
+        rig.engine.refresh(source.id);
+        QTRY_COMPARE(rig.providers.fetchCount(source.id), 3);
+        QTRY_COMPARE(rig.sleeper.delays().size(), 3);
+        QCOMPARE(rig.sleeper.delays().last(), 300.0);
+        QCOMPARE(rig.engine.currentState().consecutiveFailures.value(source.id), 3);
+
+        rig.engine.refresh(QUuid::createUuid());
+        rig.engine.setPaused(true);
+        rig.engine.refresh(source.id);
+        QTest::qWait(20);
+        QCOMPARE(rig.providers.fetchCount(source.id), 3);
+    }
+
+    void fetchThatFinishesAfterCancellationRecordsNothing()
+    {
+        Rig rig;
+        const TCPPortConfig source = tcp(u"slow"_s);
+        rig.providers.hold(source.id);
+        rig.engine.sync({source});
+        QTRY_COMPARE(rig.providers.fetchCount(source.id), 1);
+
+        rig.engine.setPaused(true);
+        rig.providers.releaseHeld();
+        QTest::qWait(20);
+        QVERIFY(rig.updates.isEmpty());
+        QCOMPARE(rig.engine.currentState(), PollEngine::Update{});
+        QVERIFY(rig.sleeper.delays().isEmpty());
+
+        // A restarted loop drops the result of the one it replaced.
+        rig.engine.setPaused(false);
+        rig.engine.sync({source});
+        QTRY_COMPARE(rig.providers.fetchCount(source.id), 2);
+        rig.engine.refresh(source.id);
+        QTRY_COMPARE(rig.providers.fetchCount(source.id), 3);
+        rig.providers.releaseHeld();
+        QTRY_COMPARE(rig.updates.size(), 1);
+        QTest::qWait(20);
+        QCOMPARE(rig.updates.size(), 1);
+        QCOMPARE(rig.updates.first().snapshots.value(source.id).widgets.first(), FakeProviders::widgetFor(source, 3));
+    }
+
+    void lateListenersGetTheCurrentStateFirst()
+    {
+        Rig rig;
+        const TCPPortConfig source = tcp(u"a"_s);
+        rig.providers.failWith(source.id, u"refused"_s);
+        rig.engine.sync({source});
+        QTRY_COMPARE(rig.updates.size(), 1);
+
+        QObject listener;
+        QList<PollEngine::Update> seen;
+        rig.engine.subscribe(&listener, [&seen](const PollEngine::Update &u) { seen.append(u); });
+        QVERIFY(seen.isEmpty());
+        QTRY_COMPARE(seen.size(), 1);
+        QVERIFY(!seen.first().polledSourceID);
+        QVERIFY(!seen.first().polledSucceeded);
+        QCOMPARE(seen.first().errors.value(source.id), u"refused"_s);
+
+        rig.engine.refresh(source.id);
+        QTRY_COMPARE(seen.size(), 2);
+        QCOMPARE(seen.last().polledSourceID, source.id);
+    }
+
+    void destroyingTheEngineStopsItsLoops()
+    {
+        auto providers = std::make_unique<FakeProviders>();
+        ManualSleeper sleeper;
+        const TCPPortConfig source = tcp(u"a"_s);
+        providers->hold(source.id);
+        {
+            PollEngine engine(std::make_shared<InMemoryCredentialStore>(), providers->maker(), sleeper.function());
+            engine.sync({source, tcp(u"b"_s)});
+            QTRY_COMPARE(providers->totalFetches(), 2);
+            QTRY_COMPARE(sleeper.pending(), 1);
+        }
+        providers->releaseHeld();
+        sleeper.release();
+        QTest::qWait(20);
+        QCOMPARE(providers->totalFetches(), 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(PollEngineTest)
+#include "PollEngineTest.moc"
