@@ -3,7 +3,7 @@ PRESET ?= dev
 BUILD_DIR := build/$(PRESET)
 CTEST_ARGS ?=
 
-.PHONY: run test build bootstrap configure asan format format-check bench clean
+.PHONY: run test build bootstrap configure asan fuzz fuzz-build format format-check bench clean
 
 run: build
 	$(BUILD_DIR)/src/app/tidewatch
@@ -23,6 +23,15 @@ bootstrap:
 # Library tests under AddressSanitizer and UndefinedBehaviorSanitizer.
 asan:
 	$(MAKE) test PRESET=asan CTEST_ARGS="-L kit"
+
+# Every libFuzzer target for FUZZ_SECONDS each (CI runs them briefly).
+FUZZ_SECONDS ?= 20
+fuzz-build: bootstrap
+	@[ -f build/fuzz/CMakeCache.txt ] || cmake --preset fuzz
+	cmake --build --preset fuzz
+
+fuzz: fuzz-build
+	scripts/fuzz $(FUZZ_SECONDS)
 
 bench: build
 	$(BUILD_DIR)/bench/engine_bench

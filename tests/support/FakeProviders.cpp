@@ -15,8 +15,7 @@ class ScriptedProvider : public SourceProvider
 public:
     explicit ScriptedProvider(std::function<QCoro::Task<SourceSnapshot>()> fetchFunction)
         : m_fetch(std::move(fetchFunction))
-    {
-    }
+    { }
     QCoro::Task<SourceSnapshot> fetch(StopToken) override { return m_fetch(); }
 
 private:

@@ -10,7 +10,9 @@ namespace tw::test {
 
 SleepFunction ManualSleeper::function()
 {
-    return [this](double seconds, StopToken stop) { return sleep(seconds, std::move(stop)); };
+    return [this](double seconds, StopToken stop) {
+        return sleep(seconds, std::move(stop));
+    };
 }
 
 QCoro::Task<> ManualSleeper::sleep(double seconds, StopToken stop)

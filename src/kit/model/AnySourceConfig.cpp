@@ -62,8 +62,8 @@ QJsonObject AnySourceConfig::toJson() const
 AnySourceConfig AnySourceConfig::fromJson(const QJsonValue &value)
 {
     const QJsonObject o = JsonRead::object(value, u"AnySourceConfig");
-    const auto kind = allKinds[JsonRead::singleCase(
-        o, {u"kuma", u"beszel", u"gameServer", u"httpPing", u"tcpPort", u"jsonWidget"})];
+    const auto kind =
+        allKinds[JsonRead::singleCase(o, {u"kuma", u"beszel", u"gameServer", u"httpPing", u"tcpPort", u"jsonWidget"})];
     const QJsonObject record = JsonRead::payload(o, toText(kind));
     switch (kind) {
     case Kind::Kuma:

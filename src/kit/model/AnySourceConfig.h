@@ -16,20 +16,20 @@ class AnySourceConfig
 {
 public:
     enum class Kind { Kuma, Beszel, GameServer, HTTPPing, TCPPort, JSONWidget };
-    using Payload = std::variant<KumaConfig, BeszelConfig, GameServerConfig, HTTPPingConfig, TCPPortConfig, JSONWidgetConfig>;
+    using Payload =
+        std::variant<KumaConfig, BeszelConfig, GameServerConfig, HTTPPingConfig, TCPPortConfig, JSONWidgetConfig>;
 
     template<typename Config>
-        requires std::is_constructible_v<Payload, Config>
-    AnySourceConfig(Config config)
+    requires std::is_constructible_v<Payload, Config> AnySourceConfig(Config config)
         : m_payload(std::move(config))
-    {
-    }
+    { }
 
     Kind kind() const { return static_cast<Kind>(m_payload.index()); }
     QUuid id() const { return common().id; }
     const SourceConfig &common() const;
     SourceConfig &common();
     const Payload &payload() const { return m_payload; }
+    Payload &payload() { return m_payload; }
 
     template<typename Config>
     const Config *as() const

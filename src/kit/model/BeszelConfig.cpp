@@ -11,8 +11,7 @@ BeszelConfig::BeszelConfig(const QUuid &id_,
     : SourceConfig{id_, displayName_, PollInterval::beszelDefault}
     , baseURL(baseURL_)
     , tokenRef(tokenRef_)
-{
-}
+{ }
 
 QJsonObject BeszelConfig::toJson() const
 {

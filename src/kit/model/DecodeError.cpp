@@ -4,7 +4,6 @@ namespace tw {
 
 DecodeError::DecodeError(const QString &text)
     : std::runtime_error(text.toStdString())
-{
-}
+{ }
 
 } // namespace tw

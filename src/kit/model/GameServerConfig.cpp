@@ -13,8 +13,7 @@ GameServerConfig::GameServerConfig(const QUuid &id_,
     , gameID(gameID_)
     , host(host_)
     , port(port_)
-{
-}
+{ }
 
 QJsonObject GameServerConfig::toJson() const
 {

@@ -18,7 +18,11 @@ struct GameServerConfig : SourceConfig
     bool useTLS = false;
 
     GameServerConfig() = default;
-    GameServerConfig(const QUuid &id, const QString &displayName, const QString &gameID, const QString &host, qint64 port);
+    GameServerConfig(const QUuid &id,
+                     const QString &displayName,
+                     const QString &gameID,
+                     const QString &host,
+                     qint64 port);
     bool operator==(const GameServerConfig &) const = default;
     QJsonObject toJson() const;
     static GameServerConfig fromJson(const QJsonValue &value);

@@ -7,8 +7,7 @@ namespace tw {
 HTTPPingConfig::HTTPPingConfig(const QUuid &id_, const QString &displayName_, const QString &url_)
     : SourceConfig{id_, displayName_}
     , url(url_)
-{
-}
+{ }
 
 QJsonObject HTTPPingConfig::toJson() const
 {

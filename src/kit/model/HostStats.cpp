@@ -11,7 +11,10 @@ QJsonObject HostStats::toJson() const
     QJsonArray tempArray;
     for (const DriveTemp &t : temps)
         tempArray.append(t.toJson());
-    QJsonObject o{{QStringLiteral("id"), id}, {QStringLiteral("name"), name}, {QStringLiteral("status"), toText(status)}, {QStringLiteral("temps"), tempArray}};
+    QJsonObject o{{QStringLiteral("id"), id},
+                  {QStringLiteral("name"), name},
+                  {QStringLiteral("status"), toText(status)},
+                  {QStringLiteral("temps"), tempArray}};
     if (cpuPct)
         o.insert(u"cpuPct", *cpuPct);
     if (memPct)
@@ -30,7 +33,8 @@ HostStats HostStats::fromJson(const QJsonValue &value)
     const QString statusText = JsonRead::string(o, u"status");
     const auto s = serviceStatusFromString(statusText);
     if (!s)
-        throw DecodeError(QStringLiteral("Cannot initialize ServiceStatus from invalid String value %1").arg(statusText));
+        throw DecodeError(
+            QStringLiteral("Cannot initialize ServiceStatus from invalid String value %1").arg(statusText));
     h.status = *s;
     h.cpuPct = JsonRead::optionalNumber(o, u"cpuPct");
     h.memPct = JsonRead::optionalNumber(o, u"memPct");

@@ -9,8 +9,7 @@ namespace tw::JSONFileStore {
 
 FileWriteError::FileWriteError(const QString &text)
     : std::runtime_error(text.toStdString())
-{
-}
+{ }
 
 std::optional<QByteArray> readBounded(const QString &path)
 {

@@ -1,6 +1,7 @@
 #include "JSONWidgetConfig.h"
 
 #include "kit/model/JsonRead.h"
+
 #include <QList>
 
 namespace tw {
@@ -12,8 +13,7 @@ JSONWidgetConfig::JSONWidgetConfig(const QUuid &id_,
     : SourceConfig{id_, displayName_}
     , url(url_)
     , fields(fields_)
-{
-}
+{ }
 
 QJsonObject JSONWidgetConfig::toJson() const
 {

@@ -21,7 +21,10 @@ struct JSONWidgetConfig : SourceConfig
     QList<FieldMapping> fields;
 
     JSONWidgetConfig() = default;
-    JSONWidgetConfig(const QUuid &id, const QString &displayName, const QString &url, const QList<FieldMapping> &fields);
+    JSONWidgetConfig(const QUuid &id,
+                     const QString &displayName,
+                     const QString &url,
+                     const QList<FieldMapping> &fields);
     bool operator==(const JSONWidgetConfig &) const = default;
     QJsonObject toJson() const;
     static JSONWidgetConfig fromJson(const QJsonValue &value);

@@ -7,8 +7,7 @@ namespace tw {
 KumaConfig::KumaConfig(const QUuid &id_, const QString &displayName_, const QString &baseURL_)
     : SourceConfig{id_, displayName_}
     , baseURL(baseURL_)
-{
-}
+{ }
 
 QJsonObject KumaConfig::toJson() const
 {

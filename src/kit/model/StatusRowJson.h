@@ -12,7 +12,9 @@ namespace tw::StatusRowJson {
 template<typename Row>
 QJsonObject write(const Row &row)
 {
-    QJsonObject o{{QStringLiteral("id"), row.id}, {QStringLiteral("name"), row.name}, {QStringLiteral("status"), toText(row.status)}};
+    QJsonObject o{{QStringLiteral("id"), row.id},
+                  {QStringLiteral("name"), row.name},
+                  {QStringLiteral("status"), toText(row.status)}};
     if (row.latencyMs)
         o.insert(u"latencyMs", *row.latencyMs);
     if (row.detail)
@@ -27,7 +29,8 @@ Row read(const QJsonValue &value, QStringView what)
     const QString statusText = JsonRead::string(o, u"status");
     const auto status = serviceStatusFromString(statusText);
     if (!status)
-        throw DecodeError(QStringLiteral("Cannot initialize ServiceStatus from invalid String value %1").arg(statusText));
+        throw DecodeError(
+            QStringLiteral("Cannot initialize ServiceStatus from invalid String value %1").arg(statusText));
     return Row{JsonRead::string(o, u"id"),
                JsonRead::string(o, u"name"),
                *status,

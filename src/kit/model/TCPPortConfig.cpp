@@ -8,8 +8,7 @@ TCPPortConfig::TCPPortConfig(const QUuid &id_, const QString &displayName_, cons
     : SourceConfig{id_, displayName_}
     , host(host_)
     , port(port_)
-{
-}
+{ }
 
 QJsonObject TCPPortConfig::toJson() const
 {

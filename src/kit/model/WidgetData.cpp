@@ -13,6 +13,8 @@ struct Overloaded : Ts...
 {
     using Ts::operator()...;
 };
+template<class... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>; // clang 14, used for fuzzing, lacks aggregate deduction
 
 QJsonObject wrapped(WidgetData::Kind kind, const QJsonObject &record)
 {
@@ -44,7 +46,9 @@ QString WidgetData::id() const
                                  [](const HostStats &h) { return QStringLiteral("host:") + h.id; },
                                  [](const GameServerStatus &g) { return QStringLiteral("game:") + g.id; },
                                  [](const CheckResult &c) { return QStringLiteral("check:") + c.id; },
-                                 [](const KeyValues &kv) { return QStringLiteral("kv:") + kv.title; }},
+                                 [](const KeyValues &kv) {
+                                     return QStringLiteral("kv:") + kv.title;
+                                 }},
                       payload);
 }
 
@@ -55,14 +59,15 @@ QString WidgetData::widgetKey(const QUuid &sourceID) const
 
 ServiceStatus WidgetData::status() const
 {
-    return std::visit(Overloaded{[](const ServiceRow &r) { return r.status; },
-                                 [](const HostStats &h) { return h.status; },
-                                 [](const GameServerStatus &g) {
-                                     return g.online ? ServiceStatus::Up : ServiceStatus::Down;
-                                 },
-                                 [](const CheckResult &c) { return c.status; },
-                                 [](const KeyValues &) { return ServiceStatus::Up; }},
-                      payload);
+    return std::visit(
+        Overloaded{[](const ServiceRow &r) { return r.status; },
+                   [](const HostStats &h) { return h.status; },
+                   [](const GameServerStatus &g) { return g.online ? ServiceStatus::Up : ServiceStatus::Down; },
+                   [](const CheckResult &c) { return c.status; },
+                   [](const KeyValues &) {
+                       return ServiceStatus::Up;
+                   }},
+        payload);
 }
 
 std::optional<double> WidgetData::latencyMs() const
@@ -71,13 +76,18 @@ std::optional<double> WidgetData::latencyMs() const
                                  [](const HostStats &) { return std::optional<double>(); },
                                  [](const GameServerStatus &g) { return g.latencyMs; },
                                  [](const CheckResult &c) { return c.latencyMs; },
-                                 [](const KeyValues &) { return std::optional<double>(); }},
+                                 [](const KeyValues &) {
+                                     return std::optional<double>();
+                                 }},
                       payload);
 }
 
 QString WidgetData::name() const
 {
-    return std::visit(Overloaded{[](const KeyValues &kv) { return kv.title; }, [](const auto &w) { return w.name; }},
+    return std::visit(Overloaded{[](const KeyValues &kv) { return kv.title; },
+                                 [](const auto &w) {
+                                     return w.name;
+                                 }},
                       payload);
 }
 
@@ -87,20 +97,21 @@ QJsonObject WidgetData::toJson() const
                                      QJsonArray fields;
                                      for (const JSONFieldValue &f : kv.fields)
                                          fields.append(f.toJson());
-                                     return QJsonObject{
-                                         {toText(kind()),
-                                          QJsonObject{{QStringLiteral("title"), kv.title},
-                                                      {QStringLiteral("fields"), fields}}}};
+                                     return QJsonObject{{toText(kind()),
+                                                         QJsonObject{{QStringLiteral("title"), kv.title},
+                                                                     {QStringLiteral("fields"), fields}}}};
                                  },
-                                 [this](const auto &w) { return wrapped(kind(), w.toJson()); }},
+                                 [this](const auto &w) {
+                                     return wrapped(kind(), w.toJson());
+                                 }},
                       payload);
 }
 
 WidgetData WidgetData::fromJson(const QJsonValue &value)
 {
     const QJsonObject o = JsonRead::object(value, u"WidgetData");
-    const auto kind = static_cast<Kind>(
-        JsonRead::singleCase(o, {u"service", u"host", u"game", u"check", u"keyValues"}));
+    const auto kind =
+        static_cast<Kind>(JsonRead::singleCase(o, {u"service", u"host", u"game", u"check", u"keyValues"}));
     const QString name = toText(kind);
     switch (kind) {
     case Kind::Service:

@@ -32,24 +32,19 @@ struct WidgetData
 
     WidgetData(ServiceRow row)
         : payload(std::move(row))
-    {
-    }
+    { }
     WidgetData(HostStats host)
         : payload(std::move(host))
-    {
-    }
+    { }
     WidgetData(GameServerStatus game)
         : payload(std::move(game))
-    {
-    }
+    { }
     WidgetData(CheckResult check)
         : payload(std::move(check))
-    {
-    }
+    { }
     WidgetData(KeyValues kv)
         : payload(std::move(kv))
-    {
-    }
+    { }
 
     Kind kind() const { return static_cast<Kind>(payload.index()); }
     template<typename T>

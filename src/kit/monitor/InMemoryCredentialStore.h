@@ -14,8 +14,7 @@ public:
     InMemoryCredentialStore() = default;
     explicit InMemoryCredentialStore(QHash<QString, QString> secrets)
         : m_secrets(std::move(secrets))
-    {
-    }
+    { }
 
     QCoro::Task<std::optional<QString>> read(QString name) override;
     QCoro::Task<> write(QString name, QString value) override;

@@ -39,8 +39,7 @@ PollEngine::PollEngine(std::shared_ptr<CredentialStore> credentials,
     , m_credentials(std::move(credentials))
     , m_makeProvider(std::move(makeProvider))
     , m_sleep(std::move(sleep))
-{
-}
+{ }
 
 PollEngine::~PollEngine()
 {

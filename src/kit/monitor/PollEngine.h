@@ -29,7 +29,7 @@ public:
     struct Update
     {
         QHash<QUuid, SourceSnapshot> snapshots; // each source's last good poll; kept through failures
-        QHash<QUuid, QString> errors;           // text of each source whose last poll failed
+        QHash<QUuid, QString> errors; // text of each source whose last poll failed
         QHash<QUuid, qint64> consecutiveFailures; // no entry stands for 0
         std::optional<QUuid> polledSourceID;
         bool polledSucceeded = false;

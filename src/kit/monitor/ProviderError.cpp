@@ -22,8 +22,7 @@ ProviderError::ProviderError(Kind kind, const QString &text)
     : std::runtime_error(describe(kind, text).toStdString())
     , m_kind(kind)
     , m_text(text)
-{
-}
+{ }
 
 QString ProviderError::description() const
 {

@@ -10,8 +10,7 @@ class Cancelled : public std::runtime_error
 public:
     Cancelled()
         : std::runtime_error("cancelled")
-    {
-    }
+    { }
 };
 
 } // namespace tw

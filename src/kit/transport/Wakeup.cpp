@@ -18,7 +18,10 @@ void Wakeup::wake(int reason)
     m_reason = reason;
     m_timer.stop();
     if (m_handle)
-        QMetaObject::invokeMethod(&m_context, [h = m_handle] { h.resume(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            &m_context,
+            [h = m_handle] { h.resume(); },
+            Qt::QueuedConnection);
 }
 
 } // namespace tw

@@ -34,7 +34,7 @@ public:
     bool hasFired() const { return m_fired; }
 
     // g++ 12 copies the awaiter QCoro asks for, so hand out a small copyable one.
-    auto operator co_await() & noexcept
+    auto operator co_await() &noexcept
     {
         struct Awaiter
         {

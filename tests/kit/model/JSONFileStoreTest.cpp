@@ -1,4 +1,5 @@
 #include "kit/model/JSONFileStore.h"
+
 #include "kit/model/JsonRead.h"
 
 #include <QDir>

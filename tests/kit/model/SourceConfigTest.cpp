@@ -109,16 +109,16 @@ private Q_SLOTS:
         QTest::newRow("game server with a text useTLS")
             << R"({"gameServer":{"_0":{)" + common + R"("gameID":"m","host":"h","port":1,"useTLS":"yes"}}})"
             << u"useTLS"_s;
-        QTest::newRow("beszel without token")
-            << R"({"beszel":{"_0":{)" + common + R"("pollInterval":30,"alertsEnabled":true,"alertThreshold":3,"baseURL":"u"}}})"
-            << u"tokenRef"_s;
-        QTest::newRow("only an unknown kind") << QByteArray(R"({"ping":{"_0":{}}})")
-                                              << u"Invalid number of keys found, expected one."_s;
+        QTest::newRow("beszel without token") << R"({"beszel":{"_0":{)" + common
+                + R"("pollInterval":30,"alertsEnabled":true,"alertThreshold":3,"baseURL":"u"}}})"
+                                              << u"tokenRef"_s;
+        QTest::newRow("only an unknown kind")
+            << QByteArray(R"({"ping":{"_0":{}}})") << u"Invalid number of keys found, expected one."_s;
         QTest::newRow("two kinds") << QByteArray(R"({"kuma":{"_0":{}},"tcpPort":{"_0":{}}})")
                                    << u"Invalid number of keys found, expected one."_s;
-        QTest::newRow("id that is no UUID")
-            << QByteArray(R"({"tcpPort":{"_0":{"id":"nope","displayName":"x","pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"h","port":1}}})")
-            << u"id"_s;
+        QTest::newRow("id that is no UUID") << QByteArray(
+            R"({"tcpPort":{"_0":{"id":"nope","displayName":"x","pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"h","port":1}}})")
+                                            << u"id"_s;
     }
     void refusesMalformedConfigurations()
     {

@@ -1,5 +1,6 @@
-#include "kit/model/DecodeError.h"
 #include "kit/model/WidgetData.h"
+
+#include "kit/model/DecodeError.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -19,12 +20,20 @@ private Q_SLOTS:
         QTest::addColumn<WidgetData>("widget");
         QTest::newRow("service with latency and detail")
             << WidgetData(ServiceRow{u"7"_s, u"db"_s, ServiceStatus::Warn, 12.5, u"slow"_s});
-        QTest::newRow("service without optionals") << WidgetData(ServiceRow{u"7"_s, u"db"_s, ServiceStatus::Up, {}, {}});
-        QTest::newRow("host with temps") << WidgetData(HostStats{
-            u"h1"_s, u"nas"_s, ServiceStatus::Down, 5.5, 40, {}, {DriveTemp{u"sda"_s, 38}, DriveTemp{u"nvme0"_s, 51.25}}});
-        QTest::newRow("host without temps") << WidgetData(HostStats{u"h1"_s, u"nas"_s, ServiceStatus::Up, {}, {}, 90, {}});
-        QTest::newRow("game") << WidgetData(GameServerStatus{
-            u"mc"_s, u"Survival"_s, true, 3, 20, {u"alex"_s, u"steve"_s}, 4.25, u"1.21.4"_s});
+        QTest::newRow("service without optionals")
+            << WidgetData(ServiceRow{u"7"_s, u"db"_s, ServiceStatus::Up, {}, {}});
+        QTest::newRow("host with temps") << WidgetData(
+            HostStats{u"h1"_s,
+                      u"nas"_s,
+                      ServiceStatus::Down,
+                      5.5,
+                      40,
+                      {},
+                      {DriveTemp{u"sda"_s, 38}, DriveTemp{u"nvme0"_s, 51.25}}});
+        QTest::newRow("host without temps")
+            << WidgetData(HostStats{u"h1"_s, u"nas"_s, ServiceStatus::Up, {}, {}, 90, {}});
+        QTest::newRow("game") << WidgetData(
+            GameServerStatus{u"mc"_s, u"Survival"_s, true, 3, 20, {u"alex"_s, u"steve"_s}, 4.25, u"1.21.4"_s});
         QTest::newRow("game offline, no counts")
             << WidgetData(GameServerStatus{u"mc"_s, u"Survival"_s, false, {}, {}, {}, {}, u"connection refused"_s});
         QTest::newRow("check") << WidgetData(CheckResult{u"tcp"_s, u"ssh"_s, ServiceStatus::Unknown, {}, u"x"_s});
@@ -65,14 +74,15 @@ private Q_SLOTS:
         QTest::newRow("no known case") << QByteArray(R"({"gauge":{"_0":{}}})")
                                        << u"Invalid number of keys found, expected one."_s;
         QTest::newRow("empty object") << QByteArray("{}") << u"Invalid number of keys found, expected one."_s;
-        QTest::newRow("unknown status")
-            << QByteArray(R"({"service":{"_0":{"id":"1","name":"a","status":"sideways"}}})") << u"ServiceStatus"_s;
-        QTest::newRow("host without temps") << QByteArray(R"({"host":{"_0":{"id":"1","name":"a","status":"up"}}})")
-                                            << u"temps"_s;
+        QTest::newRow("unknown status") << QByteArray(R"({"service":{"_0":{"id":"1","name":"a","status":"sideways"}}})")
+                                        << u"ServiceStatus"_s;
+        QTest::newRow("host without temps")
+            << QByteArray(R"({"host":{"_0":{"id":"1","name":"a","status":"up"}}})") << u"temps"_s;
         QTest::newRow("game without playerNames")
             << QByteArray(R"({"game":{"_0":{"id":"1","name":"a","online":true,"detail":""}}})") << u"playerNames"_s;
-        QTest::newRow("latency as text")
-            << QByteArray(R"({"check":{"_0":{"id":"1","name":"a","status":"up","latencyMs":"3"}}})") << u"latencyMs"_s;
+        QTest::newRow("latency as text") << QByteArray(
+            R"({"check":{"_0":{"id":"1","name":"a","status":"up","latencyMs":"3"}}})")
+                                         << u"latencyMs"_s;
         QTest::newRow("fractional player count") << QByteArray(
             R"({"game":{"_0":{"id":"1","name":"a","online":true,"playersCurrent":1.5,"playerNames":[],"detail":""}}})")
                                                  << u"playersCurrent"_s;
