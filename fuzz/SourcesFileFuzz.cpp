@@ -19,7 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             }
             std::abort();
         }
-    } catch (const tw::DecodeError &) {
-    }
+    } catch (const tw::DecodeError &) { }
     return 0;
 }

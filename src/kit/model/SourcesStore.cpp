@@ -45,8 +45,7 @@ AnySourceConfig withNewIdentity(const AnySourceConfig &source)
 
 ImportError::ImportError(const QString &text)
     : std::runtime_error(text.toStdString())
-{
-}
+{ }
 
 QString defaultDirectory()
 {
@@ -86,7 +85,8 @@ QByteArray encode(const QList<AnySourceConfig> &sources)
 
 QList<AnySourceConfig> load(const QString &directory)
 {
-    return JSONFileStore::load(sourcesPath(directory), corruptPath(directory), decode).value_or(QList<AnySourceConfig>{});
+    return JSONFileStore::load(sourcesPath(directory), corruptPath(directory), decode)
+        .value_or(QList<AnySourceConfig>{});
 }
 
 void save(const QList<AnySourceConfig> &sources, const QString &directory)
@@ -98,7 +98,8 @@ QList<AnySourceConfig> importFile(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw ImportError(QStringLiteral("Couldn't open %1: %2").arg(QDir::toNativeSeparators(path), file.errorString()));
+        throw ImportError(
+            QStringLiteral("Couldn't open %1: %2").arg(QDir::toNativeSeparators(path), file.errorString()));
     const QByteArray bytes = file.read(JSONFileStore::maxFileBytes + 1);
     if (bytes.size() > JSONFileStore::maxFileBytes)
         throw ImportError(QStringLiteral("%1 is larger than 8 MiB and is not a Tidewatch sources file.")
@@ -107,8 +108,8 @@ QList<AnySourceConfig> importFile(const QString &path)
     try {
         decoded = decode(bytes);
     } catch (const DecodeError &e) {
-        throw ImportError(QStringLiteral("%1 is not a Tidewatch sources file: %2")
-                              .arg(QDir::toNativeSeparators(path), e.text()));
+        throw ImportError(
+            QStringLiteral("%1 is not a Tidewatch sources file: %2").arg(QDir::toNativeSeparators(path), e.text()));
     }
     QSet<QUuid> seen;
     QList<AnySourceConfig> imported;
