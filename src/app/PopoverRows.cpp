@@ -1,0 +1,217 @@
+#include "PopoverRows.h"
+
+#include "kit/model/JsonRead.h"
+
+namespace tw {
+
+namespace {
+
+template<class... Ts>
+struct Overloaded : Ts...
+{
+    using Ts::operator()...;
+};
+template<class... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>;
+
+QString sourceText(const AnySourceConfig &source)
+{
+    return JsonRead::uuidText(source.id());
+}
+
+WidgetData renamed(WidgetData widget, const QString &name)
+{
+    std::visit(Overloaded{[&name](KeyValues &kv) { kv.title = name; },
+                          [&name](auto &w) {
+                              w.name = name;
+                          }},
+               widget.payload);
+    return widget;
+}
+
+QList<WidgetData> widgetsOf(const QList<KeyedWidget> &keyed)
+{
+    QList<WidgetData> widgets;
+    widgets.reserve(keyed.size());
+    for (const KeyedWidget &k : keyed)
+        widgets.append(k.widget);
+    return widgets;
+}
+
+QString countedServices(qsizetype n, const char *suffix)
+{
+    return QString::number(n) + (n == 1 ? QStringLiteral(" service ") : QStringLiteral(" services "))
+        + QLatin1String(suffix);
+}
+
+} // namespace
+
+QString Row::id() const
+{
+    return std::visit(Overloaded{[](const Error &e) { return QStringLiteral("error:") + sourceText(e.source); },
+                                 [](const Empty &e) { return QStringLiteral("empty:") + sourceText(e.source); },
+                                 [](const Single &s) { return QStringLiteral("single:") + s.key; },
+                                 [](const Header &h) { return QStringLiteral("header:") + sourceText(h.source); },
+                                 [](const Child &c) {
+                                     return QStringLiteral("child:") + c.key;
+                                 }},
+                      value);
+}
+
+namespace PopoverRows {
+
+QList<Row> popoverRows(const State &state)
+{
+    QList<Row> rows;
+    for (const QUuid &id : state.layout.orderedSourceIDs(state.sources))
+        rows.append(rowsForSource(id, state));
+    return rows;
+}
+
+QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
+{
+    const auto source = std::find_if(state.sources.cbegin(), state.sources.cend(), [&](const AnySourceConfig &s) {
+        return s.id() == sourceID;
+    });
+    if (source == state.sources.cend())
+        return {};
+    // The error wins over a stale snapshot: old widgets beside a failure would read as current.
+    if (const auto error = state.errors.constFind(sourceID); error != state.errors.cend())
+        return {Row{Row::Error{*source, *error}}};
+    const auto snapshot = state.snapshots.constFind(sourceID);
+    if (snapshot == state.snapshots.cend())
+        return {};
+    if (snapshot->widgets.isEmpty())
+        return {Row{Row::Empty{*source}}};
+
+    QList<KeyedWidget> keyed;
+    keyed.reserve(snapshot->widgets.size());
+    for (const WidgetData &w : snapshot->widgets)
+        keyed.append({w.widgetKey(sourceID), w});
+    const QList<KeyedWidget> shown = state.layout.visible(keyed);
+    if (shown.isEmpty())
+        return {};
+    if (shown.size() == 1)
+        return {Row{Row::Single{shown.first().key, renamed(shown.first().widget, source->common().displayName)}}};
+
+    const QList<WidgetData> shownWidgets = widgetsOf(shown);
+    Row::Header header{*source,
+                       shown.size(),
+                       aggregateText(shownWidgets),
+                       averageLatency(shownWidgets),
+                       // Hidden widgets still colour the header: hiding a widget must not hide an outage.
+                       worstStatus(snapshot->widgets),
+                       state.layout.collapsed.contains(sourceText(*source))};
+    QList<Row> rows{Row{header}};
+    if (!header.collapsed) {
+        for (const KeyedWidget &k : shown)
+            rows.append(Row{Row::Child{k.key, k.widget}});
+    }
+    return rows;
+}
+
+QList<RowGroup> groupRows(const QList<Row> &rows)
+{
+    QList<RowGroup> groups;
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        if (!rows.at(i).as<Row::Header>()) {
+            groups.append(RowGroup{rows.at(i), {}, false});
+            continue;
+        }
+        RowGroup group{rows.at(i), {}, true};
+        while (i + 1 < rows.size() && rows.at(i + 1).as<Row::Child>())
+            group.children.append(rows.at(++i));
+        groups.append(group);
+    }
+    return groups;
+}
+
+QString aggregateText(const QList<WidgetData> &widgets)
+{
+    QMap<ServiceStatus, qsizetype> counts;
+    for (const WidgetData &w : widgets)
+        ++counts[w.status()];
+    QStringList parts;
+    for (ServiceStatus s : {ServiceStatus::Down, ServiceStatus::Warn, ServiceStatus::Unknown, ServiceStatus::Up}) {
+        if (counts.value(s) > 0)
+            parts.append(QString::number(counts.value(s)) + QLatin1Char(' ') + toText(s));
+    }
+    return parts.join(QStringLiteral(" \u00B7 "));
+}
+
+std::optional<double> averageLatency(const QList<WidgetData> &widgets)
+{
+    double sum = 0;
+    int taken = 0;
+    for (const WidgetData &w : widgets) {
+        if (const auto latency = w.latencyMs()) {
+            sum += *latency;
+            ++taken;
+        }
+    }
+    if (taken == 0)
+        return std::nullopt;
+    return sum / taken;
+}
+
+ServiceStatus worstStatus(const QList<WidgetData> &widgets)
+{
+    ServiceStatus result = ServiceStatus::Unknown;
+    for (const WidgetData &w : widgets) {
+        switch (w.status()) {
+        case ServiceStatus::Down:
+            return ServiceStatus::Down;
+        case ServiceStatus::Warn:
+            result = ServiceStatus::Warn;
+            break;
+        case ServiceStatus::Up:
+            if (result == ServiceStatus::Unknown)
+                result = ServiceStatus::Up;
+            break;
+        case ServiceStatus::Unknown:
+            break;
+        }
+    }
+    return result;
+}
+
+QMap<ServiceStatus, qsizetype> statusTally(const QHash<QUuid, SourceSnapshot> &snapshots,
+                                           const QHash<QUuid, QString> &errors)
+{
+    QMap<ServiceStatus, qsizetype> tally;
+    for (auto it = snapshots.cbegin(); it != snapshots.cend(); ++it) {
+        if (errors.contains(it.key()))
+            continue;
+        for (const WidgetData &w : it->widgets)
+            ++tally[w.status()];
+    }
+    if (!errors.isEmpty())
+        tally[ServiceStatus::Down] += errors.size();
+    return tally;
+}
+
+std::optional<QString> affectedSummary(const QHash<QUuid, SourceSnapshot> &snapshots,
+                                       const QHash<QUuid, QString> &errors)
+{
+    const auto tally = statusTally(snapshots, errors);
+    const qsizetype affected = tally.value(ServiceStatus::Down) + tally.value(ServiceStatus::Warn);
+    if (affected >= 1)
+        return countedServices(affected, "affected");
+    if (const qsizetype up = tally.value(ServiceStatus::Up); up >= 1)
+        return countedServices(up, "online");
+    return std::nullopt;
+}
+
+std::optional<QString> inactiveSummary(const QHash<QUuid, SourceSnapshot> &snapshots)
+{
+    qsizetype n = 0;
+    for (const SourceSnapshot &s : snapshots)
+        n += s.widgets.size();
+    if (n < 1)
+        return std::nullopt;
+    return countedServices(n, "inactive");
+}
+
+} // namespace PopoverRows
+
+} // namespace tw

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "app/OverallStatus.h"
+
+#include <QColor>
+#include <QImage>
+
+// The tray icon is drawn at run time: a server-rack glyph with a status dot, so one picture tells the
+// state of the whole estate at a glance, on light and dark panels alike.
+namespace tw::TrayIconPainter {
+
+// Green, yellow, red, or gray for paused and unknown.
+QColor statusColour(OverallStatus status);
+
+// A square icon of `size` pixels; `glyph` is the colour of the rack (the panel's text colour).
+QImage paint(OverallStatus status, int size, const QColor &glyph);
+
+} // namespace tw::TrayIconPainter
