@@ -1,18 +1,11 @@
 #include "PopoverRows.h"
 
 #include "kit/model/JsonRead.h"
+#include "kit/model/Overloaded.h"
 
 namespace tw {
 
 namespace {
-
-template<class... Ts>
-struct Overloaded : Ts...
-{
-    using Ts::operator()...;
-};
-template<class... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
 
 QString sourceText(const AnySourceConfig &source)
 {

@@ -1,7 +1,37 @@
+#include "app/ProductionEnvironment.h"
+#include "app/SingleInstance.h"
+#include "app/TidewatchApp.h"
+#include "kit/monitor/UnixSignalWatcher.h"
+
 #include <QApplication>
+#include <QDBusConnection>
+
+#include <csignal>
+
+using namespace Qt::StringLiterals;
 
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    return 0;
+    QApplication::setOrganizationName(u"Tidewatch"_s);
+    QApplication::setApplicationName(u"Tidewatch"_s);
+    QApplication::setApplicationVersion(QStringLiteral(TW_VERSION));
+    QApplication::setDesktopFileName(u"dev.ostrel.Tidewatch"_s);
+    // A tray program: closing a window never ends it; only Quit does.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    tw::SingleInstance instance(QDBusConnection::sessionBus());
+    if (instance.claim() == tw::SingleInstance::Outcome::Forwarded)
+        return 0;
+
+    tw::TidewatchApp tidewatch(tw::ProductionEnvironment::make(),
+                               tw::TidewatchApp::LaunchOptions::parse(QApplication::arguments()));
+    QObject::connect(&instance, &tw::SingleInstance::showRequested, &tidewatch, &tw::TidewatchApp::showPopover);
+
+    // A session that logs out sends SIGTERM; the history is written before the process goes.
+    tw::UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
+    QObject::connect(&signalWatcher, &tw::UnixSignalWatcher::received, &tidewatch, &tw::TidewatchApp::quit);
+
+    tidewatch.start();
+    return QApplication::exec();
 }

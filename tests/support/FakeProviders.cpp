@@ -63,6 +63,8 @@ QCoro::Task<SourceSnapshot> FakeProviders::fetch(AnySourceConfig config, int fet
         throw Cancelled();
     if (m_failures.contains(id))
         throw ProviderError::upstream(m_failures.value(id));
+    if (m_widgets.contains(id))
+        co_return SourceSnapshot{id, QDateTime::currentDateTimeUtc(), m_widgets.value(id)};
     co_return SourceSnapshot{id, QDateTime::currentDateTimeUtc(), {widgetFor(config, fetchNumber)}};
 }
 

@@ -19,6 +19,8 @@ public:
 
     void failWith(const QUuid &id, const QString &text) { m_failures.insert(id, text); }
     void succeed(const QUuid &id) { m_failures.remove(id); }
+    // What every later successful fetch of `id` yields, instead of the one numbered check widget.
+    void setWidgets(const QUuid &id, QList<WidgetData> widgets) { m_widgets.insert(id, std::move(widgets)); }
     void failToMake(const QUuid &id, const QString &text) { m_makeFailures.insert(id, text); }
     void hold(const QUuid &id) { m_held.insert(id); }
     void releaseHeld() { Q_EMIT heldReleased(); }
@@ -36,6 +38,7 @@ private:
     QCoro::Task<SourceSnapshot> fetch(AnySourceConfig config, int fetchNumber);
 
     QHash<QUuid, QString> m_failures;
+    QHash<QUuid, QList<WidgetData>> m_widgets;
     QHash<QUuid, QString> m_makeFailures;
     QSet<QUuid> m_held;
     QHash<QUuid, int> m_fetches;

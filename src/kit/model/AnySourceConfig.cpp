@@ -1,6 +1,7 @@
 #include "AnySourceConfig.h"
 
 #include "kit/model/JsonRead.h"
+#include "kit/model/Overloaded.h"
 
 namespace tw {
 
@@ -85,6 +86,19 @@ AnySourceConfig AnySourceConfig::fromJson(const QJsonValue &value)
 QString AnySourceConfig::credentialName(Kind kind, const QUuid &id)
 {
     return toText(kind) + QLatin1Char('-') + JsonRead::uuidText(id);
+}
+
+QStringList AnySourceConfig::credentialNames() const
+{
+    const auto name = std::visit(Overloaded{
+                                     [](const KumaConfig &config) { return config.passwordRef; },
+                                     [](const BeszelConfig &config) { return std::optional<QString>(config.tokenRef); },
+                                     [](const GameServerConfig &config) { return config.credentialRef; },
+                                     [](const JSONWidgetConfig &config) { return config.bearerTokenRef; },
+                                     [](const auto &) { return std::optional<QString>(); },
+                                 },
+                                 m_payload);
+    return name && !name->isEmpty() ? QStringList{*name} : QStringList{};
 }
 
 } // namespace tw

@@ -46,6 +46,9 @@ public:
     // The name under which a new secret of this kind of source is stored: "kuma-<UUID>".
     static QString credentialName(Kind kind, const QUuid &id);
 
+    // The names of the secrets this configuration refers to (none, or one).
+    QStringList credentialNames() const;
+
 private:
     Payload m_payload;
 };

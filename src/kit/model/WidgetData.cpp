@@ -1,20 +1,13 @@
 #include "WidgetData.h"
 
 #include "kit/model/JsonRead.h"
+#include "kit/model/Overloaded.h"
 
 #include <QJsonArray>
 
 namespace tw {
 
 namespace {
-
-template<class... Ts>
-struct Overloaded : Ts...
-{
-    using Ts::operator()...;
-};
-template<class... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>; // clang 14, used for fuzzing, lacks aggregate deduction
 
 QJsonObject wrapped(WidgetData::Kind kind, const QJsonObject &record)
 {

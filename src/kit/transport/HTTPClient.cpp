@@ -1,5 +1,7 @@
 #include "HTTPClient.h"
 
+#include "kit/monitor/ProviderError.h"
+
 namespace tw {
 
 QByteArray HTTPResponse::header(const QByteArray &name) const
@@ -9,6 +11,13 @@ QByteArray HTTPResponse::header(const QByteArray &name) const
             return value;
     }
     return {};
+}
+
+int requireHTTPSuccess(const HTTPResponse &response)
+{
+    if (response.statusCode >= 200 && response.statusCode <= 299)
+        return response.statusCode;
+    throw ProviderError::upstream(QStringLiteral("HTTP %1").arg(response.statusCode));
 }
 
 } // namespace tw

@@ -47,4 +47,8 @@ public:
     virtual QCoro::Task<HTTPResult> data(HTTPRequest request, StopToken stop) = 0;
 };
 
+// The status of a 2xx response; anything else fails with ProviderError::upstream("HTTP 503"), a
+// reply that was not HTTP at all counting as status -1.
+int requireHTTPSuccess(const HTTPResponse &response);
+
 } // namespace tw

@@ -1,0 +1,328 @@
+#include "AppState.h"
+
+#include "app/Preferences.h"
+#include "kit/model/JsonRead.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/CredentialStore.h"
+#include "kit/monitor/HistoryRecorder.h"
+#include "kit/monitor/HistoryStore.h"
+
+#include <QSet>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+namespace {
+
+QString keyPrefix(const QUuid &id)
+{
+    return JsonRead::uuidText(id) + u'/';
+}
+
+} // namespace
+
+bool AppState::environmentIsTestHost()
+{
+    return qEnvironmentVariableIsSet(testHostVariable);
+}
+
+AppState::AppState(Environment environment, QObject *parent)
+    : QObject(parent)
+    , m_environment(std::move(environment))
+{
+    Q_ASSERT(m_environment.credentials && m_environment.defaults && m_environment.makeProvider);
+    m_engine = new PollEngine(m_environment.credentials, m_environment.makeProvider, m_environment.sleep, this);
+    m_history =
+        new HistoryRecorder(m_environment.sourcesDirectory, m_environment.historySleep, m_environment.now, this);
+    m_sources = SourcesStore::load(m_environment.sourcesDirectory);
+    m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
+    m_engine->subscribe(this, [this](const PollEngine::Update &update) { consume(update); });
+    seedLatencyHistory();
+    if (!m_environment.testHost)
+        startSync();
+}
+
+AppState::~AppState() = default;
+
+OverallStatus AppState::overallStatus() const
+{
+    return overallStatus(m_paused, m_snapshots, m_errors);
+}
+
+OverallStatus
+AppState::overallStatus(bool paused, const QHash<QUuid, SourceSnapshot> &snapshots, const QHash<QUuid, QString> &errors)
+{
+    if (paused)
+        return OverallStatus::Paused;
+    auto result = OverallStatus::Unknown;
+    for (const SourceSnapshot &snapshot : snapshots) {
+        for (const WidgetData &widget : snapshot.widgets) {
+            switch (widget.status()) {
+            case ServiceStatus::Down:
+                // One failed widget outranks everything, a stale one of a now failing source too.
+                return OverallStatus::Down;
+            case ServiceStatus::Warn:
+                result = OverallStatus::Degraded;
+                break;
+            case ServiceStatus::Up:
+                if (result == OverallStatus::Unknown)
+                    result = OverallStatus::Up;
+                break;
+            case ServiceStatus::Unknown:
+                break;
+            }
+        }
+    }
+    // A source that cannot be polled is a warning, not an outage.
+    return errors.isEmpty() ? result : OverallStatus::Degraded;
+}
+
+void AppState::addSource(const AnySourceConfig &config)
+{
+    m_sources.append(config);
+    saveSources();
+    Q_EMIT sourcesChanged();
+    startSync();
+}
+
+void AppState::updateSource(const AnySourceConfig &config)
+{
+    const auto it = std::find_if(m_sources.begin(), m_sources.end(), [&](const AnySourceConfig &source) {
+        return source.id() == config.id();
+    });
+    if (it == m_sources.end())
+        return;
+    const AnySourceConfig old = *it;
+    *it = config;
+    saveSources();
+    Q_EMIT sourcesChanged();
+    startSync();
+    deleteOrphanedCredentials({old}, {config});
+}
+
+void AppState::removeSource(const QUuid &id)
+{
+    const QString prefix = keyPrefix(id);
+    const qsizetype before = m_latencyHistory.size();
+    m_latencyHistory.removeIf([&](const auto &entry) { return entry.key().startsWith(prefix); });
+    if (m_latencyHistory.size() != before)
+        Q_EMIT latencyHistoryChanged();
+    const QList<AnySourceConfig> old = m_sources;
+    m_sources.removeIf([&](const AnySourceConfig &source) { return source.id() == id; });
+    saveSources();
+    Q_EMIT sourcesChanged();
+    startSync();
+    deleteOrphanedCredentials(old, m_sources);
+    pruneHistory();
+}
+
+void AppState::replaceSources(const QList<AnySourceConfig> &list)
+{
+    m_latencyHistory.clear();
+    const QList<AnySourceConfig> old = m_sources;
+    m_sources = list;
+    saveSources();
+    Q_EMIT sourcesChanged();
+    startSync();
+    deleteOrphanedCredentials(old, m_sources);
+    pruneHistory();
+    seedLatencyHistory();
+    Q_EMIT latencyHistoryChanged();
+}
+
+void AppState::setWidgetLayout(const WidgetLayout &layout)
+{
+    if (layout == m_widgetLayout)
+        return;
+    m_widgetLayout = layout;
+    m_widgetLayout.save(*m_environment.defaults);
+    Q_EMIT widgetLayoutChanged();
+}
+
+void AppState::refreshAll()
+{
+    if (m_paused)
+        return;
+    for (const AnySourceConfig &source : std::as_const(m_sources))
+        m_engine->refresh(source.id());
+}
+
+void AppState::togglePaused()
+{
+    m_paused = !m_paused;
+    Q_EMIT pausedChanged();
+    Q_EMIT stateChanged();
+    startSync();
+}
+
+void AppState::startSync()
+{
+    // A paused engine is not told of edits; the resume carries them, and starts every loop afresh.
+    if (m_paused) {
+        m_engine->setPaused(true);
+        return;
+    }
+    m_engine->setPaused(false);
+    m_engine->sync(m_sources);
+}
+
+void AppState::flushHistory()
+{
+    m_history->flush();
+}
+
+void AppState::consume(const PollEngine::Update &update)
+{
+    // Latency, history, alerts and notifications all see the poll before the views do.
+    if (update.polledSourceID) {
+        const auto snapshot = update.snapshots.constFind(*update.polledSourceID);
+        if (update.polledSucceeded && snapshot != update.snapshots.cend()) {
+            appendLatencies(*snapshot);
+            m_history->record(
+                *snapshot,
+                [](const WidgetData &widget) { return widget.status(); },
+                [](const WidgetData &widget) { return widget.latencyMs(); });
+        }
+        post(evaluateAlerts(update));
+    }
+    if (m_snapshots != update.snapshots) {
+        m_snapshots = update.snapshots;
+        Q_EMIT snapshotsChanged();
+        Q_EMIT stateChanged();
+    }
+    if (m_errors != update.errors) {
+        m_errors = update.errors;
+        Q_EMIT errorsChanged();
+        Q_EMIT stateChanged();
+    }
+}
+
+QList<AlertEvent> AppState::evaluateAlerts(const PollEngine::Update &update)
+{
+    const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
+        return candidate.id() == *update.polledSourceID;
+    });
+    if (source == m_sources.cend())
+        return {}; // removed in the meantime
+    const QDateTime now = m_environment.now();
+    const auto snapshot = update.snapshots.constFind(*update.polledSourceID);
+    if (update.polledSucceeded && snapshot != update.snapshots.cend())
+        return m_alertEvaluator.recordSuccess(*source, *snapshot, now);
+    return m_alertEvaluator.recordFailure(*source, now);
+}
+
+void AppState::post(const QList<AlertEvent> &events)
+{
+    if (m_alertEventsSink)
+        m_alertEventsSink(events);
+    if (m_environment.testHost || !m_environment.postAlert)
+        return;
+    // Read for every list, so that a change of these switches takes effect at once.
+    const QSettings &defaults = *m_environment.defaults;
+    const bool globalQuiet = Preferences::storedBool(defaults, u"globalQuiet"_s).value_or(false);
+    const bool notifyOnRecovery = Preferences::storedBool(defaults, u"notifyOnRecovery"_s).value_or(true);
+    const bool soundAlerts = Preferences::storedBool(defaults, u"soundAlerts"_s).value_or(true);
+    for (const AlertEvent &event : events) {
+        if (event.kind == AlertEvent::Kind::Recovered && !notifyOnRecovery)
+            continue;
+        if (globalQuiet)
+            continue;
+        const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
+            return candidate.id() == event.sourceID;
+        });
+        if (source == m_sources.cend() || !source->common().alertsEnabled)
+            continue;
+        m_environment.postAlert(event, soundAlerts);
+    }
+}
+
+void AppState::appendLatencies(const SourceSnapshot &snapshot)
+{
+    bool changed = false;
+    for (const WidgetData &widget : snapshot.widgets) {
+        if (widget.kind() == WidgetData::Kind::Host || widget.kind() == WidgetData::Kind::KeyValues)
+            continue;
+        const std::optional<double> latency = widget.latencyMs();
+        if (!latency)
+            continue;
+        QList<double> &values = m_latencyHistory[widget.widgetKey(snapshot.sourceID)];
+        values.append(*latency);
+        if (values.size() > latencyHistoryLength)
+            values.remove(0, values.size() - latencyHistoryLength);
+        changed = true;
+    }
+    if (changed)
+        Q_EMIT latencyHistoryChanged();
+}
+
+void AppState::seedLatencyHistory()
+{
+    QSet<QString> prefixes;
+    for (const AnySourceConfig &source : std::as_const(m_sources))
+        prefixes.insert(keyPrefix(source.id()));
+    const PollHistory history = m_history->history();
+    for (auto it = history.samples.cbegin(); it != history.samples.cend(); ++it) {
+        const QString &key = it.key();
+        const qsizetype slash = key.indexOf(u'/');
+        if (slash < 0 || !prefixes.contains(key.left(slash + 1)))
+            continue;
+        QList<double> values;
+        for (const HistorySample &sample : it.value()) {
+            if (sample.latencyMs)
+                values.append(*sample.latencyMs);
+        }
+        if (values.size() > latencyHistoryLength)
+            values.remove(0, values.size() - latencyHistoryLength);
+        if (!values.isEmpty())
+            m_latencyHistory.insert(key, values);
+    }
+}
+
+void AppState::saveSources()
+{
+    try {
+        SourcesStore::save(m_sources, m_environment.sourcesDirectory);
+    } catch (const std::exception &error) {
+        // The list in memory stays in use; the next change tries again.
+        qWarning("Could not save the sources: %s", error.what());
+    }
+}
+
+void AppState::deleteOrphanedCredentials(const QList<AnySourceConfig> &before, const QList<AnySourceConfig> &after)
+{
+    QSet<QString> kept;
+    for (const AnySourceConfig &source : after) {
+        for (const QString &name : source.credentialNames())
+            kept.insert(name);
+    }
+    QStringList orphans;
+    for (const AnySourceConfig &source : before) {
+        for (const QString &name : source.credentialNames()) {
+            if (!kept.contains(name) && !orphans.contains(name))
+                orphans.append(name);
+        }
+    }
+    if (orphans.isEmpty())
+        return;
+    // Deletions run on their own; a failure leaves a stray secret behind, never a broken source.
+    [](std::shared_ptr<CredentialStore> store, QStringList names) -> QCoro::Task<> {
+        for (const QString &name : names) {
+            try {
+                co_await store->remove(name);
+            } catch (const std::exception &error) {
+                qWarning("Could not delete the secret %s: %s", qUtf8Printable(name), error.what());
+            }
+        }
+    }(m_environment.credentials, orphans);
+}
+
+void AppState::pruneHistory()
+{
+    QSet<QUuid> ids;
+    for (const AnySourceConfig &source : std::as_const(m_sources))
+        ids.insert(source.id());
+    m_history->prune(ids);
+}
+
+} // namespace tw

@@ -1,0 +1,132 @@
+#pragma once
+
+#include "app/OverallStatus.h"
+#include "kit/model/AnySourceConfig.h"
+#include "kit/model/SourceSnapshot.h"
+#include "kit/model/WidgetLayout.h"
+#include "kit/monitor/AlertEvaluator.h"
+#include "kit/monitor/PollEngine.h"
+#include "kit/transport/Sleep.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QSettings>
+#include <QUuid>
+
+#include <functional>
+#include <memory>
+
+namespace tw {
+
+class CredentialStore;
+class HistoryRecorder;
+
+// The hub: owns the list of sources, steers the poll engine, and turns each update into latency
+// history, alerts and notifications before it publishes the new state to the views. Views never talk
+// to the engine; nothing below this object knows a view exists. Lives on the main thread.
+class AppState : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool paused READ isPaused NOTIFY pausedChanged)
+
+public:
+    // Everything that differs between the program, its tests and the command line.
+    struct Environment
+    {
+        std::shared_ptr<CredentialStore> credentials;
+        QString sourcesDirectory; // sources.json and history.json
+        std::shared_ptr<QSettings> defaults; // preferences and the widget layout
+        ProviderMaker makeProvider;
+        SleepFunction sleep = Sleep::cancellable; // between polls
+        SleepFunction historySleep = Sleep::cancellable; // the history's write window
+        std::function<QDateTime()> now = [] {
+            return QDateTime::currentDateTimeUtc();
+        };
+        // Shows one notification; the bool says whether it may play a sound.
+        std::function<void(const AlertEvent &, bool)> postAlert;
+        // A test host: nothing polls until startSync() and nothing reaches the desktop.
+        bool testHost = false;
+    };
+
+    // The environment variable that marks a test host; its presence alone counts.
+    static constexpr auto testHostVariable = "TIDEWATCH_TEST_HOST";
+    static bool environmentIsTestHost();
+
+    explicit AppState(Environment environment, QObject *parent = nullptr);
+    ~AppState() override;
+
+    const QList<AnySourceConfig> &sources() const { return m_sources; }
+    const QHash<QUuid, SourceSnapshot> &snapshots() const { return m_snapshots; }
+    const QHash<QUuid, QString> &errors() const { return m_errors; }
+    const QHash<QString, QList<double>> &latencyHistory() const { return m_latencyHistory; }
+    const WidgetLayout &widgetLayout() const { return m_widgetLayout; }
+    bool isPaused() const { return m_paused; }
+    OverallStatus overallStatus() const;
+    static OverallStatus
+    overallStatus(bool paused, const QHash<QUuid, SourceSnapshot> &snapshots, const QHash<QUuid, QString> &errors);
+
+    HistoryRecorder &historyRecorder() { return *m_history; }
+    PollEngine &engine() { return *m_engine; }
+    CredentialStore &credentials() { return *m_environment.credentials; }
+    QSettings &defaults() { return *m_environment.defaults; }
+
+    // Receives every list of alert events before any filtering; for tests and the command line.
+    void setAlertEventsSink(std::function<void(const QList<AlertEvent> &)> sink)
+    {
+        m_alertEventsSink = std::move(sink);
+    }
+
+    // The caller has already stored the source's secret under its credential name.
+    void addSource(const AnySourceConfig &config);
+    void updateSource(const AnySourceConfig &config);
+    void removeSource(const QUuid &id);
+    void replaceSources(const QList<AnySourceConfig> &list);
+    void setWidgetLayout(const WidgetLayout &layout);
+    void refreshAll();
+    void togglePaused();
+    // The only way the engine is commanded. The engine takes its commands synchronously on this
+    // thread, so they reach it in the order they were given.
+    void startSync();
+
+    // Writes unwritten history; the program calls it before it quits.
+    void flushHistory();
+
+    // Keeps at most this many latencies per widget for the sparklines.
+    static constexpr qsizetype latencyHistoryLength = 30;
+
+Q_SIGNALS:
+    void sourcesChanged();
+    void snapshotsChanged();
+    void errorsChanged();
+    void latencyHistoryChanged();
+    void widgetLayoutChanged();
+    void pausedChanged();
+    // Fires whenever the overall status may have changed; compares nothing.
+    void stateChanged();
+
+private:
+    void consume(const PollEngine::Update &update);
+    QList<AlertEvent> evaluateAlerts(const PollEngine::Update &update);
+    void post(const QList<AlertEvent> &events);
+    void appendLatencies(const SourceSnapshot &snapshot);
+    void seedLatencyHistory();
+    void saveSources();
+    void deleteOrphanedCredentials(const QList<AnySourceConfig> &before, const QList<AnySourceConfig> &after);
+    void pruneHistory();
+
+    Environment m_environment;
+    QList<AnySourceConfig> m_sources;
+    QHash<QUuid, SourceSnapshot> m_snapshots;
+    QHash<QUuid, QString> m_errors;
+    QHash<QString, QList<double>> m_latencyHistory;
+    WidgetLayout m_widgetLayout;
+    AlertEvaluator m_alertEvaluator;
+    std::function<void(const QList<AlertEvent> &)> m_alertEventsSink;
+    bool m_paused = false;
+    PollEngine *m_engine = nullptr;
+    HistoryRecorder *m_history = nullptr;
+};
+
+} // namespace tw

@@ -1,0 +1,130 @@
+#include "PopoverController.h"
+
+#include "app/AppState.h"
+#include "app/PopoverModel.h"
+#include "app/PopoverRows.h"
+#include "app/PopoverText.h"
+#include "app/RowText.h"
+#include "app/TrayIconPainter.h"
+
+namespace tw {
+
+PopoverController::PopoverController(AppState *state, PopoverModel *rows, QObject *parent)
+    : QObject(parent)
+    , m_state(state)
+    , m_rows(rows)
+{
+    connect(m_state, &AppState::stateChanged, this, &PopoverController::changed);
+    connect(m_state, &AppState::sourcesChanged, this, &PopoverController::changed);
+}
+
+QString PopoverController::headline() const
+{
+    return PopoverText::headline(m_state->overallStatus(), m_state->sources().size());
+}
+
+QString PopoverController::chipText() const
+{
+    return PopoverText::chipText(m_state->overallStatus(), m_state->sources().size());
+}
+
+QColor PopoverController::statusColour() const
+{
+    return TrayIconPainter::statusColour(m_state->overallStatus());
+}
+
+QString PopoverController::status() const
+{
+    return toText(m_state->overallStatus());
+}
+
+QString PopoverController::summary() const
+{
+    const auto text = m_state->isPaused() ? PopoverRows::inactiveSummary(m_state->snapshots())
+                                          : PopoverRows::affectedSummary(m_state->snapshots(), m_state->errors());
+    return text.value_or(QString());
+}
+
+bool PopoverController::paused() const
+{
+    return m_state->isPaused();
+}
+
+bool PopoverController::hasSources() const
+{
+    return !m_state->sources().isEmpty();
+}
+
+QDateTime PopoverController::lastFetched() const
+{
+    QDateTime newest;
+    for (const SourceSnapshot &snapshot : m_state->snapshots()) {
+        if (!newest.isValid() || snapshot.fetchedAt > newest)
+            newest = snapshot.fetchedAt;
+    }
+    return newest;
+}
+
+QString PopoverController::relativeTime(const QDateTime &date) const
+{
+    return PopoverText::relativeTime(date, QDateTime::currentDateTimeUtc());
+}
+
+namespace {
+
+std::optional<double> reading(const QVariant &value)
+{
+    bool ok = false;
+    const double number = value.toDouble(&ok);
+    return value.isValid() && !value.isNull() && ok ? std::optional(number) : std::nullopt;
+}
+
+} // namespace
+
+QString PopoverController::latencyText(const QString &prefix, const QVariant &ms) const
+{
+    return RowText::latencyText(prefix.isEmpty() ? std::nullopt : std::optional(prefix), reading(ms));
+}
+
+QString PopoverController::ringText(const QVariant &pct) const
+{
+    return RowText::ringText(reading(pct));
+}
+
+double PopoverController::ringFraction(const QVariant &pct) const
+{
+    return RowText::ringFraction(reading(pct));
+}
+
+QColor PopoverController::ringColour(const QVariant &pct, const QColor &accent) const
+{
+    return RowText::ringColour(reading(pct), accent);
+}
+
+QColor PopoverController::statusColourOf(const QString &status) const
+{
+    if (status == QStringLiteral("up"))
+        return TrayIconPainter::statusColour(OverallStatus::Up);
+    if (status == QStringLiteral("warn"))
+        return TrayIconPainter::statusColour(OverallStatus::Degraded);
+    if (status == QStringLiteral("down"))
+        return TrayIconPainter::statusColour(OverallStatus::Down);
+    return TrayIconPainter::statusColour(OverallStatus::Unknown);
+}
+
+bool PopoverController::usesScrollingForm(int sourceCount, int flatRows)
+{
+    return sourceCount > 0 && flatRows >= 10;
+}
+
+void PopoverController::refreshAll()
+{
+    m_state->refreshAll();
+}
+
+void PopoverController::togglePaused()
+{
+    m_state->togglePaused();
+}
+
+} // namespace tw

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "app/PopoverModel.h"
+
+#include <QColor>
+#include <QDateTime>
+#include <QObject>
+
+namespace tw {
+
+class AppState;
+
+// What the popover's header and footer show and do, as properties QML binds to. Holds no state of
+// its own: every property is read from AppState when it changes.
+class PopoverController : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString headline READ headline NOTIFY changed)
+    Q_PROPERTY(QString chipText READ chipText NOTIFY changed)
+    Q_PROPERTY(QColor statusColour READ statusColour NOTIFY changed)
+    Q_PROPERTY(QString status READ status NOTIFY changed)
+    Q_PROPERTY(QString summary READ summary NOTIFY changed)
+    Q_PROPERTY(bool paused READ paused NOTIFY changed)
+    Q_PROPERTY(bool hasSources READ hasSources NOTIFY changed)
+    Q_PROPERTY(QDateTime lastFetched READ lastFetched NOTIFY changed)
+    Q_PROPERTY(tw::PopoverModel *rows READ rows CONSTANT)
+
+public:
+    PopoverController(AppState *state, PopoverModel *rows, QObject *parent = nullptr);
+
+    QString headline() const;
+    QString chipText() const;
+    QColor statusColour() const;
+    QString status() const;
+    QString summary() const;
+    bool paused() const;
+    bool hasSources() const;
+    // The newest poll of any source; invalid before the first one.
+    QDateTime lastFetched() const;
+    PopoverModel *rows() const { return m_rows; }
+
+    Q_INVOKABLE QString relativeTime(const QDateTime &date) const;
+    // Formatting for the row views; an undefined value from QML stands for "no reading".
+    Q_INVOKABLE QString latencyText(const QString &prefix, const QVariant &ms) const;
+    Q_INVOKABLE QString ringText(const QVariant &pct) const;
+    Q_INVOKABLE double ringFraction(const QVariant &pct) const;
+    Q_INVOKABLE QColor ringColour(const QVariant &pct, const QColor &accent) const;
+    Q_INVOKABLE QColor statusColourOf(const QString &status) const;
+    // Ten flat rows or more scroll between a pinned header and footer.
+    Q_INVOKABLE static bool usesScrollingForm(int sourceCount, int flatRows);
+    Q_INVOKABLE void refreshAll();
+    Q_INVOKABLE void togglePaused();
+    Q_INVOKABLE void openSettings() { Q_EMIT settingsRequested(); }
+    Q_INVOKABLE void quit() { Q_EMIT quitRequested(); }
+    Q_INVOKABLE void close() { Q_EMIT closeRequested(); }
+
+Q_SIGNALS:
+    void changed();
+    void settingsRequested();
+    void quitRequested();
+    void closeRequested();
+
+private:
+    AppState *m_state;
+    PopoverModel *m_rows;
+};
+
+} // namespace tw

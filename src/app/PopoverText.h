@@ -1,0 +1,19 @@
+#pragma once
+
+#include "app/OverallStatus.h"
+
+#include <QDateTime>
+#include <QString>
+
+// The words the popover and the tray use for the state of the estate. Pure, so that they are tested
+// without a display.
+namespace tw::PopoverText {
+
+// "All systems up", "No sources yet", …
+QString headline(OverallStatus status, qsizetype sourceCount);
+// "Healthy", "Not configured", …
+QString chipText(OverallStatus status, qsizetype sourceCount);
+// "just now", "59s ago", "1h ago", "1d ago"; a date in the future reads "just now".
+QString relativeTime(const QDateTime &date, const QDateTime &now);
+
+} // namespace tw::PopoverText

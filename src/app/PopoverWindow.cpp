@@ -1,0 +1,100 @@
+#include "PopoverWindow.h"
+
+#include "app/PopoverController.h"
+
+#include <QGuiApplication>
+#include <QIcon>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQuickView>
+#include <QScreen>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+PopoverWindow::PopoverWindow(PopoverController *controller, std::function<QQmlEngine *()> engine, QObject *parent)
+    : QObject(parent)
+    , m_controller(controller)
+    , m_engine(std::move(engine))
+{
+    connect(m_controller, &PopoverController::closeRequested, this, &PopoverWindow::hide);
+}
+
+PopoverWindow::~PopoverWindow() = default;
+
+void PopoverWindow::create()
+{
+    m_view = std::make_unique<QQuickView>(m_engine(), nullptr);
+    m_view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    m_view->setTitle(u"Tidewatch"_s);
+    m_view->setColor(Qt::transparent);
+    m_view->setResizeMode(QQuickView::SizeViewToRootObject);
+    m_view->rootContext()->setContextProperty(u"popover"_s, m_controller);
+    m_view->setIcon(QIcon(u":/icons/server.svg"_s));
+    m_view->setSource(QUrl(u"qrc:/qml/Popover.qml"_s));
+    if (m_view->status() == QQuickView::Error) {
+        for (const auto &error : m_view->errors())
+            qWarning("%s", qUtf8Printable(error.toString()));
+    }
+    // Clicking anywhere else closes the popover, like a menu.
+    connect(m_view.get(), &QWindow::activeChanged, this, [this] {
+        if (m_view && !m_view->isActive() && m_view->isVisible()) {
+            m_view->hide();
+            m_hiddenByFocusLoss.start();
+        }
+    });
+}
+
+void PopoverWindow::toggle(const QRect &anchor)
+{
+    if (isVisible())
+        hide();
+    else if (!m_hiddenByFocusLoss.isValid() || m_hiddenByFocusLoss.elapsed() > 300)
+        show(anchor);
+}
+
+void PopoverWindow::show(const QRect &anchor)
+{
+    if (!m_view)
+        create();
+    if (anchor.isValid()) {
+        QScreen *screen = QGuiApplication::screenAt(anchor.center());
+        if (!screen)
+            screen = QGuiApplication::primaryScreen();
+        m_view->setPosition(placement(anchor, m_view->size(), screen->availableGeometry()));
+    } else {
+        // The desktop does not say where its icon is (StatusNotifierItem, Wayland): centre it.
+        const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+        m_view->setPosition(area.center() - QPoint(m_view->width() / 2, m_view->height() / 2));
+    }
+    m_view->show();
+    m_view->raise();
+    m_view->requestActivate();
+}
+
+void PopoverWindow::hide()
+{
+    if (m_view)
+        m_view->hide();
+}
+
+bool PopoverWindow::isVisible() const
+{
+    return m_view && m_view->isVisible();
+}
+
+QPoint PopoverWindow::placement(const QRect &anchor, const QSize &size, const QRect &screen)
+{
+    constexpr int gap = 4;
+    // Centred under the icon, or above it when the panel sits at the bottom of the screen.
+    int x = anchor.center().x() - size.width() / 2;
+    int y = anchor.bottom() + 1 + gap;
+    if (y + size.height() > screen.bottom() + 1)
+        y = anchor.top() - gap - size.height();
+    x = std::clamp(x, screen.left(), std::max(screen.left(), screen.right() + 1 - size.width()));
+    y = std::clamp(y, screen.top(), std::max(screen.top(), screen.bottom() + 1 - size.height()));
+    return {x, y};
+}
+
+} // namespace tw

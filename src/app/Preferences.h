@@ -1,0 +1,73 @@
+#pragma once
+
+#include <QColor>
+#include <QObject>
+#include <QSettings>
+
+#include <memory>
+#include <optional>
+
+namespace tw {
+
+// Every preference of the application, as properties the views bind to. Writes go straight to the
+// settings store and notify at once, so a change made in the settings window shows everywhere
+// (the accent recolours every open window) without a restart.
+class Preferences : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY changed)
+    Q_PROPERTY(bool globalQuiet READ globalQuiet WRITE setGlobalQuiet NOTIFY changed)
+    Q_PROPERTY(bool soundAlerts READ soundAlerts WRITE setSoundAlerts NOTIFY changed)
+    Q_PROPERTY(bool notifyOnRecovery READ notifyOnRecovery WRITE setNotifyOnRecovery NOTIFY changed)
+    Q_PROPERTY(bool showSparklines READ showSparklines WRITE setShowSparklines NOTIFY changed)
+    Q_PROPERTY(bool compactMode READ compactMode WRITE setCompactMode NOTIFY changed)
+    Q_PROPERTY(QString accentHex READ accentHex WRITE setAccentHex NOTIFY changed)
+    Q_PROPERTY(QColor accent READ accent NOTIFY changed)
+    Q_PROPERTY(QColor onAccent READ onAccent NOTIFY changed)
+    Q_PROPERTY(QStringList accentPresets READ accentPresets CONSTANT)
+    Q_PROPERTY(bool onboardingCompleted READ onboardingCompleted WRITE setOnboardingCompleted NOTIFY changed)
+
+public:
+    explicit Preferences(std::shared_ptr<QSettings> settings, QObject *parent = nullptr);
+
+    // A switch as stored: a real boolean, or its text as an INI file returns it; anything else is
+    // absent, so that the caller's default applies.
+    static std::optional<bool> storedBool(const QSettings &settings, const QString &key);
+
+    bool launchAtLogin() const;
+    bool globalQuiet() const;
+    bool soundAlerts() const;
+    bool notifyOnRecovery() const;
+    bool showSparklines() const;
+    bool compactMode() const;
+    QString accentHex() const;
+    QColor accent() const;
+    QColor onAccent() const;
+    QStringList accentPresets() const;
+    bool onboardingCompleted() const;
+
+    void setLaunchAtLogin(bool on);
+    void setGlobalQuiet(bool on);
+    void setSoundAlerts(bool on);
+    void setNotifyOnRecovery(bool on);
+    void setShowSparklines(bool on);
+    void setCompactMode(bool on);
+    void setAccentHex(const QString &text);
+    void setOnboardingCompleted(bool on);
+
+    // True when the swatch's text is the stored accent, letter case aside.
+    Q_INVOKABLE bool isSelectedPreset(const QString &preset) const;
+
+    QSettings &settings() { return *m_settings; }
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    bool flag(const char *key, bool fallback) const;
+    void setFlag(const char *key, bool on);
+
+    std::shared_ptr<QSettings> m_settings;
+};
+
+} // namespace tw

@@ -1,0 +1,25 @@
+#include "ProductionEnvironment.h"
+
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AlertCenter.h"
+#include "kit/monitor/KeychainCredentialStore.h"
+#include "kit/monitor/ProviderRegistry.h"
+
+namespace tw::ProductionEnvironment {
+
+AppState::Environment make()
+{
+    AppState::Environment environment;
+    environment.credentials = std::make_shared<KeychainCredentialStore>();
+    environment.sourcesDirectory = SourcesStore::defaultDirectory();
+    environment.defaults = std::make_shared<QSettings>();
+    environment.makeProvider = ProviderRegistry::maker();
+    auto alerts = std::make_shared<AlertCenter>();
+    environment.postAlert = [alerts](const AlertEvent &event, bool sound) {
+        alerts->post(event, sound);
+    };
+    environment.testHost = AppState::environmentIsTestHost();
+    return environment;
+}
+
+} // namespace tw::ProductionEnvironment

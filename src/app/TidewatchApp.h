@@ -1,0 +1,78 @@
+#pragma once
+
+#include "app/AppState.h"
+
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+
+class QQmlEngine;
+
+namespace tw {
+
+class PopoverController;
+class Preferences;
+class Theme;
+class PopoverModel;
+class PopoverWindow;
+class TrayController;
+
+// The top of the program: one hub, the tray icon, the popover, and a quit that keeps every sample.
+// Tidewatch starts with no window; monitoring begins at launch.
+class TidewatchApp : public QObject
+{
+    Q_OBJECT
+public:
+    // Launch arguments, each counted by its exact presence.
+    struct LaunchOptions
+    {
+        bool showOnboarding = false; // "-uiTestShowOnboarding"
+        bool demoSources = false; // "-uiTestDemoSources"
+        bool showSettings = false; // "-uiTestShowSettings"
+
+        static LaunchOptions parse(const QStringList &arguments);
+        bool operator==(const LaunchOptions &) const = default;
+    };
+
+    // Whether the welcome window opens by itself at the first appearance of the tray icon.
+    static bool opensOnboarding(const LaunchOptions &options, bool testHost, bool onboardingCompleted);
+
+    TidewatchApp(AppState::Environment environment, LaunchOptions options, QObject *parent = nullptr);
+    ~TidewatchApp() override;
+
+    // Shows the tray icon and runs the first-appearance steps.
+    void start();
+    void showPopover();
+    // Flushes the history, then ends the event loop. Safe to call more than once.
+    void quit();
+
+    AppState &state() { return *m_state; }
+    TrayController &tray() { return *m_tray; }
+    PopoverWindow &popover() { return *m_popover; }
+    Preferences &preferences() { return *m_preferences; }
+    // The one QML engine of the process, made on first use so an idle tray icon loads no QML.
+    QQmlEngine *qmlEngine();
+    // An engine that knows the icons, the preferences and the theme, as every window expects.
+    static std::unique_ptr<QQmlEngine> makeQmlEngine(Preferences *preferences, Theme *theme);
+
+Q_SIGNALS:
+    void onboardingRequested();
+    void settingsRequested();
+
+private:
+    void flushAndQuit();
+
+    LaunchOptions m_options;
+    Preferences *m_preferences;
+    Theme *m_theme;
+    std::unique_ptr<QQmlEngine> m_qmlEngine;
+    AppState *m_state;
+    PopoverModel *m_rows;
+    PopoverController *m_controller;
+    PopoverWindow *m_popover;
+    TrayController *m_tray;
+    bool m_quitting = false;
+};
+
+} // namespace tw

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "app/OverallStatus.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QObject>
+#include <QRect>
+#include <QSystemTrayIcon>
+
+#include <memory>
+
+namespace tw {
+
+class AppState;
+
+// The status item: one icon whose dot follows the overall status, a left click for the popover and
+// the context menu Linux panels expect on a right click.
+class TrayController : public QObject
+{
+    Q_OBJECT
+public:
+    explicit TrayController(AppState *state, QObject *parent = nullptr);
+    ~TrayController() override;
+
+    void show();
+    // Where the popover should hang from; empty when the panel does not say (StatusNotifierItem).
+    QRect iconGeometry() const;
+    OverallStatus shownStatus() const { return m_shown; }
+
+Q_SIGNALS:
+    void popoverRequested();
+    void settingsRequested();
+    void quitRequested();
+
+private:
+    void refresh();
+
+    AppState *m_state;
+    std::unique_ptr<QMenu> m_menu;
+    QSystemTrayIcon *m_tray;
+    QAction *m_pauseAction;
+    QAction *m_refreshAction;
+    OverallStatus m_shown = OverallStatus::Unknown;
+    bool m_painted = false;
+};
+
+} // namespace tw

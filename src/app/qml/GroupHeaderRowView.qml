@@ -1,0 +1,69 @@
+import QtQuick
+
+// The header of a source with several widgets; a click folds or unfolds it.
+RowChrome {
+    id: header
+    property var row
+    signal toggled()
+    objectName: "groupHeader"
+    activeFocusOnTab: true
+    Accessible.role: Accessible.Button
+    Accessible.name: row.accessibleLabel
+    Accessible.description: row.accessibleHint
+    Accessible.onPressAction: toggled()
+    Keys.onSpacePressed: toggled()
+    Keys.onReturnPressed: toggled()
+    Item {
+        width: parent.width
+        height: Math.max(title.implicitHeight, pill.implicitHeight)
+        MouseArea {
+            anchors.fill: parent
+            anchors.topMargin: -header.vertical
+            anchors.bottomMargin: -header.vertical
+            cursorShape: Qt.PointingHandCursor
+            onClicked: header.toggled()
+        }
+        Rectangle {
+            anchors.fill: parent
+            anchors.margins: -4
+            visible: header.activeFocus
+            color: "transparent"
+            border.color: prefs.accent
+            radius: 8
+        }
+        Row {
+            id: lead
+            spacing: 8
+            anchors.verticalCenter: parent.verticalCenter
+            Item {
+                width: 10; height: 10
+                anchors.verticalCenter: parent.verticalCenter
+                Icon { anchors.centerIn: parent; symbol: row.collapsed ? "chevron.right" : "chevron.down"; size: 10; color: theme.secondary }
+            }
+            StatusOrb { color: popover.statusColourOf(row.status); anchors.verticalCenter: parent.verticalCenter }
+        }
+        Column {
+            id: title
+            anchors.left: lead.right
+            anchors.leftMargin: 8
+            anchors.right: pill.left
+            anchors.rightMargin: 8
+            anchors.verticalCenter: parent.verticalCenter
+            spacing: 4
+            Row {
+                spacing: 6
+                Text { text: row.name; font.pixelSize: 13; font.weight: Font.DemiBold; color: theme.text }
+                CountBadge { count: row.count; anchors.verticalCenter: parent.verticalCenter }
+            }
+            Text { text: row.aggregate; font.pixelSize: 10; color: theme.secondary }
+        }
+        LatencyPill {
+            id: pill
+            visible: row.avgLatencyMs !== undefined
+            prefix: "Avg"
+            latencyMs: row.avgLatencyMs
+            anchors.right: parent.right
+            anchors.verticalCenter: parent.verticalCenter
+        }
+    }
+}

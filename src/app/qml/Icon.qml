@@ -1,0 +1,14 @@
+import QtQuick
+
+// A vendored line icon by its symbol name, drawn in `color`.
+Image {
+    property string symbol
+    property color color: theme.secondary
+    property int size: 14
+    width: size
+    height: size
+    sourceSize: Qt.size(size * 2, size * 2)
+    source: symbol === "" ? "" : "image://icon/" + symbol + "?color=" + encodeURIComponent(color.toString())
+    smooth: true
+    Accessible.ignored: true
+}

@@ -1,0 +1,54 @@
+import QtQuick
+import QtQuick.Shapes
+
+// A percentage as a ring filled clockwise from the top, with its label underneath.
+Column {
+    id: ring
+    property string label
+    property var pct
+    spacing: 2
+    Accessible.role: Accessible.StaticText
+    Accessible.name: label + " " + popover.ringText(pct)
+    Item {
+        width: 26
+        height: 26
+        anchors.horizontalCenter: parent.horizontalCenter
+        Shape {
+            anchors.fill: parent
+            layer.enabled: true
+            layer.samples: 4
+            ShapePath {
+                strokeColor: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.15)
+                strokeWidth: 3
+                fillColor: "transparent"
+                PathAngleArc { centerX: 13; centerY: 13; radiusX: 11.5; radiusY: 11.5; startAngle: 0; sweepAngle: 360 }
+            }
+            ShapePath {
+                strokeColor: popover.ringColour(ring.pct, prefs.accent)
+                strokeWidth: 3
+                fillColor: "transparent"
+                capStyle: ShapePath.RoundCap
+                PathAngleArc {
+                    centerX: 13; centerY: 13; radiusX: 11.5; radiusY: 11.5
+                    startAngle: -90
+                    sweepAngle: 360 * popover.ringFraction(ring.pct)
+                }
+            }
+        }
+        Text {
+            anchors.centerIn: parent
+            text: popover.ringText(ring.pct)
+            font.pixelSize: 7
+            font.weight: Font.DemiBold
+            color: theme.text
+            Accessible.ignored: true
+        }
+    }
+    Text {
+        anchors.horizontalCenter: parent.horizontalCenter
+        text: ring.label
+        font.pixelSize: 7
+        color: theme.secondary
+        Accessible.ignored: true
+    }
+}

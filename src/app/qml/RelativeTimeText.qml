@@ -1,0 +1,18 @@
+import QtQuick
+
+// "12s ago", redrawn every five seconds counted from the date itself, not from when it appeared.
+Text {
+    id: label
+    property date date
+    property int tick: 0
+    text: { tick; return popover.relativeTime(date) }
+    font.pixelSize: 10
+    color: theme.secondary
+    Timer {
+        id: timer
+        running: label.visible
+        repeat: false
+        interval: 5000 - ((Date.now() - label.date.getTime()) % 5000 + 5000) % 5000
+        onTriggered: { label.tick++; interval = 5000 - ((Date.now() - label.date.getTime()) % 5000 + 5000) % 5000; start() }
+    }
+}

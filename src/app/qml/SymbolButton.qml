@@ -1,0 +1,26 @@
+import QtQuick
+import QtQuick.Controls
+
+// A borderless 28-point button showing one symbol, with a tooltip that doubles as its spoken name.
+ToolButton {
+    id: control
+    property string symbol
+    property string tip
+    implicitWidth: 28
+    implicitHeight: 28
+    padding: 0
+    focusPolicy: Qt.StrongFocus
+    Accessible.name: tip
+    ToolTip.visible: hovered && tip !== ""
+    ToolTip.text: tip
+    ToolTip.delay: 600
+    contentItem: Item {
+        Icon { anchors.centerIn: parent; symbol: control.symbol; size: 14; color: theme.secondary }
+    }
+    background: Rectangle {
+        radius: 6
+        color: control.down ? theme.hairline : control.hovered ? theme.cardFill : "transparent"
+        border.width: control.visualFocus ? 1 : 0
+        border.color: prefs.accent
+    }
+}

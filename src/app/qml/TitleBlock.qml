@@ -1,0 +1,24 @@
+import QtQuick
+
+// A row's name and, when there is one, its second line.
+Column {
+    property string title
+    property string subtitle
+    spacing: 2
+    Text {
+        width: parent.width
+        text: title
+        elide: Text.ElideRight
+        font.pixelSize: 13
+        font.weight: Font.DemiBold
+        color: theme.text
+    }
+    Text {
+        width: parent.width
+        visible: subtitle !== ""
+        text: subtitle
+        elide: Text.ElideRight
+        font.pixelSize: 10
+        color: theme.secondary
+    }
+}

@@ -1,0 +1,91 @@
+#include "AlertCenter.h"
+
+#include <QCoroDBus>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusPendingReply>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+namespace {
+
+const QString service = u"org.freedesktop.Notifications"_s;
+const QString path = u"/org/freedesktop/Notifications"_s;
+constexpr int callTimeoutMs = 5000;
+
+} // namespace
+
+AlertCenter::AlertCenter(QDBusConnection bus, QObject *parent)
+    : QObject(parent)
+    , m_bus(std::move(bus))
+{ }
+
+QString AlertCenter::alertBody(const AlertEvent &event, const QDateTime &now)
+{
+    const bool recovered = event.kind == AlertEvent::Kind::Recovered;
+    if (!event.downSince)
+        return recovered ? u"Recovered"_s : u"Unreachable"_s;
+    const qint64 minutes = event.downSince->secsTo(now) / 60;
+    if (minutes < 1)
+        return recovered ? u"Back in under a minute"_s : u"Unreachable for less than a minute"_s;
+    const QString length = minutes == 1 ? u"1 minute"_s : QString::number(minutes) + u" minutes"_s;
+    return (recovered ? u"Back after "_s : u"Unreachable for "_s) + length;
+}
+
+QCoro::Task<AlertCenter::Authorization> AlertCenter::authorizationStatus()
+{
+    if (!m_bus.isConnected())
+        co_return Authorization::Denied;
+    QDBusMessage call = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s,
+                                                       u"/org/freedesktop/DBus"_s,
+                                                       u"org.freedesktop.DBus"_s,
+                                                       u"NameHasOwner"_s);
+    call << service;
+    const QDBusPendingReply<bool> owned = co_await m_bus.asyncCall(call, callTimeoutMs);
+    if (!owned.isError() && owned.value())
+        co_return Authorization::Authorized;
+    // A server that starts on demand counts too.
+    QDBusMessage list = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s,
+                                                       u"/org/freedesktop/DBus"_s,
+                                                       u"org.freedesktop.DBus"_s,
+                                                       u"ListActivatableNames"_s);
+    const QDBusPendingReply<QStringList> activatable = co_await m_bus.asyncCall(list, callTimeoutMs);
+    co_return !activatable.isError() && activatable.value().contains(service) ? Authorization::Authorized
+                                                                              : Authorization::Denied;
+}
+
+void AlertCenter::post(const AlertEvent &event, bool sound)
+{
+    postAndWait(event, sound);
+}
+
+QCoro::Task<uint> AlertCenter::postAndWait(AlertEvent event, bool sound)
+{
+    const QString body = alertBody(event, QDateTime::currentDateTimeUtc());
+    Fallback fallback = m_fallback;
+    if (m_bus.isConnected()) {
+        QVariantMap hints{{u"category"_s, event.kind == AlertEvent::Kind::Down ? u"device.error"_s : u"device"_s},
+                          {u"urgency"_s, QVariant::fromValue(uchar(event.kind == AlertEvent::Kind::Down ? 2 : 1))},
+                          {u"desktop-entry"_s, u"dev.ostrel.Tidewatch"_s}};
+        if (sound)
+            hints.insert(u"sound-name"_s, event.kind == AlertEvent::Kind::Down ? u"dialog-warning"_s : u"complete"_s);
+        else
+            hints.insert(u"suppress-sound"_s, true);
+        QDBusMessage call = QDBusMessage::createMethodCall(service, path, service, u"Notify"_s);
+        // replaces_id 0: a fresh notification every time, never one that replaces an earlier alert.
+        call << u"Tidewatch"_s << 0u
+             << (event.kind == AlertEvent::Kind::Down ? u"network-error"_s : u"network-transmit-receive"_s)
+             << event.title << body << QStringList{} << hints << -1;
+        const QDBusPendingReply<uint> reply = co_await m_bus.asyncCall(call, callTimeoutMs);
+        if (!reply.isError())
+            co_return reply.value();
+        qWarning("Could not post a notification: %s", qUtf8Printable(reply.error().message()));
+    }
+    if (fallback)
+        fallback(event.title, body);
+    co_return 0u;
+}
+
+} // namespace tw

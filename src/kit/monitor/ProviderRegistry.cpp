@@ -1,0 +1,37 @@
+#include "ProviderRegistry.h"
+
+#include "kit/model/AnySourceConfig.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/providers/HTTPPingProvider.h"
+#include "kit/providers/TCPPortProvider.h"
+
+using namespace Qt::StringLiterals;
+
+namespace tw::ProviderRegistry {
+
+std::unique_ptr<SourceProvider>
+make(const AnySourceConfig &config, std::shared_ptr<CredentialStore> credentials, const ProviderTransports &transports)
+{
+    Q_UNUSED(credentials);
+    switch (config.kind()) {
+    case AnySourceConfig::Kind::HTTPPing:
+        return std::make_unique<HTTPPingProvider>(config, transports);
+    case AnySourceConfig::Kind::TCPPort:
+        return std::make_unique<TCPPortProvider>(config, transports);
+    case AnySourceConfig::Kind::Kuma:
+    case AnySourceConfig::Kind::Beszel:
+    case AnySourceConfig::Kind::GameServer:
+    case AnySourceConfig::Kind::JSONWidget:
+        break;
+    }
+    throw ProviderError::misconfigured(toText(config.kind()) + u" sources are not supported by this build"_s);
+}
+
+ProviderMaker maker(ProviderTransports transports)
+{
+    return [transports](const AnySourceConfig &config, std::shared_ptr<CredentialStore> credentials) {
+        return make(config, std::move(credentials), transports);
+    };
+}
+
+} // namespace tw::ProviderRegistry

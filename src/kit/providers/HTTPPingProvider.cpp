@@ -1,0 +1,52 @@
+#include "HTTPPingProvider.h"
+
+#include "kit/model/AnySourceConfig.h"
+#include "kit/model/JsonRead.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/transport/Cancelled.h"
+
+#include <QElapsedTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+HTTPPingProvider::HTTPPingProvider(const AnySourceConfig &config, ProviderTransports transports)
+    : m_config([&] {
+        const auto *ping = config.as<HTTPPingConfig>();
+        if (!ping)
+            throw ProviderError::misconfigured(u"expected httpPing config"_s);
+        return *ping;
+    }())
+    , m_http(std::move(transports.http))
+{ }
+
+QCoro::Task<SourceSnapshot> HTTPPingProvider::fetch(StopToken stop)
+{
+    const HTTPPingConfig config = m_config;
+    const std::shared_ptr<HTTPClient> http = m_http;
+    const QUrl url(config.url, QUrl::StrictMode);
+    if (config.url.isEmpty() || !url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
+        throw ProviderError::misconfigured(u"bad URL: "_s + config.url);
+
+    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}};
+    QElapsedTimer clock;
+    clock.start();
+    try {
+        const HTTPResult result = co_await http->data(HTTPRequest{url, "GET", {}, {}}, stop);
+        // The whole body's transfer lies inside the measurement.
+        row.latencyMs = double(clock.nsecsElapsed()) / 1e6;
+        const int status = result.response.statusCode;
+        if (status == config.expectedStatus)
+            row.status = ServiceStatus::Up;
+        else
+            row.detail = u"HTTP %1"_s.arg(status);
+    } catch (const Cancelled &) {
+        throw;
+    } catch (const ProviderError &error) {
+        row.detail = error.description();
+    }
+    co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
+}
+
+} // namespace tw

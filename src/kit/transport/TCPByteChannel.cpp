@@ -1,0 +1,87 @@
+#include "TCPByteChannel.h"
+
+#include "kit/transport/Cancelled.h"
+#include "kit/transport/TransportError.h"
+#include "kit/transport/Wakeup.h"
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+namespace {
+
+enum Reason { Failed = 1, Stopped, Ready, Closed };
+
+} // namespace
+
+TCPByteChannel::SocketPtr TCPByteChannel::makeSocket()
+{
+    return SocketPtr(new QTcpSocket, [](QTcpSocket *socket) {
+        socket->abort();
+        socket->deleteLater();
+    });
+}
+
+TCPByteChannel::TCPByteChannel(SocketPtr socket, std::chrono::milliseconds timeout, StopToken stop)
+    : m_socket(std::move(socket))
+    , m_timeout(timeout)
+    , m_stop(std::move(stop))
+{ }
+
+TCPByteChannel::~TCPByteChannel() = default;
+
+QCoro::Task<> TCPByteChannel::send(QByteArray bytes)
+{
+    if (m_socket->state() != QAbstractSocket::ConnectedState)
+        throw ProviderError::upstream(u"eof"_s);
+    if (m_socket->write(bytes) != bytes.size())
+        throw TransportError::classify(m_socket->error(), m_socket->errorString());
+    // Writes go out from the event loop; nothing here waits for the peer.
+    co_return;
+}
+
+QCoro::Task<> TCPByteChannel::receive()
+{
+    if (m_socket->bytesAvailable() == 0) {
+        if (m_socket->state() != QAbstractSocket::ConnectedState)
+            throw ProviderError::upstream(u"eof"_s);
+        Wakeup wakeup(m_timeout);
+        wakeup.on(m_socket.get(), &QTcpSocket::readyRead, Ready)
+            .on(m_socket.get(), &QTcpSocket::disconnected, Closed)
+            .on(m_socket.get(), &QTcpSocket::errorOccurred, Failed);
+        if (m_stop)
+            wakeup.on(m_stop.get(), &StopSource::stopped, Stopped);
+        const int why = co_await wakeup;
+        if (why == Stopped) {
+            m_socket->abort();
+            throw Cancelled();
+        }
+        if (why == Wakeup::Timeout) {
+            m_socket->abort();
+            throw ProviderError::upstream(u"timed out"_s);
+        }
+        if (m_socket->bytesAvailable() == 0) {
+            if (why == Failed && m_socket->error() != QAbstractSocket::RemoteHostClosedError)
+                throw TransportError::classify(m_socket->error(), m_socket->errorString());
+            throw ProviderError::upstream(u"eof"_s);
+        }
+    }
+    m_buffer.append(m_socket->read(receiveChunk));
+}
+
+QCoro::Task<QByteArray> TCPByteChannel::read(qint64 count)
+{
+    Q_ASSERT(count >= 0);
+    while (m_buffer.size() < count)
+        co_await receive();
+    QByteArray head = m_buffer.first(count);
+    m_buffer.remove(0, count);
+    co_return head;
+}
+
+void TCPByteChannel::close()
+{
+    m_socket->abort();
+}
+
+} // namespace tw

@@ -1,0 +1,289 @@
+#include "app/AppState.h"
+
+#include "kit/model/JsonRead.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/HistoryRecorder.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+#include "support/TestData.h"
+
+#include <QCoroTask>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+TCPPortConfig tcp(const QString &name, qint64 threshold = 1)
+{
+    TCPPortConfig c(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
+    c.alertThreshold = threshold;
+    return c;
+}
+
+GameServerConfig game(const QString &name, const QString &credential)
+{
+    GameServerConfig c(QUuid::createUuid(), name, u"valheim"_s, u"127.0.0.1"_s, 2456);
+    c.credentialRef = credential;
+    return c;
+}
+
+SourceSnapshot snapshotOf(const QUuid &id, QList<WidgetData> widgets)
+{
+    return {id, QDateTime::currentDateTimeUtc(), std::move(widgets)};
+}
+
+WidgetData check(ServiceStatus status)
+{
+    return CheckResult{u"c"_s, u"c"_s, status, {}, {}};
+}
+
+// One hub over a temporary folder, fake providers and a hand-cranked clock for the poll loops.
+struct Rig
+{
+    QTemporaryDir dir;
+    FakeProviders providers;
+    ManualSleeper sleeper;
+    ManualSleeper historySleeper;
+    std::shared_ptr<InMemoryCredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
+    std::shared_ptr<QSettings> defaults;
+    QList<std::pair<AlertEvent, bool>> posted;
+    std::unique_ptr<AppState> state;
+
+    explicit Rig(QList<AnySourceConfig> sources = {}, bool testHost = true)
+        : defaults(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+    {
+        SourcesStore::save(sources, dir.path());
+        AppState::Environment environment;
+        environment.credentials = credentials;
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = defaults;
+        environment.makeProvider = providers.maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = historySleeper.function();
+        environment.postAlert = [this](const AlertEvent &event, bool sound) {
+            posted.append({event, sound});
+        };
+        environment.testHost = testHost;
+        state = std::make_unique<AppState>(std::move(environment));
+    }
+
+    bool hasSecret(const QString &name) { return QCoro::waitFor(credentials->read(name)).has_value(); }
+};
+
+} // namespace
+
+class AppStateTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void effectsOfOnePollComeInOrder()
+    {
+        const TCPPortConfig source = tcp(u"ssh"_s);
+        Rig rig({source});
+        // When the alert sink runs, latency and history already hold the poll, the view not yet.
+        QList<QString> seen;
+        rig.state->setAlertEventsSink([&](const QList<AlertEvent> &) {
+            const QString key = FakeProviders::widgetFor(source, 1).widgetKey(source.id);
+            seen << (rig.state->latencyHistory().value(key) == QList<double>{1} ? u"latency"_s : u"-"_s)
+                 << (rig.state->historyRecorder().history().samples.contains(key) ? u"history"_s : u"-"_s)
+                 << (rig.state->snapshots().isEmpty() ? u"unpublished"_s : u"-"_s);
+        });
+        QSignalSpy published(rig.state.get(), &AppState::snapshotsChanged);
+        rig.state->startSync();
+        QTRY_COMPARE(published.size(), 1);
+        QCOMPARE(seen, (QList<QString>{u"latency"_s, u"history"_s, u"unpublished"_s}));
+        QVERIFY(rig.state->snapshots().contains(source.id));
+    }
+
+    void sinkHearsEverythingWhilePostingFilters_data()
+    {
+        QTest::addColumn<QString>("preference");
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<bool>("alertsEnabled");
+        QTest::addColumn<int>("expectedPosts"); // of one down and one recovered event
+        QTest::newRow("defaults") << QString() << QVariant() << true << 2;
+        QTest::newRow("globally quiet") << u"globalQuiet"_s << QVariant(true) << true << 0;
+        QTest::newRow("no recovery notices") << u"notifyOnRecovery"_s << QVariant(false) << true << 1;
+        QTest::newRow("recovery switch not a boolean") << u"notifyOnRecovery"_s << QVariant(u"no"_s) << true << 2;
+        QTest::newRow("source muted") << QString() << QVariant() << false << 0;
+    }
+    void sinkHearsEverythingWhilePostingFilters()
+    {
+        QFETCH(QString, preference);
+        QFETCH(QVariant, value);
+        QFETCH(bool, alertsEnabled);
+        TCPPortConfig source = tcp(u"ssh"_s);
+        source.alertsEnabled = alertsEnabled;
+        Rig rig({source}, false);
+        if (!preference.isEmpty())
+            rig.defaults->setValue(preference, value);
+        QList<AlertEvent> heard;
+        rig.state->setAlertEventsSink([&](const QList<AlertEvent> &events) { heard += events; });
+
+        rig.providers.failWith(source.id, u"connection refused"_s);
+        QTRY_COMPARE(heard.size(), 1);
+        rig.providers.succeed(source.id);
+        rig.state->refreshAll();
+        QTRY_COMPARE(heard.size(), 2);
+        QCOMPARE(heard[0].kind, AlertEvent::Kind::Down);
+        QCOMPARE(heard[1].kind, AlertEvent::Kind::Recovered);
+        QCOMPARE(rig.posted.size(), TW_DATA(int, expectedPosts));
+        for (const auto &[event, sound] : std::as_const(rig.posted))
+            QVERIFY(sound);
+    }
+
+    void editRestartsOnlyTheChangedSource()
+    {
+        const TCPPortConfig kept = tcp(u"kept"_s);
+        TCPPortConfig edited = tcp(u"edited"_s);
+        Rig rig({kept, edited});
+        rig.state->startSync();
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        edited.displayName = u"renamed"_s;
+        rig.state->updateSource(edited);
+        QTRY_COMPARE(rig.providers.fetchCount(edited.id), 2);
+        QCOMPARE(rig.providers.fetchCount(kept.id), 1);
+        QCOMPARE(SourcesStore::load(rig.dir.path()).at(1), AnySourceConfig(edited));
+    }
+
+    void removalWhilePausedWaitsForTheResume()
+    {
+        const TCPPortConfig a = tcp(u"a"_s);
+        const TCPPortConfig b = tcp(u"b"_s);
+        Rig rig({a, b});
+        rig.state->startSync();
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        rig.state->togglePaused();
+        QCOMPARE(rig.state->overallStatus(), OverallStatus::Paused);
+        rig.state->removeSource(a.id);
+        QCOMPARE(rig.state->sources().size(), 1);
+        QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 1);
+        QTest::qWait(20);
+        QVERIFY(rig.state->snapshots().contains(a.id)); // the engine has not been told yet
+        rig.state->togglePaused();
+        QTRY_VERIFY(!rig.state->snapshots().contains(a.id));
+        QTRY_COMPARE(rig.providers.fetchCount(b.id), 2); // resuming polls every source at once
+    }
+
+    void refreshWhilePausedDoesNothing()
+    {
+        const TCPPortConfig a = tcp(u"a"_s);
+        Rig rig({a});
+        rig.state->startSync();
+        QTRY_COMPARE(rig.providers.fetchCount(a.id), 1);
+        rig.state->togglePaused();
+        rig.state->refreshAll();
+        QTest::qWait(20);
+        QCOMPARE(rig.providers.fetchCount(a.id), 1);
+    }
+
+    void overallStatus_data()
+    {
+        QTest::addColumn<QList<QList<WidgetData>>>("snapshots");
+        QTest::addColumn<int>("errors");
+        QTest::addColumn<OverallStatus>("expected");
+        using Widgets = QList<QList<WidgetData>>;
+        const WidgetData up = check(ServiceStatus::Up);
+        const WidgetData warn = check(ServiceStatus::Warn);
+        const WidgetData down = check(ServiceStatus::Down);
+        const WidgetData unknown = check(ServiceStatus::Unknown);
+        const WidgetData values = KeyValues{u"Stats"_s, {}};
+        const WidgetData offlineGame = GameServerStatus{u"g"_s, u"g"_s, false, {}, {}, {}, {}, {}};
+        QTest::newRow("nothing") << Widgets{} << 0 << OverallStatus::Unknown;
+        QTest::newRow("all up") << Widgets{{up, up}, {up}} << 0 << OverallStatus::Up;
+        QTest::newRow("key values alone") << Widgets{{values}} << 0 << OverallStatus::Up;
+        QTest::newRow("unknown only") << Widgets{{unknown}} << 0 << OverallStatus::Unknown;
+        QTest::newRow("warn after up") << Widgets{{up, warn, up}} << 0 << OverallStatus::Degraded;
+        QTest::newRow("down beats warn") << Widgets{{warn}, {down}} << 0 << OverallStatus::Down;
+        QTest::newRow("down beats an error") << Widgets{{down}} << 1 << OverallStatus::Down;
+        QTest::newRow("offline game is down") << Widgets{{up, offlineGame}} << 0 << OverallStatus::Down;
+        QTest::newRow("up and an error") << Widgets{{up}} << 1 << OverallStatus::Degraded;
+        QTest::newRow("error alone") << Widgets{} << 1 << OverallStatus::Degraded;
+    }
+    void overallStatus()
+    {
+        QFETCH(QList<QList<WidgetData>>, snapshots);
+        QHash<QUuid, SourceSnapshot> map;
+        for (const auto &widgets : snapshots) {
+            const QUuid id = QUuid::createUuid();
+            map.insert(id, snapshotOf(id, widgets));
+        }
+        QHash<QUuid, QString> errors;
+        const int errorCount = TW_DATA(int, errors);
+        for (int i = 0; i < errorCount; ++i)
+            errors.insert(QUuid::createUuid(), u"timed out"_s);
+        QCOMPARE(AppState::overallStatus(false, map, errors), TW_DATA(OverallStatus, expected));
+        QCOMPARE(AppState::overallStatus(true, map, errors), OverallStatus::Paused);
+    }
+
+    void orphanedSecretsAreDeleted()
+    {
+        GameServerConfig server = game(u"palworld"_s, u"gameServer-old"_s);
+        const GameServerConfig other = game(u"other"_s, u"gameServer-other"_s);
+        Rig rig({server, other});
+        QCoro::waitFor(rig.credentials->write(u"gameServer-old"_s, u"s1"_s));
+        QCoro::waitFor(rig.credentials->write(u"gameServer-new"_s, u"s2"_s));
+        QCoro::waitFor(rig.credentials->write(u"gameServer-other"_s, u"s3"_s));
+
+        server.credentialRef = u"gameServer-new"_s;
+        rig.state->updateSource(server);
+        QTRY_VERIFY(!rig.hasSecret(u"gameServer-old"_s));
+        QVERIFY(rig.hasSecret(u"gameServer-new"_s));
+
+        rig.state->removeSource(server.id);
+        QTRY_VERIFY(!rig.hasSecret(u"gameServer-new"_s));
+        QVERIFY(rig.hasSecret(u"gameServer-other"_s));
+    }
+
+    void latencyHistoryKeepsThirtyAndFollowsRemoval()
+    {
+        const TCPPortConfig a = tcp(u"a"_s);
+        Rig rig({a});
+        rig.state->startSync();
+        const QString key = FakeProviders::widgetFor(a, 1).widgetKey(a.id);
+        QVERIFY(rig.sleeper.runUntilDelays(32));
+        QTRY_COMPARE(rig.state->latencyHistory().value(key).size(), AppState::latencyHistoryLength);
+        // Each fetch reports its own number as latency: the oldest values went first.
+        QTRY_VERIFY(rig.state->latencyHistory().value(key).first() > 2);
+        rig.state->removeSource(a.id);
+        QVERIFY(rig.state->latencyHistory().isEmpty());
+    }
+
+    void latencyHistoryIsSeededFromTheFileForKnownSources()
+    {
+        const TCPPortConfig a = tcp(u"a"_s);
+        QString key;
+        QTemporaryDir shared;
+        {
+            Rig rig({a});
+            key = FakeProviders::widgetFor(a, 1).widgetKey(a.id);
+            rig.state->startSync();
+            QVERIFY(rig.sleeper.runUntilDelays(3));
+            QTRY_COMPARE(rig.state->latencyHistory().value(key).size(), 3);
+            rig.state->flushHistory();
+            QVERIFY(QFile::copy(rig.dir.filePath(u"history.json"_s), shared.filePath(u"history.json"_s)));
+        }
+        SourcesStore::save({a}, shared.path());
+        AppState::Environment environment;
+        FakeProviders providers;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = shared.path();
+        environment.defaults = std::make_shared<QSettings>(shared.filePath(u"p.ini"_s), QSettings::IniFormat);
+        environment.makeProvider = providers.maker();
+        environment.testHost = true;
+        AppState reopened(environment);
+        QCOMPARE(reopened.latencyHistory().value(key), (QList<double>{1, 2, 3}));
+        reopened.replaceSources({tcp(u"new"_s)});
+        QVERIFY(reopened.latencyHistory().isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(AppStateTest)
+#include "AppStateTest.moc"

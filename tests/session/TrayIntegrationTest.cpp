@@ -1,0 +1,155 @@
+#include "kit/model/SourcesStore.h"
+
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+using namespace tw;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString run(const QString &program, const QStringList &arguments, QByteArray *binary = nullptr)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(5000))
+        return {};
+    const QByteArray out = process.readAllStandardOutput();
+    if (binary)
+        *binary = out;
+    return QString::fromLocal8Bit(out).trimmed();
+}
+
+// Counts the pixels of the docked icon close to `colour`: the status dot is the only saturated
+// part of the picture.
+int pixelsNear(const QImage &image, const QColor &colour)
+{
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor pixel = image.pixelColor(x, y);
+            if (std::abs(pixel.red() - colour.red()) + std::abs(pixel.green() - colour.green())
+                    + std::abs(pixel.blue() - colour.blue())
+                < 60)
+                ++count;
+        }
+    }
+    return count;
+}
+
+} // namespace
+
+// Starts the real program inside the test session's X server and tray, and reads its icon off the
+// screen as a user would see it.
+class TrayIntegrationTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_home;
+    QTcpServer m_listener;
+    QProcess m_app;
+    QString m_window;
+    QUuid m_source = QUuid::createUuid();
+
+    QImage grabIcon()
+    {
+        QByteArray png;
+        run(u"import"_s, {u"-window"_s, m_window, u"png:-"_s}, &png);
+        return QImage::fromData(png, "PNG");
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(qEnvironmentVariableIsSet("DISPLAY"), "needs the X server of scripts/with-session");
+        QVERIFY(m_home.isValid());
+        QVERIFY(m_listener.listen(QHostAddress::LocalHost));
+        TCPPortConfig config(m_source, u"Local port"_s, u"127.0.0.1"_s, m_listener.serverPort());
+        config.pollInterval = 5;
+        const QString data = m_home.filePath(u"data/Tidewatch"_s);
+        SourcesStore::save({config}, data);
+        QDir().mkpath(m_home.filePath(u"config/Tidewatch"_s));
+        QFile prefs(m_home.filePath(u"config/Tidewatch/Tidewatch.conf"_s));
+        QVERIFY(prefs.open(QIODevice::WriteOnly));
+        prefs.write("[General]\nonboardingCompleted=true\n");
+        prefs.close();
+
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        env.insert(u"XDG_DATA_HOME"_s, m_home.filePath(u"data"_s));
+        env.insert(u"XDG_CONFIG_HOME"_s, m_home.filePath(u"config"_s));
+        m_app.setProcessEnvironment(env);
+        m_app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_app.start(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch"), {});
+        QVERIFY(m_app.waitForStarted());
+    }
+
+    void iconIsDockedInTheTray()
+    {
+        // The docked icon is a window of ours reparented into the tray's panel.
+        const QString pid = QString::number(m_app.processId());
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                for (const QString &window : run(u"xdotool"_s, {u"search"_s, u"--pid"_s, pid}).split(u'\n')) {
+                    const QString geometry = run(u"xdotool"_s, {u"getwindowgeometry"_s, window});
+                    if (!window.isEmpty() && geometry.contains(u"Geometry:"_s) && !geometry.contains(u"1x1"_s)) {
+                        m_window = window;
+                        return true;
+                    }
+                }
+                return false;
+            }(),
+            10000);
+    }
+
+    void iconColourFollowsTheEstate()
+    {
+        QVERIFY(!m_window.isEmpty());
+        const QColor green(0x30, 0xb8, 0x4f);
+        const QColor red(0xe5, 0x39, 0x35);
+        QTRY_VERIFY_WITH_TIMEOUT(pixelsNear(grabIcon(), green) > 4, 10000);
+        QCOMPARE(pixelsNear(grabIcon(), red), 0);
+        // Closing the port turns the check down at the next poll, five seconds later at most.
+        m_listener.close();
+        QTRY_VERIFY_WITH_TIMEOUT(pixelsNear(grabIcon(), red) > 4, 12000);
+        QCOMPARE(pixelsNear(grabIcon(), green), 0);
+    }
+
+    void terminationKeepsPendingHistory()
+    {
+        // The samples so far sit in memory, waiting for the 30-second write window.
+        const QString history = m_home.filePath(u"data/Tidewatch/history.json"_s);
+        QVERIFY(!QFile::exists(history));
+        ::kill(pid_t(m_app.processId()), SIGTERM);
+        QVERIFY(m_app.waitForFinished(5000));
+        QCOMPARE(m_app.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_app.exitCode(), 0);
+        QFile file(history);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QJsonObject samples = QJsonDocument::fromJson(file.readAll()).object().value(u"samples"_s).toObject();
+        QVERIFY2(!samples.isEmpty(), "history.json holds no samples");
+        const auto entries = samples.constBegin().value().toArray();
+        QVERIFY(entries.size() >= 2); // one up, at least one down
+        QCOMPARE(entries.first().toObject().value(u"status"_s).toString(), u"up"_s);
+        QCOMPARE(entries.last().toObject().value(u"status"_s).toString(), u"down"_s);
+    }
+
+    void cleanupTestCase()
+    {
+        if (m_app.state() != QProcess::NotRunning) {
+            m_app.kill();
+            m_app.waitForFinished(2000);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TrayIntegrationTest)
+#include "TrayIntegrationTest.moc"

@@ -1,0 +1,232 @@
+#include "app/AppState.h"
+#include "app/PopoverController.h"
+#include "app/PopoverModel.h"
+#include "app/PopoverWindow.h"
+#include "app/Preferences.h"
+#include "app/Theme.h"
+#include "app/TidewatchApp.h"
+#include "kit/model/JsonRead.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+#include "support/TestData.h"
+
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QQuickItem *findItem(QQuickItem *root, const QString &name)
+{
+    if (!root)
+        return nullptr;
+    if (root->objectName() == name)
+        return root;
+    for (QQuickItem *child : root->childItems()) {
+        if (QQuickItem *hit = findItem(child, name))
+            return hit;
+    }
+    return nullptr;
+}
+
+int countItems(QQuickItem *root, const QString &name)
+{
+    int count = root->objectName() == name && root->isVisible() ? 1 : 0;
+    for (QQuickItem *child : root->childItems())
+        count += countItems(child, name);
+    return count;
+}
+
+WidgetData service(int n, ServiceStatus status)
+{
+    return ServiceRow{QString::number(n), u"Service %1"_s.arg(n), status, 12.5 + n, {}};
+}
+
+// The popover over a real hub whose providers are scripted.
+struct Rig
+{
+    QTemporaryDir dir;
+    FakeProviders providers;
+    ManualSleeper sleeper;
+    ManualSleeper historySleeper;
+    std::shared_ptr<QSettings> settings;
+    std::unique_ptr<AppState> state;
+    std::unique_ptr<Preferences> preferences;
+    std::unique_ptr<Theme> theme;
+    std::unique_ptr<PopoverModel> model;
+    std::unique_ptr<PopoverController> controller;
+    std::unique_ptr<QQmlEngine> engine;
+    std::unique_ptr<PopoverWindow> window;
+
+    explicit Rig(const QList<AnySourceConfig> &sources)
+        : settings(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+    {
+        SourcesStore::save(sources, dir.path());
+        AppState::Environment environment;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = settings;
+        environment.makeProvider = providers.maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = historySleeper.function();
+        environment.testHost = true;
+        state = std::make_unique<AppState>(environment);
+        preferences = std::make_unique<Preferences>(settings);
+        theme = std::make_unique<Theme>();
+        model = std::make_unique<PopoverModel>(state.get());
+        controller = std::make_unique<PopoverController>(state.get(), model.get());
+        engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
+        window = std::make_unique<PopoverWindow>(controller.get(), [this] { return engine.get(); });
+    }
+    ~Rig() { window.reset(); }
+
+    QQuickItem *show()
+    {
+        window->show(QRect(100, 0, 22, 22));
+        if (!QTest::qWaitForWindowExposed(window->view()))
+            return nullptr;
+        return window->view()->rootObject();
+    }
+    QString text(const QString &name)
+    {
+        QQuickItem *item = findItem(window->view()->rootObject(), name);
+        return item ? item->property("text").toString() : u"<missing %1>"_s.arg(name);
+    }
+    bool visible(const QString &name)
+    {
+        QQuickItem *item = findItem(window->view()->rootObject(), name);
+        return item && item->isVisible();
+    }
+};
+
+TCPPortConfig source(const QString &name)
+{
+    return TCPPortConfig(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
+}
+
+} // namespace
+
+class PopoverViewTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void emptyEstateShowsTheWayIn()
+    {
+        Rig rig({});
+        QVERIFY(rig.show());
+        QCOMPARE(rig.text(u"headline"_s), u"No sources yet"_s);
+        QVERIFY(rig.visible(u"emptyState"_s));
+        QVERIFY(!rig.visible(u"rowList"_s));
+        QVERIFY(rig.visible(u"addFirstSource"_s));
+    }
+
+    void headlineAndChipFollowTheEstate_data()
+    {
+        QTest::addColumn<QList<int>>("statuses"); // ServiceStatus per widget; -1 for a failing poll
+        QTest::addColumn<QString>("headline");
+        QTest::addColumn<QString>("chip");
+        QTest::newRow("up") << QList<int>{int(ServiceStatus::Up)} << u"All systems up"_s << u"Healthy"_s;
+        QTest::newRow("warn") << QList<int>{int(ServiceStatus::Up), int(ServiceStatus::Warn)} << u"Some issues"_s
+                              << u"Degraded"_s;
+        QTest::newRow("error") << QList<int>{-1} << u"Some issues"_s << u"Degraded"_s;
+        QTest::newRow("down") << QList<int>{int(ServiceStatus::Down)} << u"Systems down"_s << u"Incident"_s;
+        QTest::newRow("no data") << QList<int>{int(ServiceStatus::Unknown)} << u"No data yet"_s
+                                 << u"Waiting for data"_s;
+    }
+    void headlineAndChipFollowTheEstate()
+    {
+        QFETCH(QList<int>, statuses);
+        const TCPPortConfig config = source(u"estate"_s);
+        Rig rig({config});
+        QList<WidgetData> widgets;
+        for (int i = 0; i < statuses.size(); ++i)
+            widgets.append(service(i, ServiceStatus(std::max(0, statuses[i]))));
+        rig.providers.setWidgets(config.id, widgets);
+        if (statuses.value(0) == -1)
+            rig.providers.failWith(config.id, u"timed out"_s);
+        QVERIFY(rig.show());
+        rig.state->startSync();
+        QTRY_COMPARE(rig.text(u"headline"_s), TW_DATA(QString, headline));
+        QCOMPARE(rig.text(u"chip"_s), TW_DATA(QString, chip));
+    }
+
+    void pausedBannerPrecedesTheRows()
+    {
+        const TCPPortConfig config = source(u"paused"_s);
+        Rig rig({config});
+        rig.providers.setWidgets(config.id, {service(1, ServiceStatus::Up), service(2, ServiceStatus::Up)});
+        QVERIFY(rig.show());
+        rig.state->startSync();
+        QTRY_VERIFY(!rig.state->snapshots().isEmpty());
+        QVERIFY(!rig.visible(u"pausedBanner"_s));
+        QMetaObject::invokeMethod(findItem(rig.window->view()->rootObject(), u"popover.pause"_s), "clicked");
+        QTRY_VERIFY(rig.visible(u"pausedBanner"_s));
+        QCOMPARE(rig.text(u"headline"_s), u"Monitoring paused"_s);
+        QCOMPARE(rig.text(u"summary"_s), u"2 services inactive"_s);
+        QVERIFY(rig.visible(u"pausedLabel"_s));
+        QVERIFY(!rig.visible(u"Refresh now"_s));
+        QVERIFY(rig.state->isPaused());
+    }
+
+    void tenRowsScroll_data()
+    {
+        QTest::addColumn<int>("widgets");
+        QTest::addColumn<bool>("scrolling");
+        QTest::newRow("header and eight: nine rows") << 8 << false;
+        QTest::newRow("header and nine: ten rows") << 9 << true;
+    }
+    void tenRowsScroll()
+    {
+        QFETCH(int, widgets);
+        const TCPPortConfig config = source(u"many"_s);
+        Rig rig({config});
+        QList<WidgetData> list;
+        for (int i = 0; i < widgets; ++i)
+            list.append(service(i, ServiceStatus::Up));
+        rig.providers.setWidgets(config.id, list);
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        QTRY_COMPARE(rig.model->flatRowCount(), widgets + 1);
+        QCOMPARE(root->property("scrolling").toBool(), TW_DATA(bool, scrolling));
+        if (root->property("scrolling").toBool())
+            QCOMPARE(root->height(), 420.0);
+        else
+            QVERIFY(root->height() < 580);
+    }
+
+    void clickingAHeaderFoldsItAndKeepsTheLayout()
+    {
+        const TCPPortConfig config = source(u"kuma"_s);
+        Rig rig({config});
+        rig.providers.setWidgets(config.id, {service(1, ServiceStatus::Up), service(2, ServiceStatus::Down)});
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        QTRY_VERIFY(findItem(root, u"groupHeader"_s));
+        QTRY_COMPARE(countItems(root, u"card"_s), 1);
+        QTRY_VERIFY(root->height() > 200); // header, two rows, footer
+        QTest::qWait(20); // let the layout settle before aiming
+        const int expanded = int(root->height());
+
+        QQuickItem *header = findItem(root, u"groupHeader"_s);
+        const QPoint centre = header->mapToScene(QPointF(header->width() / 2, header->height() / 2)).toPoint();
+        QTest::mouseClick(rig.window->view(), Qt::LeftButton, {}, centre);
+
+        QTRY_VERIFY(rig.state->widgetLayout().collapsed.contains(JsonRead::uuidText(config.id)));
+        QTRY_VERIFY(int(root->height()) < expanded);
+        QCOMPARE(WidgetLayout::load(*rig.settings).collapsed, rig.state->widgetLayout().collapsed);
+    }
+};
+
+QTEST_MAIN(PopoverViewTest)
+#include "PopoverViewTest.moc"
