@@ -204,6 +204,34 @@ private Q_SLOTS:
             QVERIFY(root->height() < 580);
     }
 
+    void sparklineOnlyForLiveRowsWithHistory_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("polls");
+        QTest::addColumn<bool>("setting");
+        QTest::addColumn<bool>("shown");
+        QTest::newRow("up, two values") << int(ServiceStatus::Up) << 2 << true << true;
+        QTest::newRow("up, one value") << int(ServiceStatus::Up) << 1 << true << false;
+        QTest::newRow("down, long history") << int(ServiceStatus::Down) << 4 << true << false;
+        QTest::newRow("switched off") << int(ServiceStatus::Up) << 4 << false << false;
+    }
+    void sparklineOnlyForLiveRowsWithHistory()
+    {
+        QFETCH(int, polls);
+        const TCPPortConfig config = source(u"spark"_s);
+        Rig rig({config});
+        rig.settings->setValue(u"showSparklines"_s, TW_DATA(bool, setting));
+        rig.providers.setWidgets(config.id, {service(1, ServiceStatus(TW_DATA(int, status)))});
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        QVERIFY(rig.sleeper.runUntilDelays(polls));
+        QTRY_COMPARE(rig.providers.fetchCount(config.id), polls);
+        QTRY_VERIFY(findItem(root, u"sparkline"_s));
+        QTest::qWait(20);
+        QCOMPARE(findItem(root, u"sparkline"_s)->isVisible(), TW_DATA(bool, shown));
+    }
+
     void clickingAHeaderFoldsItAndKeepsTheLayout()
     {
         const TCPPortConfig config = source(u"kuma"_s);

@@ -220,15 +220,20 @@ Rectangle {
         }
     }
 
-    Rectangle {
+    Item {
         id: footer
         anchors.bottom: parent.bottom
         width: parent.width
         height: 40
-        radius: 12
-        color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.08)
-        // Square the footer's top corners; only the window's bottom corners are round.
-        Rectangle { width: parent.width; height: parent.radius; color: parent.color }
+        clip: true
+        // Only the window's bottom corners are round: the fill reaches up past the clip.
+        Rectangle {
+            y: -radius
+            width: parent.width
+            height: parent.height + radius
+            radius: 12
+            color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.08)
+        }
         Row {
             anchors.fill: parent
             anchors.leftMargin: 10

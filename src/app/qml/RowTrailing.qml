@@ -2,14 +2,15 @@ import QtQuick
 
 // The right-hand end of a row: the down word alone, or sparkline and latency.
 Row {
+    id: trailing
     property string status
     property string downText
     property var latencyMs
     property var history: []
     spacing: 8
     Text {
-        visible: status === "down"
-        text: downText
+        visible: trailing.status === "down"
+        text: trailing.downText
         font.pixelSize: 11
         font.weight: Font.DemiBold
         color: popover.statusColourOf("down")
@@ -17,15 +18,15 @@ Row {
     }
     Sparkline {
         objectName: "sparkline"
-        visible: prefs.showSparklines && history.length >= 2 && status !== "down"
-        values: history
+        visible: prefs.showSparklines && trailing.history.length >= 2 && trailing.status !== "down"
+        values: trailing.history
         width: 44
         height: 16
         anchors.verticalCenter: parent.verticalCenter
     }
     LatencyPill {
-        visible: status !== "down"
-        latencyMs: parent.latencyMs
+        visible: trailing.status !== "down"
+        latencyMs: trailing.latencyMs
         anchors.verticalCenter: parent.verticalCenter
     }
 }

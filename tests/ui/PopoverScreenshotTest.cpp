@@ -1,0 +1,188 @@
+#include "app/AppState.h"
+#include "app/PopoverController.h"
+#include "app/PopoverModel.h"
+#include "app/PopoverWindow.h"
+#include "app/Preferences.h"
+#include "app/Theme.h"
+#include "app/TidewatchApp.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+
+#include <QGuiApplication>
+#include <QPalette>
+#include <QQmlEngine>
+#include <QQuickView>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cmath>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A homelab as users have it: Kuma monitors, a Beszel host, a game server with players, a failing
+// HTTP check and a source that cannot be reached.
+struct Estate
+{
+    QList<AnySourceConfig> sources;
+    QHash<QUuid, QList<WidgetData>> widgets;
+    QUuid failing;
+
+    Estate()
+    {
+        const KumaConfig kuma(QUuid::createUuid(), u"Uptime Kuma"_s, u"http://kuma.lan:3001"_s);
+        sources.append(kuma);
+        widgets.insert(kuma.id,
+                       {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 23.4, {}},
+                        ServiceRow{u"2"_s, u"Home Assistant"_s, ServiceStatus::Up, 41.9, {}},
+                        ServiceRow{u"3"_s, u"Nextcloud"_s, ServiceStatus::Warn, 812.0, u"slow response"_s},
+                        ServiceRow{u"4"_s, u"Pi-hole"_s, ServiceStatus::Up, 4.2, {}}});
+        const BeszelConfig beszel(QUuid::createUuid(), u"Beszel"_s, u"http://beszel.lan:8090"_s, u"beszel-x"_s);
+        sources.append(beszel);
+        widgets.insert(beszel.id,
+                       {HostStats{u"nas"_s,
+                                  u"nas01"_s,
+                                  ServiceStatus::Up,
+                                  37.2,
+                                  71.5,
+                                  93.1,
+                                  {DriveTemp{u"sda"_s, 38}, DriveTemp{u"nvme0"_s, 52.6}}}});
+        const GameServerConfig minecraft(QUuid::createUuid(), u"Minecraft"_s, u"minecraft"_s, u"mc.lan"_s, 25565);
+        sources.append(minecraft);
+        widgets.insert(minecraft.id,
+                       {GameServerStatus{u"mc"_s,
+                                         u"Survival"_s,
+                                         true,
+                                         5,
+                                         20,
+                                         {u"Alex"_s, u"Steve"_s, u"Noor"_s, u"Kai"_s, u"Mia"_s},
+                                         18.0,
+                                         u"Paper 1.21.3"_s}});
+        const HTTPPingConfig http(QUuid::createUuid(), u"Grafana"_s, u"https://grafana.lan"_s);
+        sources.append(http);
+        widgets.insert(http.id, {CheckResult{u"g"_s, u"Grafana"_s, ServiceStatus::Down, 12.0, u"HTTP 502"_s}});
+        const TCPPortConfig tcp(QUuid::createUuid(), u"Backup NAS (SSH)"_s, u"10.0.0.9"_s, 22);
+        sources.append(tcp);
+        failing = tcp.id;
+    }
+};
+
+} // namespace
+
+// Renders the popover as users see it, in both themes and two accents, for the README and for a
+// look by eye; each picture is also checked for the accent and the status colours.
+class PopoverScreenshotTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void render_data()
+    {
+        QTest::addColumn<QString>("accent");
+        QTest::addColumn<bool>("dark");
+        QTest::newRow("default-light") << u"#8BB8E8"_s << false;
+        QTest::newRow("default-dark") << u"#8BB8E8"_s << true;
+        QTest::newRow("pink-light") << u"#EC4899"_s << false;
+        QTest::newRow("pink-dark") << u"#EC4899"_s << true;
+    }
+    void render()
+    {
+        QFETCH(QString, accent);
+        QFETCH(bool, dark);
+        const QPalette original = QGuiApplication::palette();
+        if (dark) {
+            QPalette palette;
+            palette.setColor(QPalette::Window, QColor(0x24, 0x24, 0x28));
+            palette.setColor(QPalette::WindowText, QColor(0xf2, 0xf2, 0xf5));
+            palette.setColor(QPalette::Base, QColor(0x1c, 0x1c, 0x1e));
+            palette.setColor(QPalette::Text, QColor(0xf2, 0xf2, 0xf5));
+            palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3c));
+            palette.setColor(QPalette::ButtonText, QColor(0xf2, 0xf2, 0xf5));
+            QGuiApplication::setPalette(palette);
+        }
+        auto restore = qScopeGuard([&] { QGuiApplication::setPalette(original); });
+
+        QTemporaryDir dir;
+        Estate estate;
+        SourcesStore::save(estate.sources, dir.path());
+        FakeProviders providers;
+        for (auto it = estate.widgets.cbegin(); it != estate.widgets.cend(); ++it)
+            providers.setWidgets(it.key(), it.value());
+        providers.failWith(estate.failing, u"connection refused"_s);
+        ManualSleeper sleeper;
+        ManualSleeper historySleeper;
+        auto settings = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        settings->setValue(u"accentHex"_s, accent);
+        AppState::Environment environment;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = settings;
+        environment.makeProvider = providers.maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = historySleeper.function();
+        environment.testHost = true;
+        AppState state(environment);
+        Preferences preferences(settings);
+        Theme theme;
+        PopoverModel model(&state);
+        PopoverController controller(&state, &model);
+        auto engine = TidewatchApp::makeQmlEngine(&preferences, &theme);
+        PopoverWindow window(&controller, [&] { return engine.get(); });
+
+        state.startSync();
+        // Several rounds with wandering latencies, so that sparklines have a history to draw.
+        for (int round = 1; round <= 8; ++round) {
+            for (auto it = estate.widgets.cbegin(); it != estate.widgets.cend(); ++it) {
+                QList<WidgetData> varied = it.value();
+                for (WidgetData &widget : varied) {
+                    const double factor = 1.0 + 0.25 * std::sin(round * 1.7 + widget.name().size());
+                    std::visit(
+                        [&](auto &payload) {
+                            if constexpr (requires { payload.latencyMs; }) {
+                                if (payload.latencyMs)
+                                    payload.latencyMs = *payload.latencyMs * factor;
+                            }
+                        },
+                        widget.payload);
+                }
+                providers.setWidgets(it.key(), varied);
+            }
+            QVERIFY(sleeper.runUntilDelays(round * estate.sources.size()));
+        }
+        QTRY_COMPARE(state.snapshots().size() + state.errors().size(), estate.sources.size());
+        window.show(QRect(600, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+        QTest::qWait(200);
+        const QImage image = window.view()->grabWindow();
+        QVERIFY(!image.isNull());
+
+        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
+        QDir().mkpath(out);
+        QVERIFY(image.save(QDir(out).filePath(u"popover-%1.png"_s.arg(QString::fromLatin1(QTest::currentDataTag())))));
+
+        // The picture shows the accent (title, pills), a red incident and the window's own colour.
+        const auto contains = [&](const QColor &colour) {
+            for (int y = 0; y < image.height(); y += 1)
+                for (int x = 0; x < image.width(); x += 1) {
+                    const QColor p = image.pixelColor(x, y);
+                    if (std::abs(p.red() - colour.red()) + std::abs(p.green() - colour.green())
+                            + std::abs(p.blue() - colour.blue())
+                        < 24)
+                        return true;
+                }
+            return false;
+        };
+        QVERIFY(contains(QColor(accent)));
+        QVERIFY(contains(QColor(0xe5, 0x39, 0x35)));
+        QVERIFY(contains(theme.window()));
+    }
+};
+
+QTEST_MAIN(PopoverScreenshotTest)
+#include "PopoverScreenshotTest.moc"
