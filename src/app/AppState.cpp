@@ -53,29 +53,7 @@ OverallStatus AppState::overallStatus() const
 OverallStatus
 AppState::overallStatus(bool paused, const QHash<QUuid, SourceSnapshot> &snapshots, const QHash<QUuid, QString> &errors)
 {
-    if (paused)
-        return OverallStatus::Paused;
-    auto result = OverallStatus::Unknown;
-    for (const SourceSnapshot &snapshot : snapshots) {
-        for (const WidgetData &widget : snapshot.widgets) {
-            switch (widget.status()) {
-            case ServiceStatus::Down:
-                // One failed widget outranks everything, a stale one of a now failing source too.
-                return OverallStatus::Down;
-            case ServiceStatus::Warn:
-                result = OverallStatus::Degraded;
-                break;
-            case ServiceStatus::Up:
-                if (result == OverallStatus::Unknown)
-                    result = OverallStatus::Up;
-                break;
-            case ServiceStatus::Unknown:
-                break;
-            }
-        }
-    }
-    // A source that cannot be polled is a warning, not an outage.
-    return errors.isEmpty() ? result : OverallStatus::Degraded;
+    return paused ? OverallStatus::Paused : overallStatusOf(snapshots, errors);
 }
 
 void AppState::addSource(const AnySourceConfig &config)

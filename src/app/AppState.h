@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/OverallStatus.h"
 #include "kit/model/AnySourceConfig.h"
+#include "kit/model/OverallStatus.h"
 #include "kit/model/SourceSnapshot.h"
 #include "kit/model/WidgetLayout.h"
 #include "kit/monitor/AlertEvaluator.h"

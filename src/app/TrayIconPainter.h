@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/OverallStatus.h"
+#include "kit/model/OverallStatus.h"
 
 #include <QColor>
 #include <QImage>

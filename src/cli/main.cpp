@@ -1,5 +1,7 @@
 // tidewatch-cli: the headless front end over the monitoring library, for boxes without a tray and
 // for scripts (exit statuses follow the Nagios convention where a command reports health).
+#include "cli/CheckCommand.h"
+
 #include <QCoreApplication>
 #include <QTextStream>
 
@@ -16,7 +18,9 @@ struct Command
 
 QList<Command> commands()
 {
-    return {};
+    return {
+        {QStringLiteral("check"), tw::CheckCommand::synopsis(), tw::CheckCommand::run},
+    };
 }
 
 int usage(QTextStream &out, const QList<Command> &all)

@@ -43,7 +43,8 @@ QCoro::Task<AlertCenter::Authorization> AlertCenter::authorizationStatus()
                                                        u"org.freedesktop.DBus"_s,
                                                        u"NameHasOwner"_s);
     call << service;
-    const QDBusPendingReply<bool> owned = co_await m_bus.asyncCall(call, callTimeoutMs);
+    const QDBusPendingCall ownerCall = m_bus.asyncCall(call, callTimeoutMs);
+    const QDBusPendingReply<bool> owned = co_await ownerCall;
     if (!owned.isError() && owned.value())
         co_return Authorization::Authorized;
     // A server that starts on demand counts too.
@@ -51,7 +52,8 @@ QCoro::Task<AlertCenter::Authorization> AlertCenter::authorizationStatus()
                                                        u"/org/freedesktop/DBus"_s,
                                                        u"org.freedesktop.DBus"_s,
                                                        u"ListActivatableNames"_s);
-    const QDBusPendingReply<QStringList> activatable = co_await m_bus.asyncCall(list, callTimeoutMs);
+    const QDBusPendingCall listCall = m_bus.asyncCall(list, callTimeoutMs);
+    const QDBusPendingReply<QStringList> activatable = co_await listCall;
     co_return !activatable.isError() && activatable.value().contains(service) ? Authorization::Authorized
                                                                               : Authorization::Denied;
 }
@@ -78,7 +80,8 @@ QCoro::Task<uint> AlertCenter::postAndWait(AlertEvent event, bool sound)
         call << u"Tidewatch"_s << 0u
              << (event.kind == AlertEvent::Kind::Down ? u"network-error"_s : u"network-transmit-receive"_s)
              << event.title << body << QStringList{} << hints << -1;
-        const QDBusPendingReply<uint> reply = co_await m_bus.asyncCall(call, callTimeoutMs);
+        const QDBusPendingCall pending = m_bus.asyncCall(call, callTimeoutMs);
+        const QDBusPendingReply<uint> reply = co_await pending;
         if (!reply.isError())
             co_return reply.value();
         qWarning("Could not post a notification: %s", qUtf8Printable(reply.error().message()));

@@ -33,7 +33,9 @@ QCoro::Task<SourceSnapshot> HTTPPingProvider::fetch(StopToken stop)
     QElapsedTimer clock;
     clock.start();
     try {
-        const HTTPResult result = co_await http->data(HTTPRequest{url, "GET", {}, {}}, stop);
+        // Built before the await: g++ 12 destroys temporaries inside a co_await expression twice.
+        const HTTPRequest request{url, "GET", {}, {}};
+        const HTTPResult result = co_await http->data(request, stop);
         // The whole body's transfer lies inside the measurement.
         row.latencyMs = double(clock.nsecsElapsed()) / 1e6;
         const int status = result.response.statusCode;

@@ -23,7 +23,8 @@ struct DeleteLater
 {
     void operator()(QNetworkReply *reply) const
     {
-        reply->abort();
+        if (!reply->isFinished())
+            reply->abort();
         reply->deleteLater();
     }
 };

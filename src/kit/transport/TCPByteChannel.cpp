@@ -17,7 +17,8 @@ enum Reason { Failed = 1, Stopped, Ready, Closed };
 TCPByteChannel::SocketPtr TCPByteChannel::makeSocket()
 {
     return SocketPtr(new QTcpSocket, [](QTcpSocket *socket) {
-        socket->abort();
+        // A polite close: the peer sees the end of the stream, not a reset that may drop what we sent.
+        socket->disconnectFromHost();
         socket->deleteLater();
     });
 }
@@ -36,8 +37,24 @@ QCoro::Task<> TCPByteChannel::send(QByteArray bytes)
         throw ProviderError::upstream(u"eof"_s);
     if (m_socket->write(bytes) != bytes.size())
         throw TransportError::classify(m_socket->error(), m_socket->errorString());
-    // Writes go out from the event loop; nothing here waits for the peer.
-    co_return;
+    // Done once the bytes are handed to the system, so that a close right after loses nothing.
+    while (m_socket->bytesToWrite() > 0) {
+        Wakeup wakeup(m_timeout);
+        wakeup.on(m_socket.get(), &QTcpSocket::bytesWritten, Ready)
+            .on(m_socket.get(), &QTcpSocket::errorOccurred, Failed)
+            .on(m_socket.get(), &QTcpSocket::disconnected, Closed);
+        if (m_stop)
+            wakeup.on(m_stop.get(), &StopSource::stopped, Stopped);
+        const int why = co_await wakeup;
+        if (why == Stopped)
+            throw Cancelled();
+        if (why == Wakeup::Timeout)
+            throw ProviderError::upstream(u"timed out"_s);
+        if (why == Failed)
+            throw TransportError::classify(m_socket->error(), m_socket->errorString());
+        if (why == Closed)
+            throw ProviderError::upstream(u"eof"_s);
+    }
 }
 
 QCoro::Task<> TCPByteChannel::receive()
@@ -81,7 +98,7 @@ QCoro::Task<QByteArray> TCPByteChannel::read(qint64 count)
 
 void TCPByteChannel::close()
 {
-    m_socket->abort();
+    m_socket->disconnectFromHost();
 }
 
 } // namespace tw

@@ -1,0 +1,217 @@
+#include "CheckCommand.h"
+
+#include "cli/CliSupport.h"
+#include "kit/model/JsonRead.h"
+#include "kit/model/OverallStatus.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/monitor/ProviderRegistry.h"
+#include "kit/transport/Cancelled.h"
+
+#include <QCommandLineParser>
+#include <QCoroTask>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace Qt::StringLiterals;
+
+namespace tw::CheckCommand {
+
+namespace {
+
+struct Outcome
+{
+    AnySourceConfig source;
+    std::optional<SourceSnapshot> snapshot;
+    QString error;
+};
+
+QCoro::Task<Outcome>
+pollOne(AnySourceConfig source, std::shared_ptr<CredentialStore> credentials, ProviderMaker maker, StopToken stop)
+{
+    Outcome outcome{source, std::nullopt, {}};
+    try {
+        std::unique_ptr<SourceProvider> provider = maker(source, credentials);
+        outcome.snapshot = co_await provider->fetch(stop);
+    } catch (const ProviderError &error) {
+        outcome.error = error.description();
+    } catch (const std::exception &error) {
+        outcome.error = QString::fromUtf8(error.what());
+    }
+    co_return outcome;
+}
+
+QCoro::Task<QList<Outcome>> pollAll(QList<AnySourceConfig> sources, std::shared_ptr<CredentialStore> credentials)
+{
+    const ProviderMaker maker = ProviderRegistry::maker();
+    const StopToken stop = makeStopToken();
+    // Every poll starts now; each is bounded by its own transport.
+    std::vector<QCoro::Task<Outcome>> running;
+    for (const AnySourceConfig &source : sources)
+        running.push_back(pollOne(source, credentials, maker, stop));
+    QList<Outcome> outcomes;
+    for (QCoro::Task<Outcome> &task : running)
+        outcomes.append(co_await task);
+    co_return outcomes;
+}
+
+QString latencyText(const std::optional<double> &ms)
+{
+    return ms ? QString::number(*ms, 'f', 1) + u" ms"_s : u"—"_s;
+}
+
+QString detailOf(const WidgetData &widget)
+{
+    return std::visit(
+        [](const auto &payload) -> QString {
+            using T = std::decay_t<decltype(payload)>;
+            if constexpr (std::is_same_v<T, ServiceRow> || std::is_same_v<T, CheckResult>)
+                return payload.detail.value_or(QString());
+            else if constexpr (std::is_same_v<T, GameServerStatus>) {
+                QString text;
+                if (payload.online && payload.playersCurrent)
+                    text = u"%1%2 players"_s.arg(*payload.playersCurrent)
+                               .arg(payload.playersMax ? u"/"_s + QString::number(*payload.playersMax) : QString());
+                if (!payload.playerNames.isEmpty())
+                    text += u" ("_s + payload.playerNames.join(u", "_s) + u')';
+                if (!payload.detail.isEmpty())
+                    text += (text.isEmpty() ? QString() : u" · "_s) + payload.detail;
+                return text;
+            } else if constexpr (std::is_same_v<T, HostStats>) {
+                const auto pct = [](const std::optional<double> &v) {
+                    return v ? QString::number(*v, 'f', 0) + u'%' : u"—"_s;
+                };
+                QString text =
+                    u"cpu %1 · mem %2 · disk %3"_s.arg(pct(payload.cpuPct), pct(payload.memPct), pct(payload.diskPct));
+                for (const DriveTemp &temp : payload.temps)
+                    text += u" · %1 %2°C"_s.arg(temp.label).arg(temp.tempC, 0, 'f', 0);
+                return text;
+            } else {
+                QStringList fields;
+                for (const JSONFieldValue &field : payload.fields)
+                    fields.append(field.label + u": "_s + field.value);
+                return fields.join(u" · "_s);
+            }
+        },
+        widget.payload);
+}
+
+void printTable(QTextStream &out, const QList<Outcome> &outcomes)
+{
+    struct Line
+    {
+        QString source, widget, status, latency, detail;
+    };
+    QList<Line> lines{{u"SOURCE"_s, u"WIDGET"_s, u"STATUS"_s, u"LATENCY"_s, u"DETAIL"_s}};
+    for (const Outcome &outcome : outcomes) {
+        const QString name = outcome.source.common().displayName;
+        if (!outcome.error.isEmpty()) {
+            lines.append({name, u"—"_s, u"error"_s, u"—"_s, outcome.error});
+            continue;
+        }
+        if (outcome.snapshot->widgets.isEmpty())
+            lines.append({name, u"—"_s, u"unknown"_s, u"—"_s, u"no data reported"_s});
+        for (const WidgetData &widget : outcome.snapshot->widgets)
+            lines.append(
+                {name, widget.name(), toText(widget.status()), latencyText(widget.latencyMs()), detailOf(widget)});
+    }
+    qsizetype widths[4] = {0, 0, 0, 0};
+    for (const Line &line : lines) {
+        widths[0] = std::max(widths[0], line.source.size());
+        widths[1] = std::max(widths[1], line.widget.size());
+        widths[2] = std::max(widths[2], line.status.size());
+        widths[3] = std::max(widths[3], line.latency.size());
+    }
+    for (const Line &line : lines) {
+        out << line.source.leftJustified(widths[0] + 2) << line.widget.leftJustified(widths[1] + 2)
+            << line.status.leftJustified(widths[2] + 2) << line.latency.rightJustified(widths[3]) << "  " << line.detail
+            << '\n';
+    }
+}
+
+QJsonObject jsonReport(const QList<Outcome> &outcomes, OverallStatus overall)
+{
+    QJsonArray sources;
+    for (const Outcome &outcome : outcomes) {
+        QJsonArray widgets;
+        if (outcome.snapshot) {
+            for (const WidgetData &widget : outcome.snapshot->widgets)
+                widgets.append(widget.toJson());
+        }
+        sources.append(QJsonObject{
+            {u"id"_s, JsonRead::uuidText(outcome.source.id())},
+            {u"displayName"_s, outcome.source.common().displayName},
+            {u"kind"_s, toText(outcome.source.kind())},
+            {u"error"_s, outcome.error.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(outcome.error)},
+            {u"widgets"_s, widgets},
+        });
+    }
+    return {{u"overall"_s, toText(overall)}, {u"sources"_s, sources}};
+}
+
+} // namespace
+
+QString synopsis()
+{
+    return u"check [--sources FILE] [--credentials FILE] [--json]   poll every source once and report"_s;
+}
+
+int run(const QStringList &arguments)
+{
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Polls every source once, all at once, and reports their state.\n"
+                                     "Exit status: 0 all up, 1 degraded, 2 something down, 3 nothing known."_s);
+    parser.addHelpOption();
+    parser.addOption({u"sources"_s, u"The sources file (default: Tidewatch's own)."_s, u"FILE"_s});
+    parser.addOption(
+        {u"credentials"_s, u"Secrets as a JSON object of name to secret, readable by you alone."_s, u"FILE"_s});
+    parser.addOption({u"json"_s, u"Print one JSON object instead of a table."_s});
+    if (!parser.parse(QStringList{u"tidewatch-cli check"_s} + arguments)) {
+        err << "tidewatch-cli check: " << parser.errorText() << '\n';
+        return 64;
+    }
+    if (parser.isSet(u"help"_s)) {
+        out << parser.helpText();
+        return 0;
+    }
+
+    const auto sources = CliSupport::readSources(parser.value(u"sources"_s), err);
+    if (!sources)
+        return 3;
+    bool ok = false;
+    const auto credentials = CliSupport::credentials(parser.value(u"credentials"_s), err, &ok);
+    if (!ok)
+        return 3;
+
+    const QList<Outcome> outcomes = QCoro::waitFor(pollAll(*sources, credentials));
+    QHash<QUuid, SourceSnapshot> snapshots;
+    QHash<QUuid, QString> errors;
+    for (const Outcome &outcome : outcomes) {
+        if (outcome.snapshot)
+            snapshots.insert(outcome.source.id(), *outcome.snapshot);
+        else
+            errors.insert(outcome.source.id(), outcome.error);
+    }
+    const OverallStatus overall = overallStatusOf(snapshots, errors);
+    if (parser.isSet(u"json"_s))
+        out << QJsonDocument(jsonReport(outcomes, overall)).toJson(QJsonDocument::Indented);
+    else if (outcomes.isEmpty())
+        out << "No sources to check.\n";
+    else
+        printTable(out, outcomes);
+
+    switch (overall) {
+    case OverallStatus::Up:
+        return 0;
+    case OverallStatus::Degraded:
+        return 1;
+    case OverallStatus::Down:
+        return 2;
+    default:
+        return 3;
+    }
+}
+
+} // namespace tw::CheckCommand

@@ -1,0 +1,172 @@
+#include "kit/model/SourcesStore.h"
+#include "support/LocalHttpServer.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+// Runs the installed-to-be binary while this process keeps serving its local peers.
+Run check(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(TW_BINARY_DIR "/src/cli/tidewatch-cli"), QStringList{u"check"_s} + arguments);
+    Run run;
+    if (!process.waitForStarted())
+        return run;
+    QElapsedTimer clock;
+    clock.start();
+    while (process.state() != QProcess::NotRunning && clock.elapsed() < 20000)
+        QTest::qWait(5);
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+
+QJsonObject sourceNamed(const QJsonObject &report, const QString &name)
+{
+    for (const QJsonValue &value : report.value(u"sources"_s).toArray()) {
+        if (value.toObject().value(u"displayName"_s).toString() == name)
+            return value.toObject();
+    }
+    return {};
+}
+
+QJsonObject onlyRow(const QJsonObject &source)
+{
+    const QJsonObject widget = source.value(u"widgets"_s).toArray().first().toObject();
+    return widget.value(widget.keys().first()).toObject().value(u"_0"_s).toObject();
+}
+
+} // namespace
+
+class CheckCommandTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void reportsEverySourceAsJson()
+    {
+        QTemporaryDir dir;
+        QTcpServer listener;
+        QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        const quint16 closed = probe.serverPort();
+        probe.close();
+        LocalHttpServer web;
+        web.route("/ok", {.status = 200});
+        web.route("/broken", {.status = 503});
+
+        SourcesStore::save({TCPPortConfig(QUuid::createUuid(), u"open"_s, u"127.0.0.1"_s, listener.serverPort()),
+                            TCPPortConfig(QUuid::createUuid(), u"closed"_s, u"127.0.0.1"_s, closed),
+                            HTTPPingConfig(QUuid::createUuid(), u"web ok"_s, web.url(u"/ok"_s)),
+                            HTTPPingConfig(QUuid::createUuid(), u"web broken"_s, web.url(u"/broken"_s))},
+                           dir.path());
+        const QString file = SourcesStore::sourcesPath(dir.path());
+        const QByteArray before = [&] {
+            QFile f(file);
+            f.open(QIODevice::ReadOnly);
+            return f.readAll();
+        }();
+
+        const Run run = check({u"--sources"_s, file, u"--json"_s});
+        QCOMPARE(run.exitCode, 2);
+        const QJsonObject report = QJsonDocument::fromJson(run.out).object();
+        QCOMPARE(report.value(u"overall"_s).toString(), u"down"_s);
+        QCOMPARE(report.value(u"sources"_s).toArray().size(), 4);
+
+        const QJsonObject open = onlyRow(sourceNamed(report, u"open"_s));
+        QCOMPARE(open.value(u"status"_s).toString(), u"up"_s);
+        QVERIFY(open.value(u"latencyMs"_s).toDouble() > 0);
+        const QJsonObject shut = onlyRow(sourceNamed(report, u"closed"_s));
+        QCOMPARE(shut.value(u"status"_s).toString(), u"down"_s);
+        QCOMPARE(shut.value(u"detail"_s).toString(), u"closed"_s);
+        QCOMPARE(onlyRow(sourceNamed(report, u"web ok"_s)).value(u"status"_s).toString(), u"up"_s);
+        const QJsonObject broken = onlyRow(sourceNamed(report, u"web broken"_s));
+        QCOMPARE(broken.value(u"status"_s).toString(), u"down"_s);
+        QCOMPARE(broken.value(u"detail"_s).toString(), u"HTTP 503"_s);
+        QVERIFY(sourceNamed(report, u"web ok"_s).value(u"error"_s).isNull());
+
+        QFile after(file);
+        QVERIFY(after.open(QIODevice::ReadOnly));
+        QCOMPARE(after.readAll(), before);
+    }
+
+    void exitStatusFollowsTheEstate_data()
+    {
+        QTest::addColumn<QByteArray>("file"); // written as the sources file; empty for none
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QByteArray>("message");
+        QTest::newRow("missing file") << QByteArray() << 3 << QByteArray("no sources file");
+        QTest::newRow("corrupt file") << QByteArray("[{\"tcpPort\":") << 3 << QByteArray("not a valid sources file");
+        QTest::newRow("no sources") << QByteArray("[]") << 3 << QByteArray();
+        QTest::newRow("unsupported kind is degraded")
+            << QByteArray("[{\"kuma\":{\"_0\":{\"id\":\"5A1A4E1C-0000-4000-8000-000000000001\","
+                          "\"displayName\":\"K\",\"baseURL\":\"http://127.0.0.1:1\",\"pollInterval\":60,"
+                          "\"alertThreshold\":3,\"alertsEnabled\":true}}}]")
+            << 1 << QByteArray();
+    }
+    void exitStatusFollowsTheEstate()
+    {
+        QFETCH(QByteArray, file);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"sources.json"_s);
+        if (!file.isEmpty()) {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(file);
+        }
+        const Run run = check({u"--sources"_s, path});
+        QFETCH(int, exitCode);
+        QFETCH(QByteArray, message);
+        QCOMPARE(run.exitCode, exitCode);
+        QVERIFY2(run.err.contains(message), run.err.constData());
+        if (!file.isEmpty()) {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.readAll(), file); // never moved aside or rewritten
+        }
+    }
+
+    void sharedCredentialsFileIsRefused()
+    {
+        QTemporaryDir dir;
+        SourcesStore::save({}, dir.path());
+        const QString secrets = dir.filePath(u"secrets.json"_s);
+        QFile f(secrets);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("{\"kuma-x\":\"hunter2\"}");
+        f.close();
+        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup);
+        const Run refused = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
+        QCOMPARE(refused.exitCode, 3);
+        QVERIFY(refused.err.contains("may be read by other users"));
+        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        const Run accepted =
+            check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
+        QCOMPARE(accepted.exitCode, 3); // no sources: nothing known, but no complaint about the file
+        QVERIFY(!accepted.err.contains("may be read"));
+    }
+};
+
+QTEST_GUILESS_MAIN(CheckCommandTest)
+#include "CheckCommandTest.moc"

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QTcpServer>
+
+#include <functional>
+
+namespace tw::test {
+
+// A small HTTP/1.1 server on 127.0.0.1 for transport and provider tests. Each path answers as told:
+// a status, headers and a body, optionally trickled byte by byte, or never at all. Every request
+// is recorded with its raw head so a test can check what was sent.
+class LocalHttpServer : public QObject
+{
+    Q_OBJECT
+public:
+    struct Reply
+    {
+        int status = 200;
+        QList<QPair<QByteArray, QByteArray>> headers;
+        QByteArray body;
+        int trickleMs = 0; // > 0: one body byte per interval
+        bool silent = false; // accept the request and never answer
+        qint64 bodySize = -1; // >= 0: a body of this many 'x' instead of `body`
+    };
+    struct Request
+    {
+        QByteArray method;
+        QByteArray path;
+        QByteArray head; // request line and headers, as received
+        QByteArray body;
+    };
+
+    LocalHttpServer();
+    quint16 port() const { return m_server.serverPort(); }
+    QString url(const QString &path) const;
+
+    void route(const QByteArray &path, Reply reply) { m_routes.insert(path, std::move(reply)); }
+    // Answers every path the routes do not know.
+    void fallback(std::function<Reply(const Request &)> answer) { m_fallback = std::move(answer); }
+    const QList<Request> &requests() const { return m_requests; }
+
+private:
+    void serve(QTcpSocket *socket);
+    void answer(QTcpSocket *socket, const Reply &reply);
+
+    QTcpServer m_server;
+    QHash<QByteArray, Reply> m_routes;
+    std::function<Reply(const Request &)> m_fallback;
+    QList<Request> m_requests;
+};
+
+} // namespace tw::test
