@@ -1,0 +1,17 @@
+#!/bin/sh
+# Latency of one loopback HTTP target as Tidewatch measures it and as curl does, on the same server.
+# usage: bench/http_vs_curl.sh BUILD_DIR [COUNT]
+set -eu
+BUILD=${1:-build/release}
+COUNT=${2:-200}
+DIR=$(mktemp -d)
+trap 'kill $SERVER 2>/dev/null; rm -rf "$DIR"' EXIT
+head -c 2048 /dev/urandom > "$DIR/status"
+PORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+python3 -m http.server "$PORT" --bind 127.0.0.1 --directory "$DIR" >/dev/null 2>&1 & SERVER=$!
+for _ in $(seq 1 100); do curl -s -o /dev/null "http://127.0.0.1:$PORT/status" && break; sleep 0.05; done
+URL="http://127.0.0.1:$PORT/status"
+
+"$BUILD/bench/http_latency_bench" "$URL" "$COUNT"
+for _ in $(seq 1 "$COUNT"); do curl -s -o /dev/null -w '%{time_total}\n' "$URL"; done | sort -n |
+    awk -v n="$COUNT" '{ v[NR] = $1 * 1000 } END { printf "curl       runs=%d  median_ms=%.3f  p90_ms=%.3f\n", n, v[int(n/2)+1], v[int(n*9/10)+1] }'

@@ -1,0 +1,139 @@
+#include "kit/monitor/AlertEvaluator.h"
+
+#include "support/TestData.h"
+
+#include <QTest>
+
+using namespace tw;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
+
+TCPPortConfig source(qint64 threshold)
+{
+    TCPPortConfig config(QUuid::createUuid(), u"NAS"_s, u"nas"_s, 22);
+    config.alertThreshold = threshold;
+    return config;
+}
+
+WidgetData service(const QString &id, ServiceStatus status)
+{
+    return ServiceRow{id, u"svc-"_s + id, status, {}, {}};
+}
+
+SourceSnapshot snapshot(const QUuid &id, QList<WidgetData> widgets)
+{
+    return {id, t0, std::move(widgets)};
+}
+
+} // namespace
+
+class AlertEvaluatorTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void oneAlertPerOutage_data()
+    {
+        QTest::addColumn<int>("threshold");
+        QTest::addColumn<int>("failures");
+        QTest::addColumn<int>("firesAt"); // 0: never
+        QTest::newRow("threshold 3, long outage") << 3 << 100 << 3;
+        QTest::newRow("threshold 3, short outage") << 3 << 2 << 0;
+        QTest::newRow("threshold 1") << 1 << 5 << 1;
+        QTest::newRow("threshold 0 acts as 1") << 0 << 1 << 1;
+        QTest::newRow("negative threshold acts as 1") << -4 << 2 << 1;
+    }
+    void oneAlertPerOutage()
+    {
+        QFETCH(int, failures);
+        QFETCH(int, firesAt);
+        const TCPPortConfig config = source(TW_DATA(int, threshold));
+        AlertEvaluator evaluator;
+        QList<int> firedOn;
+        for (int i = 1; i <= failures; ++i) {
+            const QList<AlertEvent> events = evaluator.recordFailure(config, t0.addSecs(i * 60));
+            if (!events.isEmpty()) {
+                firedOn.append(i);
+                QCOMPARE(events,
+                         (QList<AlertEvent>{
+                             {config.id, AlertEvent::Kind::Down, u"NAS is unreachable"_s, t0.addSecs(i * 60)}}));
+            }
+        }
+        QCOMPARE(firedOn, firesAt ? QList<int>{firesAt} : QList<int>{});
+        const QList<AlertEvent> after = evaluator.recordSuccess(config, snapshot(config.id, {}), t0.addSecs(999'999));
+        if (firesAt)
+            QCOMPARE(after,
+                     (QList<AlertEvent>{
+                         {config.id, AlertEvent::Kind::Recovered, u"NAS recovered"_s, t0.addSecs(firesAt * 60)}}));
+        else
+            QVERIFY(after.isEmpty());
+        // The count starts again after a success.
+        for (int i = 1; i < std::max(firesAt, 1); ++i)
+            QVERIFY(evaluator.recordFailure(config, t0).isEmpty());
+    }
+
+    void warnNeitherAdvancesNorResets()
+    {
+        const TCPPortConfig config = source(3);
+        AlertEvaluator evaluator;
+        const auto poll = [&](ServiceStatus status) {
+            return evaluator.recordSuccess(config, snapshot(config.id, {service(u"a"_s, status)}), t0);
+        };
+        QVERIFY(poll(ServiceStatus::Down).isEmpty());
+        QVERIFY(poll(ServiceStatus::Warn).isEmpty());
+        QVERIFY(poll(ServiceStatus::Down).isEmpty());
+        QVERIFY(poll(ServiceStatus::Unknown).isEmpty());
+        const QList<AlertEvent> third = poll(ServiceStatus::Down);
+        QCOMPARE(third.size(), 1);
+        QCOMPARE(third.first().title, u"svc-a is down"_s);
+        QVERIFY(poll(ServiceStatus::Warn).isEmpty()); // a warning is no recovery
+        QCOMPARE(poll(ServiceStatus::Up).value(0).title, u"svc-a recovered"_s);
+    }
+
+    void equalKeysCountTwiceInOnePoll()
+    {
+        const TCPPortConfig config = source(2);
+        AlertEvaluator evaluator;
+        const QList<AlertEvent> events = evaluator.recordSuccess(
+            config,
+            snapshot(config.id, {service(u"a"_s, ServiceStatus::Down), service(u"a"_s, ServiceStatus::Down)}),
+            t0);
+        QCOMPARE(events.size(), 1);
+        QCOMPARE(events.first().kind, AlertEvent::Kind::Down);
+    }
+
+    void sourceRecoveryComesBeforeWidgetEvents()
+    {
+        const TCPPortConfig config = source(1);
+        AlertEvaluator evaluator;
+        QCOMPARE(evaluator.recordFailure(config, t0).size(), 1);
+        const WidgetData offline = GameServerStatus{u"g"_s, u"Valheim"_s, false, {}, {}, {}, {}, {}};
+        const QList<AlertEvent> events =
+            evaluator.recordSuccess(config,
+                                    snapshot(config.id, {service(u"a"_s, ServiceStatus::Up), offline}),
+                                    t0.addSecs(120));
+        QCOMPARE(events.size(), 2);
+        QCOMPARE(events[0].kind, AlertEvent::Kind::Recovered);
+        QCOMPARE(events[0].downSince, t0);
+        QCOMPARE(events[1], (AlertEvent{config.id, AlertEvent::Kind::Down, u"Valheim is down"_s, t0.addSecs(120)}));
+    }
+
+    void failedPollsLeaveWidgetCountsAlone()
+    {
+        const TCPPortConfig config = source(2);
+        AlertEvaluator evaluator;
+        QVERIFY(
+            evaluator.recordSuccess(config, snapshot(config.id, {service(u"a"_s, ServiceStatus::Down)}), t0).isEmpty());
+        evaluator.recordFailure(config, t0);
+        const QList<AlertEvent> events =
+            evaluator.recordSuccess(config, snapshot(config.id, {service(u"a"_s, ServiceStatus::Down)}), t0);
+        QCOMPARE(events.size(), 1); // the widget's second failing reading
+        QCOMPARE(events.first().title, u"svc-a is down"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(AlertEvaluatorTest)
+#include "AlertEvaluatorTest.moc"

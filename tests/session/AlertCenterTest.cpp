@@ -1,0 +1,107 @@
+#include "kit/monitor/AlertCenter.h"
+
+#include "support/Await.h"
+#include "support/TestData.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// What the notification daemon of the test session (dunst) has shown, newest first.
+QList<std::pair<QString, QString>> shown()
+{
+    QProcess::execute(u"dunstctl"_s, {u"close-all"_s});
+    QProcess dunstctl;
+    dunstctl.start(u"dunstctl"_s, {u"history"_s});
+    dunstctl.waitForFinished(5000);
+    QList<std::pair<QString, QString>> notes;
+    const QJsonArray entries =
+        QJsonDocument::fromJson(dunstctl.readAllStandardOutput()).object().value(u"data"_s).toArray().first().toArray();
+    for (const QJsonValue &entry : entries) {
+        const QJsonObject note = entry.toObject();
+        notes.append({note.value(u"summary"_s).toObject().value(u"data"_s).toString(),
+                      note.value(u"body"_s).toObject().value(u"data"_s).toString()});
+    }
+    return notes;
+}
+
+} // namespace
+
+class AlertCenterTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void alertBody_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<qint64>("secondsAgo"); // -1: no time
+        QTest::addColumn<QString>("body");
+        const int down = int(AlertEvent::Kind::Down);
+        const int back = int(AlertEvent::Kind::Recovered);
+        QTest::newRow("down, no time") << down << qint64(-1) << u"Unreachable"_s;
+        QTest::newRow("back, no time") << back << qint64(-1) << u"Recovered"_s;
+        QTest::newRow("down now") << down << qint64(0) << u"Unreachable for less than a minute"_s;
+        QTest::newRow("back after 59 s") << back << qint64(59) << u"Back in under a minute"_s;
+        QTest::newRow("back after 60 s") << back << qint64(60) << u"Back after 1 minute"_s;
+        QTest::newRow("back after 119 s") << back << qint64(119) << u"Back after 1 minute"_s;
+        QTest::newRow("back after 120 s") << back << qint64(120) << u"Back after 2 minutes"_s;
+        QTest::newRow("down for an hour") << down << qint64(3600) << u"Unreachable for 60 minutes"_s;
+        QTest::newRow("future") << back << qint64(-600) << u"Back in under a minute"_s;
+    }
+    void alertBody()
+    {
+        QFETCH(qint64, secondsAgo);
+        const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
+        AlertEvent event{QUuid::createUuid(), AlertEvent::Kind(TW_DATA(int, kind)), u"x"_s, std::nullopt};
+        if (secondsAgo != -1)
+            event.downSince = now.addSecs(-secondsAgo);
+        QCOMPARE(AlertCenter::alertBody(event, now), TW_DATA(QString, body));
+    }
+
+    void downAndRecoveryArriveAsTwoNotifications()
+    {
+        QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+        QVERIFY2(bus && bus->isServiceRegistered(u"org.freedesktop.Notifications"_s),
+                 "needs the notification daemon of scripts/with-session");
+        AlertCenter center;
+        QCOMPARE(await(center.authorizationStatus()), AlertCenter::Authorization::Authorized);
+        const QUuid id = QUuid::createUuid();
+        const QDateTime since = QDateTime::currentDateTimeUtc().addSecs(-185);
+        const uint first = await(
+            center.postAndWait({id, AlertEvent::Kind::Down, u"NAS is unreachable"_s, QDateTime::currentDateTimeUtc()},
+                               true));
+        const uint second =
+            await(center.postAndWait({id, AlertEvent::Kind::Recovered, u"NAS recovered"_s, since}, false));
+        QVERIFY(first != 0 && second != 0);
+        QVERIFY(first != second); // never replaces the earlier one
+        QList<std::pair<QString, QString>> notes;
+        QTRY_VERIFY((notes = shown()).size() >= 2);
+        QCOMPARE(notes.at(0), std::make_pair(u"NAS recovered"_s, u"Back after 3 minutes"_s));
+        QCOMPARE(notes.at(1), std::make_pair(u"NAS is unreachable"_s, u"Unreachable for less than a minute"_s));
+    }
+
+    void withoutAServerTheFallbackShowsIt()
+    {
+        AlertCenter center(QDBusConnection(u"not connected"_s));
+        QString fallbackTitle;
+        center.setFallback([&](const QString &title, const QString &) { fallbackTitle = title; });
+        QCOMPARE(await(center.authorizationStatus()), AlertCenter::Authorization::Denied);
+        QCOMPARE(await(center.postAndWait({QUuid::createUuid(), AlertEvent::Kind::Down, u"Plex is down"_s, {}}, true)),
+                 0u);
+        QCOMPARE(fallbackTitle, u"Plex is down"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(AlertCenterTest)
+#include "AlertCenterTest.moc"
