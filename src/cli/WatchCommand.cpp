@@ -1,0 +1,134 @@
+#include "WatchCommand.h"
+
+#include "cli/CliSupport.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AlertCenter.h"
+#include "kit/monitor/AppState.h"
+#include "kit/monitor/ProviderRegistry.h"
+#include "kit/monitor/UnixSignalWatcher.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+namespace tw::WatchCommand {
+
+namespace {
+
+QString stamp()
+{
+    return QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
+}
+
+} // namespace
+
+QString synopsis()
+{
+    return u"watch [--sources FILE] [--credentials FILE] [--verbose] [--notify]   monitor until stopped"_s;
+}
+
+int run(const QStringList &arguments)
+{
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Monitors every source like Tidewatch does and prints each alert.\n"
+                                     "Stops cleanly on Ctrl+C or SIGTERM, writing the latency history first."_s);
+    parser.addHelpOption();
+    parser.addOption({u"sources"_s, u"The sources file (default: Tidewatch's own)."_s, u"FILE"_s});
+    parser.addOption(
+        {u"credentials"_s, u"Secrets as a JSON object of name to secret, readable by you alone."_s, u"FILE"_s});
+    parser.addOption({u"verbose"_s, u"Also print a line for every poll."_s});
+    parser.addOption({u"notify"_s, u"Also post desktop notifications, as the application does."_s});
+    if (!parser.parse(QStringList{u"tidewatch-cli watch"_s} + arguments)) {
+        err << "tidewatch-cli watch: " << parser.errorText() << '\n';
+        return 64;
+    }
+    if (parser.isSet(u"help"_s)) {
+        out << parser.helpText();
+        return 0;
+    }
+    const QString file = parser.value(u"sources"_s);
+    const auto sources = CliSupport::readSources(file, err);
+    if (!sources)
+        return 3;
+    bool ok = false;
+    const auto credentials = CliSupport::credentials(parser.value(u"credentials"_s), err, &ok);
+    if (!ok)
+        return 3;
+    if (sources->isEmpty()) {
+        err << "tidewatch-cli watch: there are no sources to watch\n";
+        return 3;
+    }
+
+    AppState::Environment environment;
+    environment.credentials = credentials;
+    // The history lives beside the sources it belongs to.
+    environment.sourcesDirectory =
+        file.isEmpty() ? SourcesStore::defaultDirectory() : QFileInfo(file).absoluteDir().absolutePath();
+    environment.sources = *sources;
+    environment.defaults = std::make_shared<QSettings>(u"Tidewatch"_s, u"Tidewatch"_s);
+    environment.makeProvider = ProviderRegistry::maker();
+    std::shared_ptr<AlertCenter> alerts;
+    if (parser.isSet(u"notify"_s)) {
+        alerts = std::make_shared<AlertCenter>();
+        environment.postAlert = [alerts](const AlertEvent &event, bool sound) {
+            alerts->post(event, sound);
+        };
+    }
+    environment.deferPolling = true; // polling starts below, once everything is connected
+
+    AppState state(environment);
+    state.setAlertEventsSink([&out](const QList<AlertEvent> &events) {
+        for (const AlertEvent &event : events) {
+            out << stamp() << ' ' << toText(event.kind).leftJustified(9) << ' ' << event.title << " — "
+                << AlertCenter::alertBody(event, QDateTime::currentDateTimeUtc()) << '\n';
+        }
+        out.flush();
+    });
+    if (parser.isSet(u"verbose"_s)) {
+        state.engine().subscribe(&state, [&out, &state](const PollEngine::Update &update) {
+            if (!update.polledSourceID)
+                return;
+            const auto source =
+                std::find_if(state.sources().cbegin(), state.sources().cend(), [&](const AnySourceConfig &s) {
+                    return s.id() == *update.polledSourceID;
+                });
+            const QString name =
+                source == state.sources().cend() ? update.polledSourceID->toString() : source->common().displayName;
+            out << stamp() << " poll      " << name << ": ";
+            if (!update.polledSucceeded) {
+                out << "failed: " << update.errors.value(*update.polledSourceID) << '\n';
+            } else {
+                QStringList parts;
+                for (const WidgetData &widget : update.snapshots.value(*update.polledSourceID).widgets) {
+                    QString part = widget.name() + u' ' + toText(widget.status());
+                    if (const auto latency = widget.latencyMs())
+                        part += u" %1 ms"_s.arg(*latency, 0, 'f', 1);
+                    parts.append(part);
+                }
+                out << parts.join(u", "_s) << '\n';
+            }
+            out.flush();
+        });
+    }
+
+    UnixSignalWatcher signals({SIGINT, SIGTERM});
+    QObject::connect(&signals, &UnixSignalWatcher::received, &state, [&state, &err](int) {
+        state.flushHistory();
+        err << "tidewatch-cli watch: stopped; history written\n";
+        QCoreApplication::quit();
+    });
+    err << "tidewatch-cli watch: watching " << sources->size() << (sources->size() == 1 ? " source" : " sources")
+        << "; Ctrl+C stops\n";
+    err.flush();
+    state.startSync();
+    return QCoreApplication::exec();
+}
+
+} // namespace tw::WatchCommand
