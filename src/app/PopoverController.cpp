@@ -1,11 +1,11 @@
 #include "PopoverController.h"
 
-#include "app/AppState.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverRows.h"
 #include "app/PopoverText.h"
 #include "app/RowText.h"
 #include "app/TrayIconPainter.h"
+#include "kit/monitor/AppState.h"
 
 namespace tw {
 

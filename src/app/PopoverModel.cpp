@@ -1,9 +1,9 @@
 #include "PopoverModel.h"
 
-#include "app/AppState.h"
 #include "app/RowText.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/Overloaded.h"
+#include "kit/monitor/AppState.h"
 
 #include <cmath>
 

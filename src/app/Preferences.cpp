@@ -1,6 +1,7 @@
 #include "Preferences.h"
 
 #include "app/Accent.h"
+#include "kit/model/StoredSetting.h"
 
 using namespace Qt::StringLiterals;
 
@@ -11,30 +12,15 @@ Preferences::Preferences(std::shared_ptr<QSettings> settings, QObject *parent)
     , m_settings(std::move(settings))
 { }
 
-std::optional<bool> Preferences::storedBool(const QSettings &settings, const QString &key)
-{
-    const QVariant value = settings.value(key);
-    if (value.typeId() == QMetaType::Bool)
-        return value.toBool();
-    if (value.typeId() == QMetaType::QString) {
-        const QString text = value.toString();
-        if (text == u"true"_s)
-            return true;
-        if (text == u"false"_s)
-            return false;
-    }
-    return std::nullopt;
-}
-
 bool Preferences::flag(const char *key, bool fallback) const
 {
-    return storedBool(*m_settings, QString::fromLatin1(key)).value_or(fallback);
+    return StoredSetting::boolean(*m_settings, QString::fromLatin1(key)).value_or(fallback);
 }
 
 void Preferences::setFlag(const char *key, bool on)
 {
     const QString name = QString::fromLatin1(key);
-    if (storedBool(*m_settings, name) == on)
+    if (StoredSetting::boolean(*m_settings, name) == on)
         return;
     m_settings->setValue(name, on);
     Q_EMIT changed();

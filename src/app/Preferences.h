@@ -30,10 +30,6 @@ class Preferences : public QObject
 public:
     explicit Preferences(std::shared_ptr<QSettings> settings, QObject *parent = nullptr);
 
-    // A switch as stored: a real boolean, or its text as an INI file returns it; anything else is
-    // absent, so that the caller's default applies.
-    static std::optional<bool> storedBool(const QSettings &settings, const QString &key);
-
     bool launchAtLogin() const;
     bool globalQuiet() const;
     bool soundAlerts() const;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppState.h"
+#include "kit/monitor/AppState.h"
 
 #include <QObject>
 #include <QStringList>

@@ -1,9 +1,9 @@
 #include "TrayController.h"
 
-#include "app/AppState.h"
 #include "app/PopoverRows.h"
 #include "app/PopoverText.h"
 #include "app/TrayIconPainter.h"
+#include "kit/monitor/AppState.h"
 
 #include <QGuiApplication>
 #include <QIcon>

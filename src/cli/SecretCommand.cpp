@@ -1,12 +1,14 @@
 #include "SecretCommand.h"
 
-#include "cli/CliSupport.h"
-#include "kit/monitor/CredentialError.h"
 #include "kit/monitor/KeychainCredentialStore.h"
 
-#include <QCommandLineParser>
+#include <QCoroTask>
 #include <QStringDecoder>
+#include <QTextStream>
 
+#include <cstdio>
+#include <iostream>
+#include <string>
 #include <termios.h>
 #include <unistd.h>
 
@@ -16,88 +18,62 @@ namespace tw::SecretCommand {
 
 namespace {
 
-// Far beyond any token or password, and small enough that a mistaken pipe of a large file ends
-// with a message rather than a keyring item of megabytes.
-constexpr qsizetype maxSecretBytes = 64 * 1024;
-
-// Reads standard input to its end, or one line without echo when a person types at a terminal.
-// Nothing when the input is longer than maxSecretBytes.
-std::optional<QByteArray> readInput(const QString &name, QTextStream &err)
+// One line from standard input; typed characters are not echoed when it is a terminal.
+std::optional<QString> readSecret(QTextStream &err)
 {
-    const bool terminal = ::isatty(STDIN_FILENO) == 1;
+    const bool terminal = ::isatty(STDIN_FILENO);
     termios saved{};
     if (terminal) {
-        err << "Secret for " << name << ": " << Qt::flush;
-        if (::tcgetattr(STDIN_FILENO, &saved) == 0) {
-            termios quiet = saved;
-            quiet.c_lflag &= ~tcflag_t(ECHO);
-            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-        }
+        err << "Secret: ";
+        err.flush();
+        ::tcgetattr(STDIN_FILENO, &saved);
+        termios quiet = saved;
+        quiet.c_lflag &= ~tcflag_t(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &quiet);
     }
-    QByteArray bytes;
-    char buffer[4096];
-    for (;;) {
-        const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (n <= 0)
-            break;
-        bytes.append(buffer, n);
-        if (bytes.size() > maxSecretBytes || (terminal && bytes.endsWith('\n')))
-            break;
-    }
+    std::string line;
+    const bool read = bool(std::getline(std::cin, line));
     if (terminal) {
-        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &saved);
         err << '\n';
     }
-    if (bytes.size() > maxSecretBytes)
+    if (!read && line.empty())
         return std::nullopt;
-    return bytes;
-}
-
-// QCoro 0.8's waitFor() never returns from a task that throws, so the error becomes a value here.
-std::optional<QString> failureOf(QCoro::Task<> task)
-{
-    return QCoro::waitFor([](QCoro::Task<> inner) -> QCoro::Task<std::optional<QString>> {
-        try {
-            co_await inner;
-        } catch (const CredentialError &error) {
-            co_return error.description();
-        } catch (const std::exception &error) {
-            co_return QString::fromUtf8(error.what());
-        }
-        co_return std::nullopt;
-    }(std::move(task)));
-}
-
-// The secret in the bytes read: one trailing line break dropped, nothing for empty input or bytes
-// that are no valid UTF-8.
-std::optional<QString> secretFromInput(const QByteArray &bytes)
-{
-    QByteArray trimmed = bytes;
-    if (trimmed.endsWith('\n'))
-        trimmed.chop(1);
-    if (trimmed.endsWith('\r'))
-        trimmed.chop(1);
-    if (trimmed.isEmpty())
-        return std::nullopt;
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    // Bytes that are no UTF-8 would be stored mangled, and the source would fail with a wrong secret.
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(trimmed);
+    const QString text = decoder.decode(QByteArrayView(line.data(), qsizetype(line.size())));
     if (decoder.hasError())
         return std::nullopt;
     return text;
 }
 
-int usage(QTextStream &err)
+struct Result
 {
-    err << "usage: tidewatch-cli secret set NAME      (the secret is read from standard input)\n"
-           "       tidewatch-cli secret delete NAME\n";
-    return 64;
+    bool ok = false;
+    QString error;
+};
+
+QCoro::Task<Result> apply(QString action, QString name, QString secret)
+{
+    KeychainCredentialStore store;
+    try {
+        if (action == u"set"_s)
+            co_await store.write(name, secret);
+        else
+            co_await store.remove(name);
+        co_return Result{true, {}};
+    } catch (const std::exception &error) {
+        co_return Result{false, QString::fromUtf8(error.what())};
+    }
 }
 
 } // namespace
 
 QString synopsis()
 {
-    return u"secret set NAME | secret delete NAME                 store or remove a secret that sources name"_s;
+    return u"secret set NAME | secret delete NAME   store a source's secret (read from stdin) or remove it"_s;
 }
 
 int run(const QStringList &arguments)
@@ -105,44 +81,35 @@ int run(const QStringList &arguments)
     QTextStream out(stdout);
     QTextStream err(stderr);
     if (arguments.value(0) == u"--help"_s || arguments.value(0) == u"-h"_s) {
-        out << "Stores secrets in the desktop's credential store under the names that sources refer to,\n"
-               "such as kuma-<UUID> (see `tidewatch-cli import`). `set` reads the secret from standard input:\n"
-               "typed without echo at a terminal, or piped, with one trailing line break dropped.\n";
+        out << "usage: tidewatch-cli secret set NAME     (the secret is read from standard input)\n"
+               "       tidewatch-cli secret delete NAME\n"
+               "NAME is the credential name of a source, as in sources.json (for example kuma-<id>).\n";
         return 0;
     }
-    if (arguments.size() != 2 || arguments.at(1).isEmpty())
-        return usage(err);
-    const QString &action = arguments.at(0);
-    const QString &name = arguments.at(1);
-    KeychainCredentialStore store;
-
-    if (action == u"delete"_s) {
-        if (const auto failure = failureOf(store.remove(name))) {
-            err << "tidewatch-cli secret: could not delete " << name << ": " << *failure << '\n';
-            return 1;
+    const QString action = arguments.value(0);
+    const QString name = arguments.value(1);
+    if ((action != u"set"_s && action != u"delete"_s) || name.isEmpty() || arguments.size() != 2) {
+        err << "usage: tidewatch-cli secret set NAME | tidewatch-cli secret delete NAME\n";
+        if (action == u"set"_s && arguments.size() > 2)
+            err << "The secret is read from standard input, never from the command line.\n";
+        return 64;
+    }
+    QString secret;
+    if (action == u"set"_s) {
+        const std::optional<QString> read = readSecret(err);
+        if (!read || read->isEmpty()) {
+            err << "tidewatch-cli secret: no secret, or one that is not UTF-8 text, on standard input; nothing "
+                   "stored\n";
+            return 65;
         }
-        out << "Deleted the secret " << name << ".\n";
-        return 0;
+        secret = *read;
     }
-    if (action != u"set"_s)
-        return usage(err);
-
-    const std::optional<QByteArray> input = readInput(name, err);
-    if (!input) {
-        err << "tidewatch-cli secret: the input is longer than " << maxSecretBytes / 1024
-            << " KiB; nothing was stored\n";
-        return 65;
+    const Result result = QCoro::waitFor(apply(action, name, secret));
+    if (!result.ok) {
+        err << "tidewatch-cli secret: " << result.error << '\n';
+        return 69;
     }
-    const std::optional<QString> secret = secretFromInput(*input);
-    if (!secret) {
-        err << "tidewatch-cli secret: the input is empty or not UTF-8 text; nothing was stored\n";
-        return 65;
-    }
-    if (const auto failure = failureOf(store.write(name, *secret))) {
-        err << "tidewatch-cli secret: could not store " << name << ": " << *failure << '\n';
-        return 1;
-    }
-    out << "Stored the secret " << name << ".\n";
+    out << (action == u"set"_s ? "Stored the secret " : "Deleted the secret ") << name << '\n';
     return 0;
 }
 

@@ -2,9 +2,8 @@
 
 #include <QStringList>
 
-// `tidewatch-cli secret set NAME` and `secret delete NAME`: the secrets that sources name, in the
-// desktop's credential store. A secret is read from standard input only, never from the command
-// line, where other users could read it in the process list.
+// `tidewatch-cli secret set NAME` (the secret comes from standard input, never from the command
+// line, where other users could see it) and `secret delete NAME`.
 namespace tw::SecretCommand {
 
 QString synopsis();

@@ -1,18 +1,16 @@
 #include "WatchCommand.h"
 
 #include "cli/CliSupport.h"
+#include "kit/model/SourcesStore.h"
 #include "kit/monitor/AlertCenter.h"
-#include "kit/monitor/AlertEvaluator.h"
-#include "kit/monitor/HistoryRecorder.h"
-#include "kit/monitor/HistoryStore.h"
-#include "kit/monitor/PollEngine.h"
+#include "kit/monitor/AppState.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/monitor/UnixSignalWatcher.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
-#include <QSettings>
 
 #include <csignal>
 
@@ -22,46 +20,17 @@ namespace tw::WatchCommand {
 
 namespace {
 
-// The application's own switches, read at every event so that a change in its settings window
-// applies to a running watch too.
-struct NotificationPreferences
-{
-    bool quiet = false;
-    bool onRecovery = true;
-    bool sound = true;
-
-    static NotificationPreferences read()
-    {
-        const QSettings settings(QSettings::NativeFormat, QSettings::UserScope, u"Tidewatch"_s, u"Tidewatch"_s);
-        const auto flag = [&settings](const QString &key, bool fallback) {
-            const QVariant value = settings.value(key);
-            if (value.typeId() == QMetaType::Bool)
-                return value.toBool();
-            const QString text = value.toString();
-            return text == u"true"_s ? true : text == u"false"_s ? false : fallback;
-        };
-        return {flag(u"globalQuiet"_s, false), flag(u"notifyOnRecovery"_s, true), flag(u"soundAlerts"_s, true)};
-    }
-};
-
 QString stamp()
 {
-    const QDateTime now = QDateTime::currentDateTime();
-    return now.toOffsetFromUtc(now.offsetFromUtc()).toString(Qt::ISODate);
+    return QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
 }
 
-QString pollSummary(const SourceSnapshot &snapshot)
+// 1 unless a test asked for shorter waits.
+double timeScale()
 {
-    if (snapshot.widgets.isEmpty())
-        return u"no data reported"_s;
-    QStringList parts;
-    for (const WidgetData &widget : snapshot.widgets) {
-        QString part = widget.name() + u' ' + toText(widget.status());
-        if (const std::optional<double> ms = widget.latencyMs())
-            part += u' ' + QString::number(*ms, 'f', 1) + u" ms"_s;
-        parts.append(part);
-    }
-    return parts.join(u", "_s);
+    bool ok = false;
+    const double scale = qEnvironmentVariable(timeScaleVariable).toDouble(&ok);
+    return ok && scale > 0 && scale <= 1 ? scale : 1.0;
 }
 
 SleepFunction scaled(double scale)
@@ -70,108 +39,6 @@ SleepFunction scaled(double scale)
         return Sleep::cancellable(seconds * scale, std::move(stop));
     };
 }
-
-double timeScale()
-{
-    bool ok = false;
-    const double scale = qEnvironmentVariable(timeScaleVariable).toDouble(&ok);
-    return ok && scale > 0 && scale <= 1 ? scale : 1.0;
-}
-
-// What the application's hub does with each poll, in its order: history, alerts, notifications.
-class Watch : public QObject
-{
-public:
-    Watch(QList<AnySourceConfig> sources,
-          std::shared_ptr<CredentialStore> credentials,
-          const QString &historyDirectory,
-          bool verbose,
-          bool notify)
-        : m_sources(std::move(sources))
-        , m_out(stdout)
-        , m_verbose(verbose)
-    {
-        const double scale = timeScale();
-        m_engine = new PollEngine(std::move(credentials), ProviderRegistry::maker(), scaled(scale), this);
-        m_history = new HistoryRecorder(
-            historyDirectory,
-            scaled(scale),
-            [] { return QDateTime::currentDateTimeUtc(); },
-            this);
-        if (notify)
-            m_alerts = new AlertCenter(QDBusConnection::sessionBus(), this);
-        m_engine->subscribe(this, [this](const PollEngine::Update &update) { consume(update); });
-        m_engine->sync(m_sources);
-    }
-
-    // Stops polling and writes what the history holds; nothing is lost to the last write window.
-    void stop()
-    {
-        m_engine->setPaused(true);
-        m_history->flush();
-    }
-
-private:
-    const AnySourceConfig *sourceOf(const QUuid &id) const
-    {
-        for (const AnySourceConfig &source : m_sources) {
-            if (source.id() == id)
-                return &source;
-        }
-        return nullptr;
-    }
-
-    void consume(const PollEngine::Update &update)
-    {
-        if (!update.polledSourceID)
-            return;
-        const AnySourceConfig *source = sourceOf(*update.polledSourceID);
-        if (!source)
-            return;
-        const QDateTime now = QDateTime::currentDateTimeUtc();
-        const auto snapshot = update.snapshots.constFind(*update.polledSourceID);
-        QList<AlertEvent> events;
-        if (update.polledSucceeded && snapshot != update.snapshots.cend()) {
-            m_history->record(
-                *snapshot,
-                [](const WidgetData &widget) { return widget.status(); },
-                [](const WidgetData &widget) { return widget.latencyMs(); });
-            if (m_verbose)
-                line(u"poll"_s, source->common().displayName + u": "_s + pollSummary(*snapshot));
-            events = m_evaluator.recordSuccess(*source, *snapshot, now);
-        } else {
-            if (m_verbose)
-                line(u"poll"_s,
-                     source->common().displayName + u": failed: "_s + update.errors.value(*update.polledSourceID));
-            events = m_evaluator.recordFailure(*source, now);
-        }
-        if (!source->common().alertsEnabled)
-            return;
-        const NotificationPreferences preferences =
-            m_alerts ? NotificationPreferences::read() : NotificationPreferences{};
-        for (const AlertEvent &event : std::as_const(events)) {
-            line(toText(event.kind), event.title + u" ("_s + AlertCenter::alertBody(event, now) + u')');
-            if (!m_alerts || preferences.quiet)
-                continue;
-            if (event.kind == AlertEvent::Kind::Recovered && !preferences.onRecovery)
-                continue;
-            m_alerts->post(event, preferences.sound);
-        }
-    }
-
-    void line(const QString &what, const QString &text)
-    {
-        m_out << stamp() << "  " << what.leftJustified(9) << "  " << text << Qt::endl;
-    }
-
-    QList<AnySourceConfig> m_sources;
-    QTextStream m_out;
-    bool m_verbose;
-    PollEngine *m_engine = nullptr;
-    HistoryRecorder *m_history = nullptr;
-    AlertCenter *m_alerts = nullptr;
-    AlertEvaluator m_evaluator;
-};
 
 } // namespace
 
@@ -185,19 +52,14 @@ int run(const QStringList &arguments)
     QTextStream out(stdout);
     QTextStream err(stderr);
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        u"Polls every source on its own schedule, as Tidewatch does, and prints a line for each alert:\n"
-        "a source that fails its threshold of checks in a row, a widget that reports a failure, and\n"
-        "their recoveries. Latency history is kept in history.json beside the sources file.\n"
-        "Stop it with Ctrl+C or SIGTERM; the history is written before it exits."_s);
+    parser.setApplicationDescription(u"Monitors every source like Tidewatch does and prints each alert.\n"
+                                     "Stops cleanly on Ctrl+C or SIGTERM, writing the latency history first."_s);
     parser.addHelpOption();
     parser.addOption({u"sources"_s, u"The sources file (default: Tidewatch's own)."_s, u"FILE"_s});
     parser.addOption(
         {u"credentials"_s, u"Secrets as a JSON object of name to secret, readable by you alone."_s, u"FILE"_s});
-    parser.addOption({u"history"_s, u"Where history.json lives (default: beside the sources file)."_s, u"DIR"_s});
     parser.addOption({u"verbose"_s, u"Also print a line for every poll."_s});
-    parser.addOption(
-        {u"notify"_s, u"Post desktop notifications too, following Tidewatch's quiet, recovery and sound settings."_s});
+    parser.addOption({u"notify"_s, u"Also post desktop notifications, as the application does."_s});
     if (!parser.parse(QStringList{u"tidewatch-cli watch"_s} + arguments)) {
         err << "tidewatch-cli watch: " << parser.errorText() << '\n';
         return 64;
@@ -206,39 +68,95 @@ int run(const QStringList &arguments)
         out << parser.helpText();
         return 0;
     }
-    if (!parser.positionalArguments().isEmpty()) {
-        err << "tidewatch-cli watch: unexpected argument '" << parser.positionalArguments().first() << "'\n";
-        return 64;
-    }
-
-    const QString sourcesPath =
-        parser.isSet(u"sources"_s) ? parser.value(u"sources"_s) : CliSupport::defaultSourcesPath();
-    const auto sources = CliSupport::readSources(parser.value(u"sources"_s), err);
+    const QString file = parser.value(u"sources"_s);
+    const auto sources = CliSupport::readSources(file, err);
     if (!sources)
         return 3;
-    if (sources->isEmpty()) {
-        err << "tidewatch-cli watch: " << sourcesPath << " holds no sources to watch\n";
-        return 3;
-    }
     bool ok = false;
-    auto credentials = CliSupport::credentials(parser.value(u"credentials"_s), err, &ok);
+    const auto credentials = CliSupport::credentials(parser.value(u"credentials"_s), err, &ok);
     if (!ok)
         return 3;
-    const QString historyDirectory =
-        parser.isSet(u"history"_s) ? parser.value(u"history"_s) : QFileInfo(sourcesPath).absolutePath();
+    if (sources->isEmpty()) {
+        err << "tidewatch-cli watch: there are no sources to watch\n";
+        return 3;
+    }
 
-    UnixSignalWatcher stopSignals({SIGINT, SIGTERM});
-    Watch watch(*sources,
-                std::move(credentials),
-                historyDirectory,
-                parser.isSet(u"verbose"_s),
-                parser.isSet(u"notify"_s));
-    QObject::connect(&stopSignals, &UnixSignalWatcher::received, &watch, [&watch] {
-        watch.stop();
-        QCoreApplication::exit(0);
+    AppState::Environment environment;
+    environment.credentials = credentials;
+    // The history lives beside the sources it belongs to.
+    environment.sourcesDirectory =
+        file.isEmpty() ? SourcesStore::defaultDirectory() : QFileInfo(file).absoluteDir().absolutePath();
+    environment.sources = *sources;
+    environment.defaults = std::make_shared<QSettings>(u"Tidewatch"_s, u"Tidewatch"_s);
+    environment.makeProvider = ProviderRegistry::maker();
+    if (const double scale = timeScale(); scale < 1) {
+        environment.sleep = scaled(scale);
+        environment.historySleep = scaled(scale);
+    }
+    std::shared_ptr<AlertCenter> alerts;
+    if (parser.isSet(u"notify"_s)) {
+        alerts = std::make_shared<AlertCenter>();
+        environment.postAlert = [alerts](const AlertEvent &event, bool sound) {
+            alerts->post(event, sound);
+        };
+    }
+    environment.deferPolling = true; // polling starts below, once everything is connected
+
+    QList<AlertEvent> pending; // outlives the hub, whose listeners hold it
+    AppState state(environment);
+    const bool verbose = parser.isSet(u"verbose"_s);
+    // The hub hears of a poll before any later listener, so with --verbose its events wait for the
+    // poll's own line: a reader sees the poll first and what it caused after.
+    const auto printEvents = [&out](const QList<AlertEvent> &events) {
+        for (const AlertEvent &event : events) {
+            out << stamp() << ' ' << toText(event.kind).leftJustified(9) << ' ' << event.title << " — "
+                << AlertCenter::alertBody(event, QDateTime::currentDateTimeUtc()) << '\n';
+        }
+        out.flush();
+    };
+    state.setAlertEventsSink([&pending, printEvents, verbose](const QList<AlertEvent> &events) {
+        if (verbose)
+            pending += events;
+        else
+            printEvents(events);
     });
-    err << "Watching " << sources->size() << (sources->size() == 1 ? " source" : " sources") << " from " << sourcesPath
-        << "; history in " << HistoryStore::historyPath(historyDirectory) << ". Ctrl+C stops." << Qt::endl;
+    if (verbose) {
+        state.engine().subscribe(&state, [&out, &state, &pending, printEvents](const PollEngine::Update &update) {
+            if (!update.polledSourceID)
+                return;
+            const auto source =
+                std::find_if(state.sources().cbegin(), state.sources().cend(), [&](const AnySourceConfig &s) {
+                    return s.id() == *update.polledSourceID;
+                });
+            const QString name =
+                source == state.sources().cend() ? update.polledSourceID->toString() : source->common().displayName;
+            out << stamp() << " poll      " << name << ": ";
+            if (!update.polledSucceeded) {
+                out << "failed: " << update.errors.value(*update.polledSourceID) << '\n';
+            } else {
+                QStringList parts;
+                for (const WidgetData &widget : update.snapshots.value(*update.polledSourceID).widgets) {
+                    QString part = widget.name() + u' ' + toText(widget.status());
+                    if (const auto latency = widget.latencyMs())
+                        part += u" %1 ms"_s.arg(*latency, 0, 'f', 1);
+                    parts.append(part);
+                }
+                out << parts.join(u", "_s) << '\n';
+            }
+            printEvents(std::exchange(pending, {}));
+        });
+    }
+
+    UnixSignalWatcher signals({SIGINT, SIGTERM});
+    QObject::connect(&signals, &UnixSignalWatcher::received, &state, [&state, &err](int) {
+        state.flushHistory();
+        err << "tidewatch-cli watch: stopped; history written\n";
+        QCoreApplication::quit();
+    });
+    err << "tidewatch-cli watch: watching " << sources->size() << (sources->size() == 1 ? " source" : " sources")
+        << "; Ctrl+C stops\n";
+    err.flush();
+    state.startSync();
     return QCoreApplication::exec();
 }
 

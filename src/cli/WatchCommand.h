@@ -2,9 +2,9 @@
 
 #include <QStringList>
 
-// `tidewatch-cli watch`: monitors like the application does, without a tray: the same poll engine,
-// latency history and alert evaluator, one line per alert event, and desktop notifications on
-// request. Runs until SIGINT or SIGTERM, then writes the history and exits with 0.
+// `tidewatch-cli watch`: monitors like the application does, on a box without a tray. One line per
+// alert event (and per poll with --verbose), desktop notifications with --notify, and a clean stop
+// that writes the history on SIGINT and SIGTERM.
 namespace tw::WatchCommand {
 
 QString synopsis();

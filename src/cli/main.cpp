@@ -1,9 +1,8 @@
 // tidewatch-cli: the headless front end over the monitoring library, for boxes without a tray and
 // for scripts (exit statuses follow the Nagios convention where a command reports health).
 #include "cli/CheckCommand.h"
-#include "cli/ExportCommand.h"
-#include "cli/ImportCommand.h"
 #include "cli/SecretCommand.h"
+#include "cli/TransferCommand.h"
 #include "cli/WatchCommand.h"
 
 #include <QCoreApplication>
@@ -26,8 +25,8 @@ QList<Command> commands()
         {QStringLiteral("check"), tw::CheckCommand::synopsis(), tw::CheckCommand::run},
         {QStringLiteral("watch"), tw::WatchCommand::synopsis(), tw::WatchCommand::run},
         {QStringLiteral("secret"), tw::SecretCommand::synopsis(), tw::SecretCommand::run},
-        {QStringLiteral("export"), tw::ExportCommand::synopsis(), tw::ExportCommand::run},
-        {QStringLiteral("import"), tw::ImportCommand::synopsis(), tw::ImportCommand::run},
+        {QStringLiteral("export"), tw::TransferCommand::exportSynopsis(), tw::TransferCommand::runExport},
+        {QStringLiteral("import"), tw::TransferCommand::importSynopsis(), tw::TransferCommand::runImport},
     };
 }
 

@@ -1,4 +1,3 @@
-#include "app/AppState.h"
 #include "app/PopoverController.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverWindow.h"
@@ -6,6 +5,7 @@
 #include "app/Theme.h"
 #include "app/TidewatchApp.h"
 #include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
 #include "support/ManualSleeper.h"

@@ -1,4 +1,3 @@
-#include "app/AppState.h"
 #include "app/PopoverController.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverWindow.h"
@@ -7,6 +6,7 @@
 #include "app/TidewatchApp.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
 #include "support/ManualSleeper.h"

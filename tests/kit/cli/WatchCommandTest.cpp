@@ -28,6 +28,7 @@ public:
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"TIDEWATCH_CLI_TIME_SCALE"_s, QString::number(timeScale));
+        environment.insert(u"XDG_CONFIG_HOME"_s, directory + u"/config"_s); // the user's switches stay out
         m_process.setProcessEnvironment(environment);
         m_process.start(cliPath(),
                         {u"watch"_s,
@@ -150,8 +151,8 @@ private Q_SLOTS:
         QVERIFY2(!watch.waitForLine(u"NAS up"_s).isEmpty(), qPrintable(watch.transcript()));
         m_server.close();
 
-        const QString down = watch.waitForLine(u"  down "_s);
-        QVERIFY2(down.endsWith(u"NAS is down (Unreachable for less than a minute)"_s), qPrintable(watch.transcript()));
+        const QString down = watch.waitForLine(u"NAS is down"_s);
+        QVERIFY2(down.endsWith(u"NAS is down — Unreachable for less than a minute"_s), qPrintable(watch.transcript()));
         const QStringList beforeDown = watch.takeSkipped().filter(u"poll"_s);
         QCOMPARE(beforeDown.filter(u"NAS down"_s).size(), 3);
         QCOMPARE(beforeDown.last().contains(u"NAS down"_s), true);
@@ -159,9 +160,9 @@ private Q_SLOTS:
         // Failures past the threshold stay quiet; the listener's return is the next event.
         QVERIFY(watch.waitForLine(u"NAS down"_s).contains(u"poll"_s));
         QVERIFY(m_server.listen(QHostAddress::LocalHost, port));
-        const QString recovered = watch.waitForLine(u"  recovered "_s);
-        QVERIFY2(recovered.endsWith(u"NAS recovered (Back in under a minute)"_s), qPrintable(watch.transcript()));
-        QVERIFY(watch.takeSkipped().filter(u"  down "_s).isEmpty());
+        const QString recovered = watch.waitForLine(u"NAS recovered"_s);
+        QVERIFY2(recovered.endsWith(u"NAS recovered — Back in under a minute"_s), qPrintable(watch.transcript()));
+        QVERIFY(watch.takeSkipped().filter(u"is down"_s).isEmpty());
         QVERIFY(!watch.waitForLine(u"NAS up"_s).isEmpty());
 
         QCOMPARE(watch.stop(SIGTERM), 0);
@@ -193,7 +194,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("sourcesFile");
         QTest::addColumn<QString>("message");
-        QTest::newRow("empty list") << QByteArray("[]") << u"holds no sources to watch"_s;
+        QTest::newRow("empty list") << QByteArray("[]") << u"no sources to watch"_s;
         QTest::newRow("corrupt file") << QByteArray("[{") << u"is not a valid sources file"_s;
     }
     void refusesToStartWithoutSources()

@@ -37,6 +37,8 @@ public:
     {
         std::shared_ptr<CredentialStore> credentials;
         QString sourcesDirectory; // sources.json and history.json
+        // Sources given by the caller instead of the file's; edits are still saved to the directory.
+        std::optional<QList<AnySourceConfig>> sources;
         std::shared_ptr<QSettings> defaults; // preferences and the widget layout
         ProviderMaker makeProvider;
         SleepFunction sleep = Sleep::cancellable; // between polls
@@ -48,6 +50,8 @@ public:
         std::function<void(const AlertEvent &, bool)> postAlert;
         // A test host: nothing polls until startSync() and nothing reaches the desktop.
         bool testHost = false;
+        // Polling waits for startSync(), for callers that connect to the hub first.
+        bool deferPolling = false;
     };
 
     // The environment variable that marks a test host; its presence alone counts.
@@ -95,6 +99,8 @@ public:
 
     // Keeps at most this many latencies per widget for the sparklines.
     static constexpr qsizetype latencyHistoryLength = 30;
+    // Deletions of orphaned secrets still running.
+    int pendingCredentialDeletions() const { return m_pendingDeletions; }
 
 Q_SIGNALS:
     void sourcesChanged();
@@ -105,6 +111,8 @@ Q_SIGNALS:
     void pausedChanged();
     // Fires whenever the overall status may have changed; compares nothing.
     void stateChanged();
+    // Secrets that no source names any more have been deleted (or failed to be).
+    void orphanedCredentialsDeleted();
 
 private:
     void consume(const PollEngine::Update &update);
@@ -125,6 +133,7 @@ private:
     AlertEvaluator m_alertEvaluator;
     std::function<void(const QList<AlertEvent> &)> m_alertEventsSink;
     bool m_paused = false;
+    int m_pendingDeletions = 0;
     PollEngine *m_engine = nullptr;
     HistoryRecorder *m_history = nullptr;
 };

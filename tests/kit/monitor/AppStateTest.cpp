@@ -1,4 +1,4 @@
-#include "app/AppState.h"
+#include "kit/monitor/AppState.h"
 
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"

@@ -1,8 +1,8 @@
 #include "AppState.h"
 
-#include "app/Preferences.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
+#include "kit/model/StoredSetting.h"
 #include "kit/monitor/CredentialStore.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/HistoryStore.h"
@@ -35,11 +35,11 @@ AppState::AppState(Environment environment, QObject *parent)
     m_engine = new PollEngine(m_environment.credentials, m_environment.makeProvider, m_environment.sleep, this);
     m_history =
         new HistoryRecorder(m_environment.sourcesDirectory, m_environment.historySleep, m_environment.now, this);
-    m_sources = SourcesStore::load(m_environment.sourcesDirectory);
+    m_sources = m_environment.sources ? *m_environment.sources : SourcesStore::load(m_environment.sourcesDirectory);
     m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
     m_engine->subscribe(this, [this](const PollEngine::Update &update) { consume(update); });
     seedLatencyHistory();
-    if (!m_environment.testHost)
+    if (!m_environment.testHost && !m_environment.deferPolling)
         startSync();
 }
 
@@ -198,9 +198,9 @@ void AppState::post(const QList<AlertEvent> &events)
         return;
     // Read for every list, so that a change of these switches takes effect at once.
     const QSettings &defaults = *m_environment.defaults;
-    const bool globalQuiet = Preferences::storedBool(defaults, u"globalQuiet"_s).value_or(false);
-    const bool notifyOnRecovery = Preferences::storedBool(defaults, u"notifyOnRecovery"_s).value_or(true);
-    const bool soundAlerts = Preferences::storedBool(defaults, u"soundAlerts"_s).value_or(true);
+    const bool globalQuiet = StoredSetting::boolean(defaults, u"globalQuiet"_s).value_or(false);
+    const bool notifyOnRecovery = StoredSetting::boolean(defaults, u"notifyOnRecovery"_s).value_or(true);
+    const bool soundAlerts = StoredSetting::boolean(defaults, u"soundAlerts"_s).value_or(true);
     for (const AlertEvent &event : events) {
         if (event.kind == AlertEvent::Kind::Recovered && !notifyOnRecovery)
             continue;
@@ -284,7 +284,8 @@ void AppState::deleteOrphanedCredentials(const QList<AnySourceConfig> &before, c
     if (orphans.isEmpty())
         return;
     // Deletions run on their own; a failure leaves a stray secret behind, never a broken source.
-    [](std::shared_ptr<CredentialStore> store, QStringList names) -> QCoro::Task<> {
+    ++m_pendingDeletions;
+    [](QPointer<AppState> self, std::shared_ptr<CredentialStore> store, QStringList names) -> QCoro::Task<> {
         for (const QString &name : names) {
             try {
                 co_await store->remove(name);
@@ -292,7 +293,9 @@ void AppState::deleteOrphanedCredentials(const QList<AnySourceConfig> &before, c
                 qWarning("Could not delete the secret %s: %s", qUtf8Printable(name), error.what());
             }
         }
-    }(m_environment.credentials, orphans);
+        if (self && --self->m_pendingDeletions == 0)
+            Q_EMIT self->orphanedCredentialsDeleted();
+    }(this, m_environment.credentials, orphans);
 }
 
 void AppState::pruneHistory()

@@ -1,0 +1,20 @@
+#include "StoredSetting.h"
+
+namespace tw::StoredSetting {
+
+std::optional<bool> boolean(const QSettings &settings, const QString &key)
+{
+    const QVariant value = settings.value(key);
+    if (value.typeId() == QMetaType::Bool)
+        return value.toBool();
+    if (value.typeId() == QMetaType::QString) {
+        const QString text = value.toString();
+        if (text == QLatin1String("true"))
+            return true;
+        if (text == QLatin1String("false"))
+            return false;
+    }
+    return std::nullopt;
+}
+
+} // namespace tw::StoredSetting

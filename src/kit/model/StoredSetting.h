@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QSettings>
+
+#include <optional>
+
+// Reading preferences that other programs, older versions or a hand edit may have written.
+namespace tw::StoredSetting {
+
+// A switch as stored: a real boolean, or its text as an INI file returns it; anything else is
+// absent, so that the caller's default applies.
+std::optional<bool> boolean(const QSettings &settings, const QString &key);
+
+} // namespace tw::StoredSetting
