@@ -3,6 +3,7 @@
 #include "kit/monitor/KeychainCredentialStore.h"
 
 #include <QCoroTask>
+#include <QStringDecoder>
 #include <QTextStream>
 
 #include <cstdio>
@@ -40,7 +41,12 @@ std::optional<QString> readSecret(QTextStream &err)
         return std::nullopt;
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
-    return QString::fromStdString(line);
+    // Bytes that are no UTF-8 would be stored mangled, and the source would fail with a wrong secret.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(QByteArrayView(line.data(), qsizetype(line.size())));
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
 }
 
 struct Result
@@ -92,7 +98,8 @@ int run(const QStringList &arguments)
     if (action == u"set"_s) {
         const std::optional<QString> read = readSecret(err);
         if (!read || read->isEmpty()) {
-            err << "tidewatch-cli secret: no secret given on standard input; nothing stored\n";
+            err << "tidewatch-cli secret: no secret, or one that is not UTF-8 text, on standard input; nothing "
+                   "stored\n";
             return 65;
         }
         secret = *read;

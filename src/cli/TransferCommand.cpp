@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTimer>
 
@@ -33,7 +34,7 @@ QString takeSourcesOption(QStringList &arguments)
 
 QString exportSynopsis()
 {
-    return u"export FILE [--sources FILE]   write the sources to a file (no secret is written)"_s;
+    return u"export FILE [--sources FILE] [--force]   write the sources to a file (- for stdout; no secret)"_s;
 }
 
 QString importSynopsis()
@@ -47,13 +48,25 @@ int runExport(const QStringList &given)
     QTextStream err(stderr);
     QStringList arguments = given;
     const QString sourcesFile = takeSourcesOption(arguments);
-    if (arguments.size() != 1 || arguments.first().startsWith(u'-')) {
+    const bool force = arguments.removeAll(u"--force"_s) > 0;
+    if (arguments.size() != 1 || (arguments.first().startsWith(u'-') && arguments.first() != u"-"_s)) {
         err << "usage: tidewatch-cli " << exportSynopsis() << '\n';
         return 64;
     }
     const auto sources = CliSupport::readSources(sourcesFile, err);
     if (!sources)
         return 3;
+    if (arguments.first() == u"-"_s) {
+        QFile standardOutput;
+        const QByteArray bytes = SourcesStore::encode(*sources);
+        return standardOutput.open(stdout, QIODevice::WriteOnly) && standardOutput.write(bytes) == bytes.size() ? 0
+                                                                                                                : 74;
+    }
+    // An export never replaces a file unasked: it may be an earlier export, or anything else.
+    if (QFileInfo::exists(arguments.first()) && !force) {
+        err << "tidewatch-cli export: " << arguments.first() << " exists; pass --force to replace it\n";
+        return 73;
+    }
     try {
         JSONFileStore::write(SourcesStore::encode(*sources), arguments.first());
     } catch (const std::exception &error) {
@@ -80,6 +93,11 @@ int runImport(const QStringList &given)
         imported = SourcesStore::importFile(arguments.first());
     } catch (const SourcesStore::ImportError &error) {
         err << "tidewatch-cli import: " << error.text() << '\n';
+        return 65;
+    }
+    if (imported.isEmpty()) {
+        // Replacing the sources with none would only lose them.
+        err << "tidewatch-cli import: " << arguments.first() << " holds no source; nothing was changed\n";
         return 65;
     }
     const QString directory =

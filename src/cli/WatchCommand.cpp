@@ -25,6 +25,21 @@ QString stamp()
     return QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
 }
 
+// 1 unless a test asked for shorter waits.
+double timeScale()
+{
+    bool ok = false;
+    const double scale = qEnvironmentVariable(timeScaleVariable).toDouble(&ok);
+    return ok && scale > 0 && scale <= 1 ? scale : 1.0;
+}
+
+SleepFunction scaled(double scale)
+{
+    return [scale](double seconds, StopToken stop) {
+        return Sleep::cancellable(seconds * scale, std::move(stop));
+    };
+}
+
 } // namespace
 
 QString synopsis()
@@ -74,6 +89,10 @@ int run(const QStringList &arguments)
     environment.sources = *sources;
     environment.defaults = std::make_shared<QSettings>(u"Tidewatch"_s, u"Tidewatch"_s);
     environment.makeProvider = ProviderRegistry::maker();
+    if (const double scale = timeScale(); scale < 1) {
+        environment.sleep = scaled(scale);
+        environment.historySleep = scaled(scale);
+    }
     std::shared_ptr<AlertCenter> alerts;
     if (parser.isSet(u"notify"_s)) {
         alerts = std::make_shared<AlertCenter>();
@@ -83,16 +102,26 @@ int run(const QStringList &arguments)
     }
     environment.deferPolling = true; // polling starts below, once everything is connected
 
+    QList<AlertEvent> pending; // outlives the hub, whose listeners hold it
     AppState state(environment);
-    state.setAlertEventsSink([&out](const QList<AlertEvent> &events) {
+    const bool verbose = parser.isSet(u"verbose"_s);
+    // The hub hears of a poll before any later listener, so with --verbose its events wait for the
+    // poll's own line: a reader sees the poll first and what it caused after.
+    const auto printEvents = [&out](const QList<AlertEvent> &events) {
         for (const AlertEvent &event : events) {
             out << stamp() << ' ' << toText(event.kind).leftJustified(9) << ' ' << event.title << " — "
                 << AlertCenter::alertBody(event, QDateTime::currentDateTimeUtc()) << '\n';
         }
         out.flush();
+    };
+    state.setAlertEventsSink([&pending, printEvents, verbose](const QList<AlertEvent> &events) {
+        if (verbose)
+            pending += events;
+        else
+            printEvents(events);
     });
-    if (parser.isSet(u"verbose"_s)) {
-        state.engine().subscribe(&state, [&out, &state](const PollEngine::Update &update) {
+    if (verbose) {
+        state.engine().subscribe(&state, [&out, &state, &pending, printEvents](const PollEngine::Update &update) {
             if (!update.polledSourceID)
                 return;
             const auto source =
@@ -114,7 +143,7 @@ int run(const QStringList &arguments)
                 }
                 out << parts.join(u", "_s) << '\n';
             }
-            out.flush();
+            printEvents(std::exchange(pending, {}));
         });
     }
 

@@ -10,4 +10,7 @@ namespace tw::WatchCommand {
 QString synopsis();
 int run(const QStringList &arguments);
 
+// Test runs shrink every wait (poll intervals, back-off, the history's write window) by this factor.
+constexpr auto timeScaleVariable = "TIDEWATCH_CLI_TIME_SCALE";
+
 } // namespace tw::WatchCommand

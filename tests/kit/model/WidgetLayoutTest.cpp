@@ -139,7 +139,9 @@ private Q_SLOTS:
         if (!empty) {
             QCOMPARE(loaded.collapsed, QSet<QString>{u"S"_s});
             loaded.save(settings);
-            QCOMPARE(WidgetLayout::load(settings), loaded);
+            settings.sync();
+            const QSettings reopened(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
+            QCOMPARE(WidgetLayout::load(reopened), loaded);
         }
     }
 };

@@ -1,0 +1,175 @@
+#include "kit/model/SourcesStore.h"
+#include "support/CliProcess.h"
+#include "support/TestData.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const TCPPortConfig resident(QUuid::createUuid(), u"Router"_s, u"10.0.0.1"_s, 22);
+
+QList<AnySourceConfig> exportedSources()
+{
+    KumaConfig kuma(QUuid::createUuid(), u"Kuma"_s, u"http://kuma"_s);
+    kuma.passwordRef = u"kuma-shared-by-hand"_s;
+    const KumaConfig open(QUuid::createUuid(), u"Open Kuma"_s, u"http://kuma2"_s);
+    const BeszelConfig beszel(QUuid::createUuid(), u"Beszel"_s, u"http://beszel"_s, u"beszel-x"_s);
+    const HTTPPingConfig ping(QUuid::createUuid(), u"Site"_s, u"https://example.org"_s);
+    return {kuma, kuma, open, beszel, ping}; // the repeated id is dropped by an import
+}
+
+QByteArray read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+// `export` and `import` as a user runs them, against files in a scratch directory.
+class TransferCommandTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
+
+    QString write(const QString &name, const QByteArray &bytes)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (file.open(QIODevice::WriteOnly))
+            file.write(bytes);
+        return path;
+    }
+    QString target() const { return m_dir.filePath(u"data/sources.json"_s); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        // The application's settings are read by an import; keep the user's out of it.
+        m_environment.insert(u"XDG_CONFIG_HOME"_s, m_dir.filePath(u"config"_s));
+    }
+    void init()
+    {
+        QDir(m_dir.filePath(u"data"_s)).removeRecursively();
+        QVERIFY(QDir().mkpath(m_dir.filePath(u"data"_s)));
+    }
+
+    void importReplacesOrChangesNothing_data()
+    {
+        QTest::addColumn<QByteArray>("before"); // null: no sources file yet
+        QTest::addColumn<QByteArray>("importBytes");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("message");
+        const QByteArray good = SourcesStore::encode(exportedSources());
+        const QByteArray existing = SourcesStore::encode({resident});
+        QTest::newRow("into a new file") << QByteArray() << good << 0 << u"Imported 4 sources"_s;
+        QTest::newRow("replacing the sources there") << existing << good << 0 << u"Imported 4 sources"_s;
+        QTest::newRow("a corrupt file is moved aside")
+            << QByteArray("[{\"tcpPort\":") << good << 0 << u"Imported 4 sources"_s;
+        QTest::newRow("an empty export changes nothing") << existing << QByteArray("[]") << 65 << u"holds no source"_s;
+        QTest::newRow("not a sources file")
+            << existing << QByteArray("{\"a\":1}") << 65 << u"is not a Tidewatch sources file"_s;
+        QTest::newRow("larger than 8 MiB")
+            << existing << QByteArray(8 * 1024 * 1024 + 1, ' ') << 65 << u"larger than 8 MiB"_s;
+    }
+    void importReplacesOrChangesNothing()
+    {
+        QFETCH(QByteArray, before);
+        QFETCH(int, exitCode);
+        if (!before.isNull())
+            write(u"data/sources.json"_s, before);
+        const QString importPath = write(u"import.json"_s, TW_DATA(QByteArray, importBytes));
+
+        const CliRun run = runCli({u"import"_s, importPath, u"--sources"_s, target()}, {}, m_environment);
+        QCOMPARE(run.exitCode, exitCode);
+        QVERIFY2(QString::fromUtf8(run.out + run.err).contains(TW_DATA(QString, message)),
+                 QByteArray(run.out + run.err).constData());
+        if (exitCode != 0) {
+            QCOMPARE(read(target()), before); // untouched, byte for byte
+            return;
+        }
+        const QList<AnySourceConfig> after = SourcesStore::decode(read(target()));
+        QCOMPARE(after.size(), 4);
+        QCOMPARE(after.first().common().displayName, u"Kuma"_s); // in the file's order
+        QCOMPARE(after.last().common().displayName, u"Site"_s);
+        if (before.startsWith("[{")) // the corrupt one; encoded files are pretty-printed
+            QCOMPARE(read(target() + u".corrupt"_s), before); // a bad file survives for the user
+    }
+
+    // The imported sources can reach no existing secret, and the summary names exactly the new
+    // secrets that must be entered.
+    void summaryNamesTheNewSecretsOnly()
+    {
+        const QList<AnySourceConfig> exported = exportedSources();
+        const QString importPath = write(u"import.json"_s, SourcesStore::encode(exported));
+        QSet<QUuid> ids;
+        for (const AnySourceConfig &source : exported)
+            ids.insert(source.id());
+        for (int round = 0; round < 2; ++round) {
+            const CliRun run = runCli({u"import"_s, importPath, u"--sources"_s, target()}, {}, m_environment);
+            QCOMPARE(run.exitCode, 0);
+            QStringList expected;
+            for (const AnySourceConfig &source : SourcesStore::decode(read(target()))) {
+                QVERIFY(!ids.contains(source.id())); // a new id every time, never the file's
+                ids.insert(source.id());
+                expected += source.credentialNames();
+            }
+            QStringList summarised;
+            const QRegularExpression named(u"\\(tidewatch-cli secret set (\\S+)\\)"_s);
+            for (const QRegularExpressionMatch &m : named.globalMatch(QString::fromUtf8(run.out)))
+                summarised.append(m.captured(1));
+            expected.sort();
+            summarised.sort();
+            QCOMPARE(summarised, expected);
+            QCOMPARE(summarised.size(), 2); // Kuma and Beszel; the open Kuma and the ping need none
+            QVERIFY(!summarised.contains(u"kuma-shared-by-hand"_s));
+            QVERIFY(!summarised.contains(u"beszel-x"_s));
+        }
+    }
+
+    void exportWritesTheStoreBytesAndNeverReplacesUnasked_data()
+    {
+        QTest::addColumn<bool>("exists");
+        QTest::addColumn<bool>("force");
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("new file") << false << false << 0;
+        QTest::newRow("existing file kept") << true << false << 73;
+        QTest::newRow("existing file replaced with --force") << true << true << 0;
+    }
+    void exportWritesTheStoreBytesAndNeverReplacesUnasked()
+    {
+        QFETCH(bool, exists);
+        QFETCH(bool, force);
+        QFETCH(int, exitCode);
+        const QList<AnySourceConfig> sources{resident, exportedSources().last()};
+        write(u"data/sources.json"_s, SourcesStore::encode(sources));
+        const QString out = m_dir.filePath(u"tidewatch-sources.json"_s);
+        QFile::remove(out);
+        if (exists)
+            write(u"tidewatch-sources.json"_s, "precious");
+        QStringList arguments{u"export"_s, out, u"--sources"_s, target()};
+        if (force)
+            arguments.append(u"--force"_s);
+        const CliRun run = runCli(arguments);
+        QCOMPARE(run.exitCode, exitCode);
+        QCOMPARE(read(out), exitCode == 0 ? SourcesStore::encode(sources) : QByteArray("precious"));
+
+        const CliRun toStdout = runCli({u"export"_s, u"-"_s, u"--sources"_s, target()});
+        QCOMPARE(toStdout.exitCode, 0);
+        QCOMPARE(toStdout.out, SourcesStore::encode(sources));
+    }
+};
+
+QTEST_GUILESS_MAIN(TransferCommandTest)
+#include "TransferCommandTest.moc"
