@@ -5,7 +5,8 @@
 set -eu
 BUILD=${1:-build/release}
 WORK=$(mktemp -d)
-trap 'kill $APP $SERVER 2>/dev/null; rm -rf "$WORK"' EXIT
+APP=
+trap 'kill $APP 2>/dev/null; wait $APP 2>/dev/null; kill $SERVER 2>/dev/null; rm -rf "$WORK"' EXIT
 PORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
 python3 -m http.server "$PORT" --bind 127.0.0.1 --directory "$WORK" >/dev/null 2>&1 & SERVER=$!
 mkdir -p "$WORK/data/Tidewatch" "$WORK/config/Tidewatch"
