@@ -63,6 +63,26 @@ void LocalHttpServer::answer(QTcpSocket *socket, const Reply &reply)
 {
     if (reply.silent)
         return;
+    if (reply.endless) {
+        socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n\r\n");
+        // Keep 256 KiB in flight: the client's reading, not this loop, sets the pace.
+        const QByteArray chunk(64 * 1024, 'x');
+        auto refill = [this, socket, chunk] {
+            while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() < 256 * 1024) {
+                socket->write(chunk);
+                m_endlessBytes += chunk.size();
+            }
+        };
+        connect(socket, &QTcpSocket::bytesWritten, socket, refill);
+        refill();
+        return;
+    }
+    if (reply.resetAfter >= 0) {
+        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n" + QByteArray(reply.resetAfter, 'x'));
+        socket->flush();
+        QTimer::singleShot(50, socket, [socket] { socket->abort(); });
+        return;
+    }
     const QByteArray body = reply.bodySize >= 0 ? QByteArray(reply.bodySize, 'x') : reply.body;
     QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + " Status\r\n";
     for (const auto &[name, value] : reply.headers)

@@ -25,6 +25,8 @@ public:
         int trickleMs = 0; // > 0: one body byte per interval
         bool silent = false; // accept the request and never answer
         qint64 bodySize = -1; // >= 0: a body of this many 'x' instead of `body`
+        bool endless = false; // a body that never ends (no Content-Length), as fast as the client reads
+        qint64 resetAfter = -1; // >= 0: send this many body bytes of a longer body, then reset
     };
     struct Request
     {
@@ -42,6 +44,8 @@ public:
     // Answers every path the routes do not know.
     void fallback(std::function<Reply(const Request &)> answer) { m_fallback = std::move(answer); }
     const QList<Request> &requests() const { return m_requests; }
+    // Body bytes written by endless replies so far.
+    qint64 endlessBytes() const { return m_endlessBytes; }
 
 private:
     void serve(QTcpSocket *socket);
@@ -51,6 +55,7 @@ private:
     QHash<QByteArray, Reply> m_routes;
     std::function<Reply(const Request &)> m_fallback;
     QList<Request> m_requests;
+    qint64 m_endlessBytes = 0;
 };
 
 } // namespace tw::test

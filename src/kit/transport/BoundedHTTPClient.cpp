@@ -127,10 +127,18 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::data(HTTPRequest request, StopToken s
 
     HTTPResult result;
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid()) {
-        // No HTTP response at all: the connection failed.
-        throw TransportError::classify(reply->error(), reply->errorString());
-    }
+    const QNetworkReply::NetworkError error = reply->error();
+    // Statuses are the caller's to judge (their errors lie in the 200 and 400 ranges); a failed
+    // connection, a proxy failure or a broken exchange (a body cut off by a reset) is not.
+    const bool transportFailure = (error > QNetworkReply::NoError && error < QNetworkReply::ContentAccessDenied)
+        || (error >= QNetworkReply::ProtocolUnknownError && error < QNetworkReply::InternalServerError);
+    if (!status.isValid() || transportFailure)
+        throw TransportError::classify(error, reply->errorString());
+    // A connection that drops mid-body can end the reply without an error: the length tells.
+    bool announced = false;
+    const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&announced);
+    if (announced && request.method != "HEAD" && length > body.size())
+        throw TransportError::classify(QNetworkReply::RemoteHostClosedError, reply->errorString());
     result.response.statusCode = status.toInt();
     for (const auto &pair : reply->rawHeaderPairs())
         result.response.headers.append(pair);

@@ -29,6 +29,7 @@ ProviderError classify(QNetworkReply::NetworkError error, const QString &descrip
         return ProviderError::upstream(u"connection refused"_s);
     case QNetworkReply::HostNotFoundError:
         return ProviderError::upstream(u"host not found"_s);
+    case QNetworkReply::RemoteHostClosedError: // the connection was lost mid-exchange
     case QNetworkReply::TemporaryNetworkFailureError:
     case QNetworkReply::NetworkSessionFailedError:
     case QNetworkReply::UnknownNetworkError:

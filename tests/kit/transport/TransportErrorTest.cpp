@@ -37,6 +37,7 @@ private Q_SLOTS:
         QTest::newRow("refused") << int(QNetworkReply::ConnectionRefusedError) << u"connection refused"_s;
         QTest::newRow("no host") << int(QNetworkReply::HostNotFoundError) << u"host not found"_s;
         QTest::newRow("lost") << int(QNetworkReply::TemporaryNetworkFailureError) << u"host unreachable"_s;
+        QTest::newRow("closed mid-exchange") << int(QNetworkReply::RemoteHostClosedError) << u"host unreachable"_s;
         QTest::newRow("tls keeps its words") << int(QNetworkReply::SslHandshakeFailedError) << u"its own words"_s;
     }
     void networkErrors()

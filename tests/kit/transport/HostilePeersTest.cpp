@@ -1,0 +1,111 @@
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "kit/monitor/PollEngine.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/monitor/ProviderRegistry.h"
+#include "kit/transport/BoundedHTTPClient.h"
+#include "kit/transport/TCPByteChannelFactory.h"
+#include "support/Await.h"
+#include "support/LocalHttpServer.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTcpServer>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+qint64 residentKiB()
+{
+    QFile status(u"/proc/self/status"_s);
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLongLong();
+    }
+    return -1;
+}
+
+QString failureOf(HTTPClient &client, const QString &url)
+{
+    try {
+        const HTTPRequest request{QUrl(url), "GET", {}, {}};
+        await(client.data(request, makeStopToken()));
+    } catch (const ProviderError &error) {
+        return error.description();
+    }
+    return {};
+}
+
+} // namespace
+
+// Servers that misbehave on purpose: every one must end in its text within its bound.
+class HostilePeersTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void endlessBodyStopsAtTheLimitWithFlatMemory()
+    {
+        LocalHttpServer server;
+        server.route("/forever", {.endless = true});
+        BoundedHTTPClient client;
+        const qint64 before = residentKiB();
+        for (int round = 0; round < 3; ++round)
+            QCOMPARE(failureOf(client, server.url(u"/forever"_s)), u"response exceeded 8388608-byte limit"_s);
+        const qint64 grown = residentKiB() - before;
+        // Three 8 MiB bodies refused: what stays is a little more than one body at most.
+        QVERIFY2(grown < 24 * 1024, qPrintable(u"resident memory grew by %1 KiB"_s.arg(grown)));
+        // The exchange was cut at the limit, not left to stream on.
+        const qint64 written = server.endlessBytes();
+        QTest::qWait(200);
+        QCOMPARE(server.endlessBytes(), written);
+    }
+
+    void resetMidBodyIsAFailureNotAShortBody()
+    {
+        LocalHttpServer server;
+        server.route("/reset", {.resetAfter = 1000});
+        BoundedHTTPClient client;
+        QCOMPARE(failureOf(client, server.url(u"/reset"_s)), u"host unreachable"_s);
+    }
+
+    void oneBadSourceDoesNotHoldUpTheOthers()
+    {
+        // A peer that accepts and never speaks, and a good HTTP server, polled by the same engine.
+        QTcpServer silent;
+        QVERIFY(silent.listen(QHostAddress::LocalHost, 0));
+        LocalHttpServer good;
+        good.route("/", {});
+        LocalHttpServer slow;
+        slow.route("/", {.silent = true});
+        const ProviderTransports transports{
+            std::make_shared<BoundedHTTPClient>(BoundedHTTPClient::Limits{8388608, 300ms, 1.0}),
+            std::make_shared<TCPByteChannelFactory>(300ms)};
+        PollEngine engine(std::make_shared<InMemoryCredentialStore>(), ProviderRegistry::maker(transports));
+        const HTTPPingConfig ok(QUuid::createUuid(), u"ok"_s, good.url(u"/"_s));
+        const HTTPPingConfig stuck(QUuid::createUuid(), u"stuck"_s, slow.url(u"/"_s));
+        const TCPPortConfig port(QUuid::createUuid(), u"port"_s, u"127.0.0.1"_s, silent.serverPort());
+        QElapsedTimer clock;
+        clock.start();
+        engine.sync({ok, stuck, port});
+        QTRY_VERIFY_WITH_TIMEOUT(engine.currentState().snapshots.size() == 3, 5000);
+        const auto status = [&](const QUuid &id) {
+            return engine.currentState().snapshots.value(id).widgets.first().status();
+        };
+        QCOMPARE(status(ok.id), ServiceStatus::Up);
+        QCOMPARE(status(port.id), ServiceStatus::Up); // a bare connect needs no word from the peer
+        QCOMPARE(status(stuck.id), ServiceStatus::Down);
+        QCOMPARE(std::get<CheckResult>(engine.currentState().snapshots.value(stuck.id).widgets.first().payload).detail,
+                 u"timed out"_s);
+        QVERIFY(clock.elapsed() < 3000);
+    }
+};
+
+QTEST_GUILESS_MAIN(HostilePeersTest)
+#include "HostilePeersTest.moc"
