@@ -41,14 +41,15 @@ QString countedServices(qsizetype n, const char *suffix)
 
 QString Row::id() const
 {
-    return std::visit(Overloaded{[](const Error &e) { return QStringLiteral("error:") + sourceText(e.source); },
-                                 [](const Empty &e) { return QStringLiteral("empty:") + sourceText(e.source); },
-                                 [](const Single &s) { return QStringLiteral("single:") + s.key; },
-                                 [](const Header &h) { return QStringLiteral("header:") + sourceText(h.source); },
-                                 [](const Child &c) {
-                                     return QStringLiteral("child:") + c.key;
-                                 }},
-                      value);
+    return std::visit(
+        Overloaded{[](const Error &e) -> QString { return QStringLiteral("error:") + sourceText(e.source); },
+                   [](const Empty &e) -> QString { return QStringLiteral("empty:") + sourceText(e.source); },
+                   [](const Single &s) -> QString { return QStringLiteral("single:") + s.key; },
+                   [](const Header &h) -> QString { return QStringLiteral("header:") + sourceText(h.source); },
+                   [](const Child &c) -> QString {
+                       return QStringLiteral("child:") + c.key;
+                   }},
+        value);
 }
 
 namespace PopoverRows {

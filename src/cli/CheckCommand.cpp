@@ -78,7 +78,7 @@ QString detailOf(const WidgetData &widget)
                     text += (text.isEmpty() ? QString() : u" · "_s) + payload.detail;
                 return text;
             } else if constexpr (std::is_same_v<T, HostStats>) {
-                const auto pct = [](const std::optional<double> &v) {
+                const auto pct = [](const std::optional<double> &v) -> QString {
                     return v ? QString::number(*v, 'f', 0) + u'%' : u"—"_s;
                 };
                 QString text =

@@ -35,11 +35,11 @@ QString toText(WidgetData::Kind kind)
 
 QString WidgetData::id() const
 {
-    return std::visit(Overloaded{[](const ServiceRow &r) { return QStringLiteral("service:") + r.id; },
-                                 [](const HostStats &h) { return QStringLiteral("host:") + h.id; },
-                                 [](const GameServerStatus &g) { return QStringLiteral("game:") + g.id; },
-                                 [](const CheckResult &c) { return QStringLiteral("check:") + c.id; },
-                                 [](const KeyValues &kv) {
+    return std::visit(Overloaded{[](const ServiceRow &r) -> QString { return QStringLiteral("service:") + r.id; },
+                                 [](const HostStats &h) -> QString { return QStringLiteral("host:") + h.id; },
+                                 [](const GameServerStatus &g) -> QString { return QStringLiteral("game:") + g.id; },
+                                 [](const CheckResult &c) -> QString { return QStringLiteral("check:") + c.id; },
+                                 [](const KeyValues &kv) -> QString {
                                      return QStringLiteral("kv:") + kv.title;
                                  }},
                       payload);
