@@ -59,8 +59,12 @@ private Q_SLOTS:
         for (int round = 0; round < 3; ++round)
             QCOMPARE(failureOf(client, server.url(u"/forever"_s)), u"response exceeded 8388608-byte limit"_s);
         const qint64 grown = residentKiB() - before;
+#ifndef __SANITIZE_ADDRESS__ // the sanitizer holds freed memory back on purpose
         // Three 8 MiB bodies refused: what stays is a little more than one body at most.
         QVERIFY2(grown < 24 * 1024, qPrintable(u"resident memory grew by %1 KiB"_s.arg(grown)));
+#else
+        Q_UNUSED(grown);
+#endif
         // The exchange was cut at the limit, not left to stream on.
         const qint64 written = server.endlessBytes();
         QTest::qWait(200);
