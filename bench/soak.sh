@@ -1,11 +1,12 @@
 #!/bin/sh
-# Soak run: tidewatch-cli watch with 300 sources against local peers for MINUTES minutes, the HTTP
+# Soak run: tidewatch-cli watch with $SOURCES sources (300 by default) against local peers for
 # peer stopped or restarted every minute (a fault the sources must ride out). Each minute prints the
 # watcher's resident memory, open file descriptors and the CPU it used in that minute.
 # usage: bench/soak.sh BUILD_DIR [MINUTES]
 set -eu
 BUILD=${1:-build/release}
 MINUTES=${2:-30}
+SOURCES=${SOURCES:-300}
 WORK=$(mktemp -d)
 WATCH=; HTTP=; TCP=
 cleanup() { kill $WATCH $HTTP $TCP 2>/dev/null || true; wait 2>/dev/null || true; rm -rf "$WORK"; }
@@ -21,11 +22,11 @@ while True:
     c, _ = s.accept(); c.close()
 " & TCP=$!
 serve_http
-python3 - "$WORK/sources.json" "$HTTP_PORT" "$TCP_PORT" <<'PY'
+python3 - "$WORK/sources.json" "$HTTP_PORT" "$TCP_PORT" "$SOURCES" <<'PY'
 import json, sys, uuid
 http, tcp = int(sys.argv[2]), int(sys.argv[3])
 sources = []
-for i in range(300):
+for i in range(int(sys.argv[4])):
     common = {"id": str(uuid.uuid4()).upper(), "displayName": f"Source {i}", "pollInterval": 5,
               "alertThreshold": 2, "alertsEnabled": True}
     if i % 2:

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Resident memory of the tray program with 20 local sources: idle with the popover never opened,
+# Start-up time to the tray icon and resident memory of the tray program with 20 local sources: idle with the popover never opened,
 # then after it was opened once. Run inside scripts/with-session (it needs a display and a bus).
 # usage: bench/tray_memory.sh BUILD_DIR
 set -eu
@@ -27,6 +27,15 @@ PY
 export XDG_DATA_HOME="$WORK/data" XDG_CONFIG_HOME="$WORK/config" QT_QPA_PLATFORM=xcb
 START=$(date +%s%N)
 "$BUILD/src/app/tidewatch" & APP=$!
+# Start-up: from exec to the icon's window docked in the tray.
+while :; do
+    for w in $(xdotool search --pid "$APP" 2>/dev/null); do
+        xdotool getwindowgeometry "$w" 2>/dev/null | grep -q "Geometry: [0-9]*x[0-9]*" &&
+            ! xdotool getwindowgeometry "$w" | grep -q "Geometry: 1x1" && break 2
+    done
+    sleep 0.01
+done
+echo "start to tray icon: $(( ($(date +%s%N) - START) / 1000000 )) ms"
 rss() { awk '/VmRSS/ {print $2/1024 " MiB"}' /proc/$APP/status; }
 cpu() { awk '{print ($14+$15)/100 " s"}' /proc/$APP/stat; }
 sleep 12
