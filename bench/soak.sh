@@ -1,6 +1,7 @@
 #!/bin/sh
 # Soak run: tidewatch-cli watch with $SOURCES sources (300 by default) against local peers for
-# peer stopped or restarted every minute (a fault the sources must ride out). Each minute prints the
+# MINUTES minutes, the HTTP peer stopped or restarted every minute (a fault the sources must ride
+# out). Each minute prints the
 # watcher's resident memory, open file descriptors and the CPU it used in that minute.
 # usage: bench/soak.sh BUILD_DIR [MINUTES]
 set -eu

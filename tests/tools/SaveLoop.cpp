@@ -16,7 +16,9 @@ int main(int argc, char *argv[])
     PollHistory history;
     QTextStream out(stdout);
     for (int round = 0;; ++round) {
-        sources.append(TCPPortConfig(QUuid::createUuid(), QStringLiteral("source %1").arg(round), QStringLiteral("h"),
+        sources.append(TCPPortConfig(QUuid::createUuid(),
+                                     QStringLiteral("source %1").arg(round),
+                                     QStringLiteral("h"),
                                      1 + round % 65535));
         if (sources.size() > 200)
             sources.removeFirst();
