@@ -16,9 +16,18 @@ std::optional<QByteArray> readBounded(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
-    // One byte past the limit tells a file of exactly the limit from a larger one without an
-    // unbounded read.
-    QByteArray bytes = file.read(maxFileBytes + 1);
+    // A regular file says its size: refuse a large one unread, and allocate no more than it holds.
+    if (file.size() > maxFileBytes)
+        return std::nullopt;
+    QByteArray bytes;
+    // One byte past the limit tells a file of exactly the limit from a larger one (a file that grew
+    // meanwhile, or one without a size) without an unbounded read.
+    while (bytes.size() <= maxFileBytes) {
+        const QByteArray chunk = file.read(std::min<qint64>(64 * 1024, maxFileBytes + 1 - bytes.size()));
+        if (chunk.isEmpty())
+            break;
+        bytes.append(chunk);
+    }
     if (file.error() != QFileDevice::NoError || bytes.size() > maxFileBytes)
         return std::nullopt;
     return bytes;
