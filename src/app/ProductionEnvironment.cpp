@@ -7,14 +7,13 @@
 
 namespace tw::ProductionEnvironment {
 
-AppState::Environment make()
+AppState::Environment make(std::shared_ptr<AlertCenter> alerts)
 {
     AppState::Environment environment;
     environment.credentials = std::make_shared<KeychainCredentialStore>();
     environment.sourcesDirectory = SourcesStore::defaultDirectory();
     environment.defaults = std::make_shared<QSettings>();
     environment.makeProvider = ProviderRegistry::maker();
-    auto alerts = std::make_shared<AlertCenter>();
     environment.postAlert = [alerts](const AlertEvent &event, bool sound) {
         alerts->post(event, sound);
     };

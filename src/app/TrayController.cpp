@@ -59,6 +59,11 @@ void TrayController::show()
     m_tray->show();
 }
 
+void TrayController::showMessage(const QString &title, const QString &body)
+{
+    m_tray->showMessage(title, body, QSystemTrayIcon::Warning);
+}
+
 QRect TrayController::iconGeometry() const
 {
     return m_tray->geometry();

@@ -27,6 +27,7 @@ public:
     // Where the popover should hang from; empty when the panel does not say (StatusNotifierItem).
     QRect iconGeometry() const;
     OverallStatus shownStatus() const { return m_shown; }
+    void showMessage(const QString &title, const QString &body);
 
 Q_SIGNALS:
     void popoverRequested();

@@ -29,8 +29,12 @@ int main(int argc, char *argv[])
     if (instance.claim() == tw::SingleInstance::Outcome::Forwarded)
         return 0;
 
-    tw::TidewatchApp tidewatch(tw::ProductionEnvironment::make(),
+    const auto alerts = std::make_shared<tw::AlertCenter>();
+    tw::TidewatchApp tidewatch(tw::ProductionEnvironment::make(alerts),
                                tw::TidewatchApp::LaunchOptions::parse(QApplication::arguments()));
+    // Without a notification server, the tray icon's own balloon tells of the alert.
+    alerts->setFallback(
+        [&tidewatch](const QString &title, const QString &body) { tidewatch.tray().showMessage(title, body); });
     QObject::connect(&instance, &tw::SingleInstance::showRequested, &tidewatch, &tw::TidewatchApp::showPopover);
 
     // A session that logs out sends SIGTERM; the history is written before the process goes.
