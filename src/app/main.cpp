@@ -1,6 +1,7 @@
 #include "app/ProductionEnvironment.h"
 #include "app/SingleInstance.h"
 #include "app/TidewatchApp.h"
+#include "app/TrayController.h"
 #include "kit/monitor/UnixSignalWatcher.h"
 
 #include <QApplication>
