@@ -2,7 +2,10 @@
 
 #include "kit/model/AnySourceConfig.h"
 #include "kit/monitor/ProviderError.h"
+#include "kit/providers/BeszelProvider.h"
 #include "kit/providers/HTTPPingProvider.h"
+#include "kit/providers/JSONWidgetProvider.h"
+#include "kit/providers/KumaProvider.h"
 #include "kit/providers/TCPPortProvider.h"
 
 using namespace Qt::StringLiterals;
@@ -12,16 +15,18 @@ namespace tw::ProviderRegistry {
 std::unique_ptr<SourceProvider>
 make(const AnySourceConfig &config, std::shared_ptr<CredentialStore> credentials, const ProviderTransports &transports)
 {
-    Q_UNUSED(credentials);
     switch (config.kind()) {
     case AnySourceConfig::Kind::HTTPPing:
         return std::make_unique<HTTPPingProvider>(config, transports);
     case AnySourceConfig::Kind::TCPPort:
         return std::make_unique<TCPPortProvider>(config, transports);
     case AnySourceConfig::Kind::Kuma:
+        return std::make_unique<KumaProvider>(config, std::move(credentials), transports);
     case AnySourceConfig::Kind::Beszel:
-    case AnySourceConfig::Kind::GameServer:
+        return std::make_unique<BeszelProvider>(config, std::move(credentials), transports);
     case AnySourceConfig::Kind::JSONWidget:
+        return std::make_unique<JSONWidgetProvider>(config, std::move(credentials), transports);
+    case AnySourceConfig::Kind::GameServer:
         break;
     }
     throw ProviderError::misconfigured(toText(config.kind()) + u" sources are not supported by this build"_s);

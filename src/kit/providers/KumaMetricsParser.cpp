@@ -1,0 +1,102 @@
+#include "KumaMetricsParser.h"
+
+#include <QLocale>
+#include <QRegularExpression>
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace tw::KumaMetricsParser {
+
+namespace {
+
+ServiceStatus statusOf(const QString &value)
+{
+    // By exact text, so that "1.0" is not up.
+    static const QHash<QString, ServiceStatus> table{{u"0"_s, ServiceStatus::Down},
+                                                     {u"1"_s, ServiceStatus::Up},
+                                                     {u"2"_s, ServiceStatus::Warn},
+                                                     {u"3"_s, ServiceStatus::Warn}};
+    return table.value(value, ServiceStatus::Unknown);
+}
+
+std::optional<double> responseTime(const QString &text)
+{
+    if (text.isEmpty() || text.front().isSpace() || text.back().isSpace())
+        return std::nullopt;
+    bool ok = false;
+    const double value = QLocale::c().toDouble(text, &ok);
+    if (!ok || !std::isfinite(value) || value < 0)
+        return std::nullopt;
+    return value;
+}
+
+} // namespace
+
+QHash<QString, QString> parseLabels(QStringView text)
+{
+    static const QRegularExpression label(uR"re(([a-zA-Z_][a-zA-Z0-9_]*)="((?:[^"\\]|\\.)*)")re"_s);
+    static const QRegularExpression escape(uR"re(\\(.))re"_s);
+    QHash<QString, QString> labels;
+    auto matches = label.globalMatch(text);
+    while (matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
+        if (match.capturedStart(1) < 0 || match.capturedStart(2) < 0)
+            continue;
+        QString value = match.captured(2);
+        // \" reads ", \\ reads \, and \n reads n: the newline escape is deliberately not a line break.
+        if (value.contains(u'\\'))
+            value.replace(escape, u"\\1"_s);
+        labels.insert(match.captured(1), value);
+    }
+    return labels;
+}
+
+std::optional<Sample> sample(QStringView metric, QStringView line)
+{
+    if (!line.startsWith(metric) || line.size() <= metric.size() || line.at(metric.size()) != u'{')
+        return std::nullopt;
+    // The first "}" ends the labels, quotes or not: a line can only be lost this way, never invented.
+    const qsizetype close = line.indexOf(u'}');
+    if (close < 0)
+        return std::nullopt;
+    const QHash<QString, QString> labels = parseLabels(line.sliced(metric.size() + 1, close - metric.size() - 1));
+    const auto name = labels.constFind(u"monitor_name"_s);
+    if (name == labels.cend())
+        return std::nullopt;
+    const QString rest = line.sliced(close + 1).toString();
+    QString trimmed = rest;
+    while (!trimmed.isEmpty() && (trimmed.front() == u' ' || trimmed.front() == u'\t'))
+        trimmed.remove(0, 1);
+    while (!trimmed.isEmpty() && (trimmed.back() == u' ' || trimmed.back() == u'\t'))
+        trimmed.chop(1);
+    const QStringList pieces = trimmed.split(u' ', Qt::SkipEmptyParts);
+    return Sample{*name, pieces.value(0)}; // a timestamp behind the value is ignored
+}
+
+QList<ServiceRow> parse(const QString &text)
+{
+    const QStringList lines = text.split(u'\n', Qt::SkipEmptyParts);
+    QHash<QString, double> latencies;
+    for (const QString &line : lines) {
+        if (const auto s = sample(u"monitor_response_time", line)) {
+            if (const auto latency = responseTime(s->value))
+                latencies.insert(s->name, *latency);
+        }
+    }
+    QList<ServiceRow> rows;
+    for (const QString &line : lines) {
+        if (const auto s = sample(u"monitor_status", line)) {
+            const auto latency = latencies.constFind(s->name);
+            rows.append({s->name,
+                         s->name,
+                         statusOf(s->value),
+                         latency == latencies.cend() ? std::nullopt : std::optional<double>(*latency),
+                         std::nullopt});
+        }
+    }
+    return rows;
+}
+
+} // namespace tw::KumaMetricsParser

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "kit/model/KumaConfig.h"
+#include "kit/model/ServiceRow.h"
+#include "kit/monitor/SourceProvider.h"
+#include "kit/providers/ProviderTransports.h"
+
+namespace tw {
+
+// All monitors of one Uptime Kuma server, one row each: through /metrics with Basic authentication
+// when credentials are set (names and response times), or through a public status page's heartbeat
+// list (identifiers only), which is also the way in when the server turns the credentials down.
+class KumaProvider : public SourceProvider
+{
+public:
+    KumaProvider(const AnySourceConfig &config,
+                 std::shared_ptr<CredentialStore> credentials,
+                 ProviderTransports transports);
+    QCoro::Task<SourceSnapshot> fetch(StopToken stop) override;
+
+    // The rows of a status page's heartbeat reply; throws DecodeError for a reply of another shape.
+    static QList<ServiceRow> heartbeatRows(const QByteArray &body);
+
+    static constexpr auto rejectedText =
+        "metrics auth rejected — Uptime Kuma expects an API key as the password (Settings → API Keys)";
+
+private:
+    KumaConfig m_config;
+    std::shared_ptr<CredentialStore> m_credentials;
+    std::shared_ptr<HTTPClient> m_http;
+};
+
+} // namespace tw
