@@ -8,7 +8,12 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocale>
 #include <QTimeZone>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 
 using namespace Qt::StringLiterals;
 
@@ -20,6 +25,35 @@ const QDateTime &referenceDate()
 {
     static const QDateTime date(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
     return date;
+}
+
+void appendJsonNumber(QByteArray &out, double value)
+{
+    out += QByteArray::number(value, 'g', QLocale::FloatingPointShortest);
+}
+
+void appendJsonString(QByteArray &out, const QString &text)
+{
+    out += '"';
+    for (const char c : text.toUtf8()) {
+        switch (c) {
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        default:
+            if (static_cast<unsigned char>(c) < 0x20) {
+                char escaped[8];
+                std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned char>(c));
+                out += escaped;
+            } else {
+                out += c;
+            }
+        }
+    }
+    out += '"';
 }
 
 } // namespace
@@ -46,18 +80,43 @@ QDateTime fromReferenceSeconds(double seconds)
 
 QByteArray encode(const PollHistory &history)
 {
-    QJsonObject samples;
-    for (auto it = history.samples.cbegin(); it != history.samples.cend(); ++it) {
-        QJsonArray list;
-        for (const HistorySample &sample : it.value()) {
-            QJsonObject object{{u"time"_s, referenceSeconds(sample.time)}, {u"status"_s, toText(sample.status)}};
-            if (sample.latencyMs)
-                object.insert(u"latencyMs"_s, *sample.latencyMs);
-            list.append(object);
+    // Written by hand rather than through a JSON document: a week of samples of a large estate is a
+    // few hundred thousand objects, and building a document for each write cost ten times the
+    // file's size in memory every 30 seconds. Keys in sorted order, as a document would write them.
+    QByteArray out;
+    qsizetype count = 0;
+    for (const auto &samples : history.samples)
+        count += samples.size();
+    out.reserve(32 + count * 56);
+    out += "{\"samples\":{";
+    QStringList keys = history.samples.keys();
+    std::sort(keys.begin(), keys.end());
+    bool firstKey = true;
+    for (const QString &key : std::as_const(keys)) {
+        if (!firstKey)
+            out += ',';
+        firstKey = false;
+        appendJsonString(out, key);
+        out += ":[";
+        bool firstSample = true;
+        for (const HistorySample &sample : history.samples.value(key)) {
+            out += firstSample ? "{" : ",{";
+            firstSample = false;
+            if (sample.latencyMs && std::isfinite(*sample.latencyMs)) {
+                out += "\"latencyMs\":";
+                appendJsonNumber(out, *sample.latencyMs);
+                out += ',';
+            }
+            out += "\"status\":\"";
+            out += toText(sample.status).toLatin1();
+            out += "\",\"time\":";
+            appendJsonNumber(out, referenceSeconds(sample.time));
+            out += '}';
         }
-        samples.insert(it.key(), list);
+        out += ']';
     }
-    return QJsonDocument(QJsonObject{{u"samples"_s, samples}}).toJson(QJsonDocument::Compact);
+    out += "}}";
+    return out;
 }
 
 PollHistory decode(const QByteArray &bytes)

@@ -123,6 +123,11 @@ private Q_SLOTS:
                  QByteArray(R"({"samples":{"k":[{"status":"warn","time":1.5},)"
                             R"({"latencyMs":12.5,"status":"up","time":86400}]}})"));
         QCOMPARE(HistoryStore::decode(HistoryStore::encode(history)), history);
+        // Widget keys come from servers: any text must survive the file.
+        PollHistory odd;
+        odd.samples.insert(u"A/kv:say \"hi\" \\ \n\t\u0001 ✓ 🚀"_s,
+                           {{HistoryStore::fromReferenceSeconds(0.125), 1e-7, ServiceStatus::Down}});
+        QCOMPARE(HistoryStore::decode(HistoryStore::encode(odd)), odd);
         QCOMPARE(HistoryStore::referenceSeconds(QDateTime(QDate(2001, 1, 1), QTime(0, 1), Qt::UTC)), 60.0);
 
         QFile file(HistoryStore::historyPath(dir.path()));
