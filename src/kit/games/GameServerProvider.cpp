@@ -1,5 +1,6 @@
 #include "GameServerProvider.h"
 
+#include "kit/games/BedrockPing.h"
 #include "kit/games/GameRegistry.h"
 #include "kit/games/MinecraftSLP.h"
 #include "kit/model/AnySourceConfig.h"
@@ -34,7 +35,8 @@ QString firstGraphemes(const QString &text, int count)
 GameServerProvider::Dependencies GameServerProvider::Dependencies::production()
 {
     static const auto resolver = std::make_shared<DnsSRVResolver>();
-    return {ProviderTransports::production(), resolver, &QueryPortCache::shared(), std::chrono::seconds(10)};
+    static const auto udp = std::make_shared<SocketUDPTransport>();
+    return {ProviderTransports::production(), resolver, udp, &QueryPortCache::shared(), std::chrono::seconds(10)};
 }
 
 GameServerProvider::GameServerProvider(const AnySourceConfig &config,
@@ -147,8 +149,9 @@ QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
             throw;
         }
     }
-    case GameDefinition::Engine::A2S:
     case GameDefinition::Engine::BedrockPing:
+        co_return co_await BedrockPing::ping(config.host, port, dependencies.udp, stop);
+    case GameDefinition::Engine::A2S:
     case GameDefinition::Engine::PalworldREST:
     case GameDefinition::Engine::FiveMHTTP:
     case GameDefinition::Engine::TShockREST:

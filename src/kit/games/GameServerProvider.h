@@ -7,6 +7,7 @@
 #include "kit/monitor/SourceProvider.h"
 #include "kit/providers/ProviderTransports.h"
 #include "kit/transport/SRVResolver.h"
+#include "kit/transport/UDPSession.h"
 
 #include <functional>
 
@@ -22,6 +23,7 @@ public:
     {
         ProviderTransports transports;
         std::shared_ptr<SRVResolver> resolver;
+        std::shared_ptr<UDPTransport> udp;
         QueryPortCache *portCache = nullptr;
         std::chrono::milliseconds minecraftLimit = std::chrono::seconds(10);
 

@@ -35,6 +35,7 @@ GameServerProvider::Dependencies local()
     static QueryPortCache cache;
     return {{std::make_shared<BoundedHTTPClient>(), std::make_shared<TCPByteChannelFactory>(300ms)},
             std::make_shared<NoSRVResolver>(),
+            std::make_shared<SocketUDPTransport>(),
             &cache,
             1s};
 }
