@@ -1,4 +1,5 @@
 #include "app/ReleaseChecker.h"
+
 #include "kit/monitor/ProviderError.h"
 #include "support/Await.h"
 #include "support/TestData.h"
@@ -134,22 +135,21 @@ private Q_SLOTS:
         const QString invalid = u"invalid update manifest"_s;
         QTest::newRow("http endpoint") << QUrl(u"http://ostrel.dev/downloads/tidewatch/latest.json"_s) << 200
                                        << manifest(u"9.0.0"_s) << u"1.0.0"_s << invalid;
-        QTest::newRow("endpoint with no scheme") << QUrl(u"ostrel.dev/latest.json"_s) << 200 << manifest(u"9.0.0"_s)
-                                                 << u"1.0.0"_s << invalid;
+        QTest::newRow("endpoint with no scheme")
+            << QUrl(u"ostrel.dev/latest.json"_s) << 200 << manifest(u"9.0.0"_s) << u"1.0.0"_s << invalid;
         QTest::newRow("http download") << endpoint << 200 << manifest(u"9.0.0"_s, u"http://ostrel.dev/t.tar.gz"_s)
                                        << u"1.0.0"_s << invalid;
-        QTest::newRow("download with no scheme") << endpoint << 200 << manifest(u"9.0.0"_s, u"ostrel.dev/t"_s)
-                                                 << u"1.0.0"_s << invalid;
-        QTest::newRow("download not a URL") << endpoint << 200 << manifest(u"9.0.0"_s, u"https://exa mple/%zz"_s)
-                                            << u"1.0.0"_s << invalid;
-        QTest::newRow("empty download") << endpoint << 200 << manifest(u"9.0.0"_s, QString()) << u"1.0.0"_s
-                                        << invalid;
+        QTest::newRow("download with no scheme")
+            << endpoint << 200 << manifest(u"9.0.0"_s, u"ostrel.dev/t"_s) << u"1.0.0"_s << invalid;
+        QTest::newRow("download not a URL")
+            << endpoint << 200 << manifest(u"9.0.0"_s, u"https://exa mple/%zz"_s) << u"1.0.0"_s << invalid;
+        QTest::newRow("empty download") << endpoint << 200 << manifest(u"9.0.0"_s, QString()) << u"1.0.0"_s << invalid;
         QTest::newRow("not JSON") << endpoint << 200 << QByteArray("<html>") << u"1.0.0"_s << invalid;
         QTest::newRow("array") << endpoint << 200 << QByteArray("[]") << u"1.0.0"_s << invalid;
-        QTest::newRow("version as a number") << endpoint << 200
-                                             << QByteArray(R"({"version":1,"downloadURL":"https://x/y"})")
-                                             << u"1.0.0"_s << invalid;
-        QTest::newRow("no download") << endpoint << 200 << QByteArray(R"({"version":"1.0.0"})") << u"1.0.0"_s
+        QTest::newRow("version as a number")
+            << endpoint << 200 << QByteArray("{\"version\":1,\"downloadURL\":\"https://x/y\"}") << u"1.0.0"_s
+            << invalid;
+        QTest::newRow("no download") << endpoint << 200 << QByteArray("{\"version\":\"1.0.0\"}") << u"1.0.0"_s
                                      << invalid;
         QTest::newRow("two-part remote") << endpoint << 200 << manifest(u"1.2"_s) << u"1.0.0"_s << invalid;
         QTest::newRow("two-part running") << endpoint << 200 << manifest(u"9.0.0"_s) << u"1.2"_s << invalid;
