@@ -125,17 +125,13 @@ Column {
         Rectangle {
             visible: root.source.widgets.length > 0
             width: parent.width
-            height: Math.min(150, widgetColumn.implicitHeight + 8)
+            height: widgetColumn.implicitHeight + 8
             radius: 12
             color: "transparent"
             border.color: theme.hairline
-            Flickable {
+            Item {
                 anchors.fill: parent
                 anchors.margins: 4
-                contentHeight: widgetColumn.implicitHeight
-                clip: true
-                boundsBehavior: Flickable.StopAtBounds
-                interactive: contentHeight > height
                 Column {
                     id: widgetColumn
                     width: parent.width
