@@ -44,6 +44,8 @@ const QHash<QString, QString> &symbolTable()
         {u"network"_s, u"plug"_s},
         {u"curlybraces"_s, u"braces"_s},
         {u"xmark"_s, u"x"_s},
+        {u"gauge.with.dots.needle.33percent"_s, u"gauge"_s},
+        {u"pencil"_s, u"pencil"_s},
     };
     return table;
 }

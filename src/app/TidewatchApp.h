@@ -11,7 +11,11 @@ class QQmlEngine;
 
 namespace tw {
 
+class AlertCenter;
+class OnboardingController;
 class PopoverController;
+class QmlWindow;
+class SettingsController;
 class Preferences;
 class Theme;
 class PopoverModel;
@@ -51,6 +55,10 @@ public:
     TrayController &tray() { return *m_tray; }
     PopoverWindow &popover() { return *m_popover; }
     Preferences &preferences() { return *m_preferences; }
+    SettingsController &settings() { return *m_settings; }
+    OnboardingController &onboarding() { return *m_onboarding; }
+    QmlWindow &settingsWindow() { return *m_settingsWindow; }
+    QmlWindow &onboardingWindow() { return *m_onboardingWindow; }
     // The one QML engine of the process, made on first use so an idle tray icon loads no QML.
     QQmlEngine *qmlEngine();
     // An engine that knows the icons, the preferences and the theme, as every window expects.
@@ -59,6 +67,9 @@ public:
 Q_SIGNALS:
     void onboardingRequested();
     void settingsRequested();
+    // From the settings and welcome windows, for the source editor.
+    void addSourceRequested();
+    void editSourceRequested(const QString &sourceId);
 
 private:
     void flushAndQuit();
@@ -72,6 +83,11 @@ private:
     PopoverController *m_controller;
     PopoverWindow *m_popover;
     TrayController *m_tray;
+    std::shared_ptr<AlertCenter> m_alerts;
+    SettingsController *m_settings;
+    OnboardingController *m_onboarding;
+    QmlWindow *m_settingsWindow;
+    QmlWindow *m_onboardingWindow;
     bool m_quitting = false;
 };
 
