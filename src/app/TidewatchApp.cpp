@@ -5,8 +5,10 @@
 #include "app/PopoverModel.h"
 #include "app/PopoverWindow.h"
 #include "app/Preferences.h"
+#include "app/SourceEditor.h"
 #include "app/Theme.h"
 #include "app/TrayController.h"
+#include "kit/monitor/ProviderRegistry.h"
 
 #include <QCoreApplication>
 #include <QQmlContext>
@@ -43,6 +45,11 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
           m_controller,
           [this] { return qmlEngine(); },
           this))
+    , m_sourceEditor(new SourceEditor(
+          m_state,
+          ProviderRegistry::maker(),
+          [this] { return qmlEngine(); },
+          this))
     , m_tray(new TrayController(m_state, this))
 {
     connect(m_tray, &TrayController::popoverRequested, this, [this] { m_popover->toggle(m_tray->iconGeometry()); });
@@ -60,6 +67,8 @@ TidewatchApp::~TidewatchApp()
     // Windows go before the engine that made their items.
     delete m_popover;
     m_popover = nullptr;
+    delete m_sourceEditor;
+    m_sourceEditor = nullptr;
 }
 
 QQmlEngine *TidewatchApp::qmlEngine()

@@ -16,6 +16,7 @@ class Preferences;
 class Theme;
 class PopoverModel;
 class PopoverWindow;
+class SourceEditor;
 class TrayController;
 
 // The top of the program: one hub, the tray icon, the popover, and a quit that keeps every sample.
@@ -51,6 +52,8 @@ public:
     TrayController &tray() { return *m_tray; }
     PopoverWindow &popover() { return *m_popover; }
     Preferences &preferences() { return *m_preferences; }
+    // The add/edit sheet, for the settings window and onboarding.
+    SourceEditor *sourceEditor() { return m_sourceEditor; }
     // The one QML engine of the process, made on first use so an idle tray icon loads no QML.
     QQmlEngine *qmlEngine();
     // An engine that knows the icons, the preferences and the theme, as every window expects.
@@ -71,6 +74,7 @@ private:
     PopoverModel *m_rows;
     PopoverController *m_controller;
     PopoverWindow *m_popover;
+    SourceEditor *m_sourceEditor;
     TrayController *m_tray;
     bool m_quitting = false;
 };
