@@ -356,8 +356,6 @@ Rectangle {
         modal: true
         title: "Couldn't Save Source"
         standardButtons: Dialog.Ok
-        visible: sheet.saveError !== ""
-        Accessible.name: title
         Text {
             objectName: "source.saveFailedText"
             width: parent.width
@@ -367,5 +365,12 @@ Rectangle {
             wrapMode: Text.WordWrap
         }
         onClosed: sheet.dismissSaveError()
+    }
+    Connections {
+        target: sheet
+        function onStatusChanged() {
+            if (sheet.saveError !== "" && !saveFailed.opened)
+                saveFailed.open()
+        }
     }
 }

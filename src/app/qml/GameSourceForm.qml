@@ -141,7 +141,7 @@ ColumnLayout {
     }
 
     FormTextField {
-        objectName: "source.secret"
+        objectName: "source.gameSecret"
         visible: sheet.credentialUse !== "none"
         label: sheet.credentialUse === "required" ? "Admin Password" : "Players Token (Optional)"
         secure: true
