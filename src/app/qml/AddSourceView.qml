@@ -8,7 +8,7 @@ Rectangle {
     id: root
     objectName: "source.sheet"
     width: 480
-    height: 600
+    height: 640
     color: theme.window
     // The kind whose row has the keyboard focus, for "Next".
     property string pendingKind: ""
@@ -108,7 +108,23 @@ Rectangle {
                         objectName: "source.example." + modelData.example
                         text: modelData.label
                         Accessible.name: modelData.label
-                        icon.source: "image://icon/" + modelData.icon + "?color=" + encodeURIComponent(theme.text.toString())
+                        leftPadding: 10
+                        contentItem: Row {
+                            spacing: 6
+                            Icon {
+                                anchors.verticalCenter: parent.verticalCenter
+                                symbol: modelData.icon
+                                size: 13
+                                color: prefs.accent
+                            }
+                            Text {
+                                anchors.verticalCenter: parent.verticalCenter
+                                text: modelData.label
+                                font.pixelSize: 13
+                                font.weight: Font.DemiBold
+                                color: theme.text
+                            }
+                        }
                         onClicked: sheet.chooseExample(modelData.example)
                     }
                 }
@@ -334,6 +350,7 @@ Rectangle {
                 text: sheet.editing ? "Save Changes" : "Save Source"
                 Accessible.name: text
                 enabled: sheet.complete && !sheet.testing && !sheet.saving
+                opacity: enabled ? (down ? 0.8 : 1) : 0.45
                 onClicked: sheet.save()
             }
             ProminentPill {
@@ -342,6 +359,7 @@ Rectangle {
                 text: "Next"
                 Accessible.name: "Next"
                 enabled: root.pendingKind !== ""
+                opacity: enabled ? (down ? 0.8 : 1) : 0.45
                 onClicked: sheet.chooseKind(root.pendingKind)
             }
         }
