@@ -163,19 +163,10 @@ int run(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(u"Polls every source once, all at once, and reports their state.\n"
                                      "Exit status: 0 all up, 1 degraded, 2 something down, 3 nothing known."_s);
-    parser.addHelpOption();
-    parser.addOption({u"sources"_s, u"The sources file (default: Tidewatch's own)."_s, u"FILE"_s});
-    parser.addOption(
-        {u"credentials"_s, u"Secrets as a JSON object of name to secret, readable by you alone."_s, u"FILE"_s});
+    CliSupport::addSourceOptions(parser);
     parser.addOption({u"json"_s, u"Print one JSON object instead of a table."_s});
-    if (!parser.parse(QStringList{u"tidewatch-cli check"_s} + arguments)) {
-        err << "tidewatch-cli check: " << parser.errorText() << '\n';
-        return 64;
-    }
-    if (parser.isSet(u"help"_s)) {
-        out << parser.helpText();
-        return 0;
-    }
+    if (const std::optional<int> done = CliSupport::parse(parser, u"check"_s, arguments, out, err))
+        return *done;
 
     const auto sources = CliSupport::readSources(parser.value(u"sources"_s), err);
     if (!sources)

@@ -19,6 +19,31 @@ QString defaultSourcesPath()
     return SourcesStore::sourcesPath(SourcesStore::defaultDirectory());
 }
 
+void addSourceOptions(QCommandLineParser &parser)
+{
+    parser.addOption({u"sources"_s, u"The sources file (default: Tidewatch's own)."_s, u"FILE"_s});
+    parser.addOption(
+        {u"credentials"_s, u"Secrets as a JSON object of name to secret, readable by you alone."_s, u"FILE"_s});
+}
+
+std::optional<int> parse(QCommandLineParser &parser,
+                         const QString &command,
+                         const QStringList &arguments,
+                         QTextStream &out,
+                         QTextStream &err)
+{
+    parser.addHelpOption();
+    if (!parser.parse(QStringList{u"tidewatch-cli "_s + command} + arguments)) {
+        err << "tidewatch-cli " << command << ": " << parser.errorText() << '\n';
+        return 64;
+    }
+    if (parser.isSet(u"help"_s)) {
+        out << parser.helpText();
+        return 0;
+    }
+    return std::nullopt;
+}
+
 std::optional<QList<AnySourceConfig>> readSources(const QString &path, QTextStream &err)
 {
     const QString file = path.isEmpty() ? defaultSourcesPath() : path;

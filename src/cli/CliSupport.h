@@ -2,6 +2,7 @@
 
 #include "kit/model/AnySourceConfig.h"
 
+#include <QCommandLineParser>
 #include <QStringList>
 #include <QTextStream>
 
@@ -26,6 +27,16 @@ std::shared_ptr<CredentialStore> credentials(const QString &path, QTextStream &e
 
 // The application's sources file.
 QString defaultSourcesPath();
+
+// Adds --sources FILE and --credentials FILE, the options of every command that polls.
+void addSourceOptions(QCommandLineParser &parser);
+// Parses a command's arguments. An exit status when the command ends here: after its help (0) or
+// a usage error (64); nothing when it should run.
+std::optional<int> parse(QCommandLineParser &parser,
+                         const QString &command,
+                         const QStringList &arguments,
+                         QTextStream &out,
+                         QTextStream &err);
 
 } // namespace CliSupport
 

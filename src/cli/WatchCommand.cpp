@@ -54,20 +54,11 @@ int run(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(u"Monitors every source like Tidewatch does and prints each alert.\n"
                                      "Stops cleanly on Ctrl+C or SIGTERM, writing the latency history first."_s);
-    parser.addHelpOption();
-    parser.addOption({u"sources"_s, u"The sources file (default: Tidewatch's own)."_s, u"FILE"_s});
-    parser.addOption(
-        {u"credentials"_s, u"Secrets as a JSON object of name to secret, readable by you alone."_s, u"FILE"_s});
+    CliSupport::addSourceOptions(parser);
     parser.addOption({u"verbose"_s, u"Also print a line for every poll."_s});
     parser.addOption({u"notify"_s, u"Also post desktop notifications, as the application does."_s});
-    if (!parser.parse(QStringList{u"tidewatch-cli watch"_s} + arguments)) {
-        err << "tidewatch-cli watch: " << parser.errorText() << '\n';
-        return 64;
-    }
-    if (parser.isSet(u"help"_s)) {
-        out << parser.helpText();
-        return 0;
-    }
+    if (const std::optional<int> done = CliSupport::parse(parser, u"watch"_s, arguments, out, err))
+        return *done;
     const QString file = parser.value(u"sources"_s);
     const auto sources = CliSupport::readSources(file, err);
     if (!sources)

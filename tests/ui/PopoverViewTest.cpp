@@ -232,6 +232,28 @@ private Q_SLOTS:
         QCOMPARE(findItem(root, u"sparkline"_s)->isVisible(), TW_DATA(bool, shown));
     }
 
+    void accentAndCompactModeApplyAtOnce()
+    {
+        const TCPPortConfig config = source(u"one"_s);
+        Rig rig({config});
+        rig.providers.setWidgets(config.id, {service(1, ServiceStatus::Up), service(2, ServiceStatus::Up)});
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        QTRY_VERIFY(findItem(root, u"groupHeader"_s));
+        QQuickItem *brand = findItem(root, u"brand"_s);
+        QCOMPARE(brand->property("color").value<QColor>(), QColor(u"#8BB8E8"_s));
+        rig.preferences->setAccentHex(u"#EC4899"_s);
+        QCOMPARE(brand->property("color").value<QColor>(), QColor(u"#EC4899"_s));
+        rig.preferences->setAccentHex(u"#nonsense"_s); // typed text that does not parse: the default
+        QCOMPARE(brand->property("color").value<QColor>(), QColor(u"#8BB8E8"_s));
+
+        QTest::qWait(20);
+        const qreal normal = root->height();
+        rig.preferences->setCompactMode(true);
+        QTRY_VERIFY(root->height() < normal); // four points less per row
+    }
+
     void clickingAHeaderFoldsItAndKeepsTheLayout()
     {
         const TCPPortConfig config = source(u"kuma"_s);

@@ -26,6 +26,7 @@ Rectangle {
         rightPadding: 14
         spacing: 4
         Text {
+            objectName: "brand"
             text: "TIDEWATCH"
             font.pixelSize: 10
             font.weight: Font.DemiBold

@@ -1,5 +1,6 @@
 #include "ProviderRegistry.h"
 
+#include "kit/games/GameServerProvider.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/monitor/ProviderError.h"
 #include "kit/providers/BeszelProvider.h"
@@ -26,8 +27,11 @@ make(const AnySourceConfig &config, std::shared_ptr<CredentialStore> credentials
         return std::make_unique<BeszelProvider>(config, std::move(credentials), transports);
     case AnySourceConfig::Kind::JSONWidget:
         return std::make_unique<JSONWidgetProvider>(config, std::move(credentials), transports);
-    case AnySourceConfig::Kind::GameServer:
-        break;
+    case AnySourceConfig::Kind::GameServer: {
+        GameServerProvider::Dependencies dependencies = GameServerProvider::Dependencies::production();
+        dependencies.transports = transports;
+        return std::make_unique<GameServerProvider>(config, std::move(credentials), dependencies);
+    }
     }
     throw ProviderError::misconfigured(toText(config.kind()) + u" sources are not supported by this build"_s);
 }

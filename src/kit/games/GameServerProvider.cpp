@@ -1,0 +1,193 @@
+#include "GameServerProvider.h"
+
+#include "kit/games/BedrockPing.h"
+#include "kit/games/GameRegistry.h"
+#include "kit/games/MinecraftSLP.h"
+#include "kit/model/AnySourceConfig.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/providers/CheckedPort.h"
+#include "kit/transport/Cancelled.h"
+
+#include <QElapsedTimer>
+#include <QTextBoundaryFinder>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+namespace {
+
+// The first `count` characters as a reader sees them: a flag or an accented letter is never split.
+QString firstGraphemes(const QString &text, int count)
+{
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    int seen = 0;
+    while (finder.toNextBoundary() >= 0) {
+        if (++seen == count)
+            return text.left(finder.position());
+    }
+    return text;
+}
+
+} // namespace
+
+GameServerProvider::Dependencies GameServerProvider::Dependencies::production()
+{
+    static const auto resolver = std::make_shared<DnsSRVResolver>();
+    static const auto udp = std::make_shared<SocketUDPTransport>();
+    return {ProviderTransports::production(), resolver, udp, &QueryPortCache::shared(), std::chrono::seconds(10)};
+}
+
+GameServerProvider::GameServerProvider(const AnySourceConfig &config,
+                                       std::shared_ptr<CredentialStore> credentials,
+                                       Dependencies dependencies)
+    : m_config([&] {
+        const auto *game = config.as<GameServerConfig>();
+        if (!game)
+            throw ProviderError::misconfigured(u"expected gameServer config"_s);
+        return *game;
+    }())
+    , m_credentials(std::move(credentials))
+    , m_dependencies(std::move(dependencies))
+{ }
+
+GameServerStatus GameServerProvider::makeStatus(const GameServerConfig &config,
+                                                const std::optional<GameFacts> &facts,
+                                                std::optional<double> latencyMs,
+                                                const QString &message)
+{
+    GameServerStatus status{config.displayName, config.displayName, facts.has_value(), {}, {}, {}, {}, {}};
+    if (facts) {
+        status.playersCurrent = facts->playersCurrent;
+        status.playersMax = facts->playersMax;
+        for (const QString &name : facts->playerNames.first(std::min<qsizetype>(64, facts->playerNames.size())))
+            status.playerNames.append(firstGraphemes(name, 64));
+        status.latencyMs = latencyMs;
+    }
+    status.detail = firstGraphemes(facts ? facts->detail : message, 200);
+    return status;
+}
+
+QList<quint16> GameServerProvider::candidateQueryPorts(quint16 gamePort,
+                                                       const GameDefinition &definition,
+                                                       std::optional<quint16> userPort,
+                                                       std::optional<quint16> cached)
+{
+    if (userPort)
+        return {*userPort};
+    QList<quint16> list;
+    const auto add = [&list](qint64 port) {
+        if (port >= 1 && port <= 65535 && !list.contains(quint16(port)))
+            list.append(quint16(port));
+    };
+    if (cached)
+        add(*cached);
+    for (const qint64 offset : definition.queryPortOffsets)
+        add(qint64(gamePort) + offset);
+    if (definition.fixedQueryPort)
+        add(*definition.fixedQueryPort);
+    return list;
+}
+
+QCoro::Task<GameServerProvider::Probed> GameServerProvider::probe(QList<quint16> candidates, Attempt attempt)
+{
+    if (candidates.isEmpty())
+        throw ProviderError::misconfigured(u"no query port to try"_s);
+    // The first candidate once more at the end: it is the likeliest, and a lost datagram is common.
+    QList<quint16> order = candidates;
+    order.append(candidates.first());
+    for (const quint16 port : std::as_const(order)) {
+        try {
+            co_return Probed{co_await attempt(port), port};
+        } catch (const ProviderError &error) {
+            const bool wrongRatherThanMissing = error.kind() != ProviderError::Kind::Upstream
+                || error.text() == u"host not found"_s || error.text() == u"host unreachable"_s;
+            if (wrongRatherThanMissing)
+                throw;
+        } catch (const Cancelled &) {
+            throw;
+        } catch (const std::exception &) {
+            // Anything else is worth the next port.
+        }
+    }
+    QStringList tried;
+    for (const quint16 port : std::as_const(candidates))
+        tried.append(u":"_s + QString::number(port));
+    throw ProviderError::upstream(u"no query port answered (tried "_s + tried.join(u", "_s) + u')');
+}
+
+QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
+                                                     GameDefinition definition,
+                                                     quint16 port,
+                                                     Dependencies dependencies,
+                                                     StopToken stop)
+{
+    switch (definition.engine) {
+    case GameDefinition::Engine::MinecraftSLP: {
+        const MinecraftSLP::Target target =
+            co_await MinecraftSLP::resolveTarget(config.host, port, dependencies.resolver, stop);
+        std::unique_ptr<ByteChannel> channel =
+            co_await dependencies.transports.channels->connect(target.host, target.port, stop);
+        // The whole exchange is bounded: a server that trickles its reply is cut off.
+        auto timedOut = std::make_shared<bool>(false);
+        ByteChannel *raw = channel.get();
+        QTimer limit;
+        limit.setSingleShot(true);
+        QObject::connect(&limit, &QTimer::timeout, &limit, [timedOut, raw] {
+            *timedOut = true;
+            raw->close();
+        });
+        limit.start(dependencies.minecraftLimit);
+        try {
+            const GameFacts facts = co_await MinecraftSLP::exchange(*channel, target.host, target.port);
+            channel->close();
+            co_return facts;
+        } catch (const ProviderError &) {
+            if (*timedOut)
+                throw ProviderError::upstream(u"timed out"_s);
+            throw;
+        }
+    }
+    case GameDefinition::Engine::BedrockPing:
+        co_return co_await BedrockPing::ping(config.host, port, dependencies.udp, stop);
+    case GameDefinition::Engine::A2S:
+    case GameDefinition::Engine::PalworldREST:
+    case GameDefinition::Engine::FiveMHTTP:
+    case GameDefinition::Engine::TShockREST:
+        break;
+    }
+    // The engines this build does not have yet fail the poll plainly rather than look offline.
+    throw ProviderError::misconfigured(definition.displayName + u" servers cannot be queried by this build yet"_s);
+}
+
+QCoro::Task<SourceSnapshot> GameServerProvider::fetch(StopToken stop)
+{
+    const GameServerConfig config = m_config;
+    const Dependencies dependencies = m_dependencies;
+    const std::optional<GameDefinition> definition = GameRegistry::definition(config.gameID);
+    if (!definition)
+        throw ProviderError::misconfigured(u"unknown game \""_s + config.gameID + u'"');
+    const quint16 port = checkedPort(config.port, u"port"_s);
+
+    std::optional<GameFacts> facts;
+    std::optional<double> latency;
+    QString message;
+    QElapsedTimer clock;
+    clock.start();
+    try {
+        facts = co_await runEngine(config, *definition, port, dependencies, stop);
+        latency = double(clock.nsecsElapsed()) / 1e6;
+    } catch (const ProviderError &error) {
+        if (error.kind() != ProviderError::Kind::Upstream)
+            throw; // the user has to repair this: the poll fails
+        message = error.description();
+    } catch (const Cancelled &) {
+        throw;
+    } catch (const std::exception &error) {
+        message = QString::fromUtf8(error.what());
+    }
+    co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {makeStatus(config, facts, latency, message)}};
+}
+
+} // namespace tw

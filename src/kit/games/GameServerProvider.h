@@ -1,0 +1,72 @@
+#pragma once
+
+#include "kit/games/GameDefinition.h"
+#include "kit/games/QueryPortCache.h"
+#include "kit/model/GameServerConfig.h"
+#include "kit/model/GameServerStatus.h"
+#include "kit/monitor/SourceProvider.h"
+#include "kit/providers/ProviderTransports.h"
+#include "kit/transport/SRVResolver.h"
+#include "kit/transport/UDPSession.h"
+
+#include <functional>
+
+namespace tw {
+
+// Polls one game server through the engine its game's catalogue row names, times the whole run,
+// and reports one game row. A server that does not answer is a normal, offline result; only what
+// the user has to repair (an unknown game, a bad port, a missing password) fails the poll.
+class GameServerProvider : public SourceProvider
+{
+public:
+    struct Dependencies
+    {
+        ProviderTransports transports;
+        std::shared_ptr<SRVResolver> resolver;
+        std::shared_ptr<UDPTransport> udp;
+        QueryPortCache *portCache = nullptr;
+        std::chrono::milliseconds minecraftLimit = std::chrono::seconds(10);
+
+        static Dependencies production();
+    };
+
+    GameServerProvider(const AnySourceConfig &config,
+                       std::shared_ptr<CredentialStore> credentials,
+                       Dependencies dependencies);
+    QCoro::Task<SourceSnapshot> fetch(StopToken stop) override;
+
+    // The row: at most 64 names of at most 64 characters, a detail of at most 200 characters
+    // (characters as a reader sees them, not bytes).
+    static GameServerStatus makeStatus(const GameServerConfig &config,
+                                       const std::optional<GameFacts> &facts,
+                                       std::optional<double> latencyMs,
+                                       const QString &message);
+    // Where the Steam query is tried: the user's port alone, else the cached port, the offsets
+    // from the game port and the fixed port, each once.
+    static QList<quint16> candidateQueryPorts(quint16 gamePort,
+                                              const GameDefinition &definition,
+                                              std::optional<quint16> userPort,
+                                              std::optional<quint16> cached);
+    using Attempt = std::function<QCoro::Task<GameFacts>(quint16 port)>;
+    struct Probed
+    {
+        GameFacts facts;
+        quint16 port = 0;
+    };
+    // Tries the candidates in order and the first once more at the end; stops early on an answer
+    // that is wrong rather than missing.
+    static QCoro::Task<Probed> probe(QList<quint16> candidates, Attempt attempt);
+
+private:
+    static QCoro::Task<GameFacts> runEngine(GameServerConfig config,
+                                            GameDefinition definition,
+                                            quint16 port,
+                                            Dependencies dependencies,
+                                            StopToken stop);
+
+    GameServerConfig m_config;
+    std::shared_ptr<CredentialStore> m_credentials;
+    Dependencies m_dependencies;
+};
+
+} // namespace tw

@@ -1,0 +1,218 @@
+#include "kit/games/GameServerProvider.h"
+
+#include "kit/games/GameRegistry.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/transport/BoundedHTTPClient.h"
+#include "kit/transport/TCPByteChannelFactory.h"
+#include "support/Await.h"
+#include "support/MinecraftResponder.h"
+#include "support/TestData.h"
+
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+using Ports = QList<quint16>;
+using OptPort = std::optional<quint16>;
+Q_DECLARE_METATYPE(OptPort)
+
+namespace {
+
+GameDefinition steamGame(QList<qint64> offsets, std::optional<qint64> fixed)
+{
+    GameDefinition game = *GameRegistry::definition(u"valheim"_s);
+    game.queryPortOffsets = std::move(offsets);
+    game.fixedQueryPort = fixed;
+    return game;
+}
+
+GameServerProvider::Dependencies local()
+{
+    static QueryPortCache cache;
+    return {{std::make_shared<BoundedHTTPClient>(), std::make_shared<TCPByteChannelFactory>(300ms)},
+            std::make_shared<NoSRVResolver>(),
+            std::make_shared<SocketUDPTransport>(),
+            &cache,
+            1s};
+}
+
+struct Outcome
+{
+    std::optional<GameServerStatus> status;
+    QString failure;
+};
+
+Outcome poll(const GameServerConfig &config)
+{
+    try {
+        GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), local());
+        const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
+        return {std::get<GameServerStatus>(snapshot.widgets.first().payload), {}};
+    } catch (const ProviderError &error) {
+        return {std::nullopt, error.description()};
+    }
+}
+
+} // namespace
+
+class GameServerProviderTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void candidateQueryPorts_data()
+    {
+        QTest::addColumn<int>("gamePort");
+        QTest::addColumn<QList<qint64>>("offsets");
+        QTest::addColumn<int>("fixed"); // 0: none
+        QTest::addColumn<OptPort>("user");
+        QTest::addColumn<OptPort>("cached");
+        QTest::addColumn<Ports>("candidates");
+        QTest::newRow("offset") << 2456 << QList<qint64>{1} << 0 << OptPort() << OptPort() << Ports{2457};
+        QTest::newRow("cached first") << 2456 << QList<qint64>{1} << 0 << OptPort() << OptPort(2460)
+                                      << Ports{2460, 2457};
+        QTest::newRow("cached equals a candidate")
+            << 2456 << QList<qint64>{1} << 0 << OptPort() << OptPort(2457) << Ports{2457};
+        QTest::newRow("fixed only") << 7777 << QList<qint64>{} << 27015 << OptPort() << OptPort() << Ports{27015};
+        QTest::newRow("user port alone") << 7777 << QList<qint64>{0} << 27015 << OptPort(27020) << OptPort(9000)
+                                         << Ports{27020};
+        QTest::newRow("sum past 65535 dropped") << 65535 << QList<qint64>{1} << 0 << OptPort() << OptPort() << Ports{};
+        QTest::newRow("two offsets and fixed")
+            << 9876 << QList<qint64>{1, 15} << 9877 << OptPort() << OptPort() << Ports{9877, 9891};
+    }
+    void candidateQueryPorts()
+    {
+        QFETCH(int, fixed);
+        const GameDefinition game =
+            steamGame(TW_DATA(QList<qint64>, offsets), fixed ? std::optional<qint64>(fixed) : std::nullopt);
+        QCOMPARE(GameServerProvider::candidateQueryPorts(quint16(TW_DATA(int, gamePort)),
+                                                         game,
+                                                         TW_DATA(OptPort, user),
+                                                         TW_DATA(OptPort, cached)),
+                 TW_DATA(Ports, candidates));
+    }
+
+    void probe_data()
+    {
+        QTest::addColumn<Ports>("candidates");
+        QTest::addColumn<QStringList>("answers"); // per try: "ok", or the failure text
+        QTest::addColumn<Ports>("tried");
+        QTest::addColumn<QString>("result"); // "ok:<port>" or the failure
+        QTest::newRow("one port, tried twice") << Ports{2457} << QStringList{u"timed out"_s, u"timed out"_s}
+                                               << Ports{2457, 2457} << u"no query port answered (tried :2457)"_s;
+        QTest::newRow("cached stale") << Ports{2460, 2457} << QStringList{u"timed out"_s, u"ok"_s} << Ports{2460, 2457}
+                                      << u"ok:2457"_s;
+        QTest::newRow("all silent") << Ports{2460, 2457}
+                                    << QStringList{u"connection refused"_s, u"timed out"_s, u"timed out"_s}
+                                    << Ports{2460, 2457, 2460} << u"no query port answered (tried :2460, :2457)"_s;
+        QTest::newRow("host not found stops at once")
+            << Ports{2460, 2457} << QStringList{u"host not found"_s} << Ports{2460} << u"host not found"_s;
+        QTest::newRow("the first again at the end")
+            << Ports{27015} << QStringList{u"timed out"_s, u"ok"_s} << Ports{27015, 27015} << u"ok:27015"_s;
+    }
+    void probe()
+    {
+        QFETCH(QStringList, answers);
+        Ports tried;
+        QString result;
+        try {
+            const auto probed = await(
+                GameServerProvider::probe(TW_DATA(Ports, candidates), [&](quint16 port) -> QCoro::Task<GameFacts> {
+                    const QString answer = answers.value(tried.size());
+                    tried.append(port);
+                    if (answer != u"ok"_s)
+                        throw ProviderError::upstream(answer);
+                    co_return GameFacts{};
+                }));
+            result = u"ok:"_s + QString::number(probed.port);
+        } catch (const ProviderError &error) {
+            result = error.description();
+        }
+        QCOMPARE(tried, TW_DATA(Ports, tried));
+        QCOMPARE(result, TW_DATA(QString, result));
+        try {
+            await(GameServerProvider::probe({}, [](quint16) -> QCoro::Task<GameFacts> { co_return GameFacts{}; }));
+            QFAIL("an empty list was probed");
+        } catch (const ProviderError &error) {
+            QCOMPARE(error, ProviderError::misconfigured(u"no query port to try"_s));
+        }
+    }
+
+    void statusCuts()
+    {
+        GameServerConfig config(QUuid::createUuid(), u"Survival"_s, u"minecraft-java"_s, u"mc"_s, 25565);
+        GameFacts facts;
+        for (int i = 0; i < 65; ++i)
+            facts.playerNames.append(u"p%1"_s.arg(i));
+        facts.playerNames[0] = QString(80, u'n');
+        facts.detail = QString(150, u'a') + QString(150, u'é');
+        const GameServerStatus online = GameServerProvider::makeStatus(config, facts, 12.5, {});
+        QVERIFY(online.online);
+        QCOMPARE(online.id, u"Survival"_s);
+        QCOMPARE(online.playerNames.size(), 64);
+        QCOMPARE(online.playerNames.first().size(), 64);
+        QCOMPARE(online.detail.size(), 200);
+        // A flag is two code points and one character: cutting never splits it.
+        const QString flags = QString(199, u'x') + u"🇩🇪🇩🇪"_s;
+        const GameServerStatus offline = GameServerProvider::makeStatus(config, std::nullopt, 3.0, flags);
+        QVERIFY(!offline.online);
+        QCOMPARE(offline.latencyMs, std::nullopt);
+        QCOMPARE(offline.detail, QString(199, u'x') + u"🇩🇪"_s);
+    }
+
+    void minecraftEndToEnd()
+    {
+        MinecraftResponder responder;
+        responder.replyWith(
+            R"({"players":{"online":2,"max":20,"sample":[{"name":"Alex"},{"name":"Noor"}]},"version":{"name":"Paper 1.21.3"}})");
+        GameServerConfig config(QUuid::createUuid(),
+                                u"Survival"_s,
+                                u"minecraft-java"_s,
+                                u"127.0.0.1"_s,
+                                responder.port());
+        const Outcome up = poll(config);
+        QVERIFY2(up.status, qPrintable(up.failure));
+        QVERIFY(up.status->online);
+        QCOMPARE(up.status->playersCurrent, 2);
+        QCOMPARE(up.status->playerNames, (QStringList{u"Alex"_s, u"Noor"_s}));
+        QCOMPARE(up.status->detail, u"Paper 1.21.3"_s);
+        QVERIFY(up.status->latencyMs.has_value());
+
+        responder.staySilent(); // the server accepts and never answers: cut at the limit
+        const Outcome silent = poll(config);
+        QVERIFY(silent.status && !silent.status->online);
+        QCOMPARE(silent.status->detail, u"timed out"_s);
+    }
+
+    void whatFailsThePoll_data()
+    {
+        QTest::addColumn<QString>("game");
+        QTest::addColumn<qint64>("port");
+        QTest::addColumn<QString>("failure"); // empty: an offline row instead
+        QTest::newRow("unknown game") << u"tetris"_s << qint64(1) << u"unknown game \"tetris\""_s;
+        QTest::newRow("port 0") << u"minecraft-java"_s << qint64(0) << u"port 0 out of range (1-65535)"_s;
+        QTest::newRow("port 70000") << u"minecraft-java"_s << qint64(70000) << u"port 70000 out of range (1-65535)"_s;
+        QTest::newRow("refused is offline") << u"minecraft-java"_s << qint64(1) << QString();
+    }
+    void whatFailsThePoll()
+    {
+        const GameServerConfig config(QUuid::createUuid(),
+                                      u"G"_s,
+                                      TW_DATA(QString, game),
+                                      u"127.0.0.1"_s,
+                                      TW_DATA(qint64, port));
+        const Outcome outcome = poll(config);
+        QCOMPARE(outcome.failure, TW_DATA(QString, failure));
+        if (outcome.status) {
+            QVERIFY(!outcome.status->online);
+            QCOMPARE(outcome.status->detail, u"connection refused"_s);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(GameServerProviderTest)
+#include "GameServerProviderTest.moc"

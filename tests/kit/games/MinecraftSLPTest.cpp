@@ -1,0 +1,167 @@
+#include "kit/games/MinecraftSLP.h"
+
+#include "kit/monitor/ProviderError.h"
+#include "kit/transport/TCPByteChannelFactory.h"
+#include "support/Await.h"
+#include "support/MinecraftResponder.h"
+#include "support/TestData.h"
+
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+using OptInt = std::optional<qint64>;
+Q_DECLARE_METATYPE(OptInt)
+
+namespace {
+
+// Records which services were asked for and answers from a table.
+class ScriptedResolver : public SRVResolver
+{
+public:
+    QHash<QString, SRVRecord> answers;
+    QStringList asked;
+    QCoro::Task<std::optional<SRVRecord>> resolve(QString service, std::chrono::milliseconds, StopToken) override
+    {
+        asked.append(service);
+        co_return answers.contains(service) ? std::optional(answers.value(service)) : std::nullopt;
+    }
+};
+
+QString exchangeFailure(MinecraftResponder &responder)
+{
+    TCPByteChannelFactory factory(500ms);
+    try {
+        const QString host = u"127.0.0.1"_s;
+        const StopToken stop = makeStopToken();
+        auto channel = await(factory.connect(host, responder.port(), stop));
+        await(MinecraftSLP::exchange(*channel, host, responder.port()));
+    } catch (const ProviderError &error) {
+        return error.description();
+    }
+    return {};
+}
+
+} // namespace
+
+class MinecraftSLPTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void requestBytes()
+    {
+        QCOMPARE(MinecraftSLP::encodeStatusRequest(u"mc"_s, 25565), QByteArray::fromHex("0900F205026D6363DD010100"));
+        QCOMPARE(MinecraftSLP::encodeVarInt(0), QByteArray(1, '\0'));
+        QCOMPARE(MinecraftSLP::encodeVarInt(300), QByteArray::fromHex("AC02"));
+    }
+
+    void parseStatus_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<bool>("parsed");
+        QTest::addColumn<OptInt>("online");
+        QTest::addColumn<OptInt>("max");
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QString>("detail");
+        QTest::newRow("counts and version")
+            << QByteArray(R"({"players":{"online":3,"max":20},"version":{"name":"1.21"}})") << true << OptInt(3)
+            << OptInt(20) << QStringList{} << u"1.21"_s;
+        QTest::newRow("count as text") << QByteArray(R"({"players":{"online":"3"}})") << true << OptInt(3) << OptInt()
+                                       << QStringList{} << QString();
+        QTest::newRow("fraction cut") << QByteArray(R"({"players":{"online":2.9}})") << true << OptInt(2) << OptInt()
+                                      << QStringList{} << QString();
+        QTest::newRow("empty object") << QByteArray("{}") << true << OptInt() << OptInt() << QStringList{} << QString();
+        QTest::newRow("array root") << QByteArray("[]") << false << OptInt() << OptInt() << QStringList{} << QString();
+        QTest::newRow("sample keeps named entries")
+            << QByteArray(R"({"players":{"sample":[{"name":"a"},{"id":"x"},{"name":""}]}})") << true << OptInt()
+            << OptInt() << QStringList{u"a"_s} << QString();
+        QTest::newRow("sample with a stray entry") << QByteArray(R"({"players":{"sample":[{"name":"a"},7]}})") << true
+                                                   << OptInt() << OptInt() << QStringList{} << QString();
+        QTest::newRow("colour codes kept") << QByteArray("{\"version\":{\"name\":\"\xc2\xa7"
+                                                         "aPaper\"}}")
+                                           << true << OptInt() << OptInt() << QStringList{} << u"§aPaper"_s;
+    }
+    void parseStatus()
+    {
+        QFETCH(QByteArray, json);
+        const std::optional<GameFacts> facts = MinecraftSLP::parseStatus(json);
+        QCOMPARE(facts.has_value(), TW_DATA(bool, parsed));
+        if (!facts)
+            return;
+        QCOMPARE(facts->playersCurrent, TW_DATA(OptInt, online));
+        QCOMPARE(facts->playersMax, TW_DATA(OptInt, max));
+        QCOMPARE(facts->playerNames, TW_DATA(QStringList, names));
+        QCOMPARE(facts->detail, TW_DATA(QString, detail));
+    }
+
+    void brokenServers_data()
+    {
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<QString>("failure");
+        const QByteArray ok = "{}";
+        QTest::newRow("packet id 1") << MinecraftResponder::frame(ok, 1) << u"unexpected packet id"_s;
+        QTest::newRow("packet id 0 in two bytes")
+            << (QByteArray::fromHex("04") + QByteArray::fromHex("8000") + QByteArray::fromHex("02") + ok) << QString();
+        QTest::newRow("six-byte varint") << QByteArray::fromHex("8080808080") + QByteArray(1, '\x01')
+                                         << u"varint too long"_s;
+        QTest::newRow("announces 524289 bytes")
+            << (QByteArray::fromHex("05") + QByteArray(1, '\0') + MinecraftSLP::encodeVarInt(524289))
+            << u"status reply too large"_s;
+        QTest::newRow("zero-length text") << QByteArray::fromHex("020000") << u"malformed reply"_s;
+        QTest::newRow("not JSON") << MinecraftResponder::frame("<html>") << u"malformed reply"_s;
+        QTest::newRow("cut short") << MinecraftResponder::frame(QByteArray(100, 'x')).left(20) << u"timed out"_s;
+    }
+    void brokenServers()
+    {
+        MinecraftResponder responder;
+        responder.replyRaw(TW_DATA(QByteArray, reply));
+        QCOMPARE(exchangeFailure(responder), TW_DATA(QString, failure));
+    }
+
+    void exactlyTheLimitIsRead()
+    {
+        MinecraftResponder responder;
+        QByteArray json = "{\"version\":{\"name\":\"" + QByteArray(524288 - 23, 'v') + "\"}}";
+        QCOMPARE(json.size(), 524288);
+        responder.replyWith(json);
+        QCOMPARE(exchangeFailure(responder), QString());
+    }
+
+    void srvOnlyForNamesOnTheDefaultPort_data()
+    {
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<int>("port");
+        QTest::addColumn<QString>("asked"); // empty: no look-up
+        QTest::newRow("name on 25565") << u"mc.example"_s << 25565 << u"_minecraft._tcp.mc.example"_s;
+        QTest::newRow("other port") << u"mc.example"_s << 25566 << QString();
+        QTest::newRow(".local any case") << u"Box.LOCAL"_s << 25565 << QString();
+        QTest::newRow("IPv4") << u"192.168.1.5"_s << 25565 << QString();
+        QTest::newRow("IPv6") << u"fe80::1"_s << 25565 << QString();
+    }
+    void srvOnlyForNamesOnTheDefaultPort()
+    {
+        QFETCH(QString, host);
+        QFETCH(QString, asked);
+        auto resolver = std::make_shared<ScriptedResolver>();
+        const auto target =
+            await(MinecraftSLP::resolveTarget(host, quint16(TW_DATA(int, port)), resolver, makeStopToken()));
+        QCOMPARE(resolver->asked, asked.isEmpty() ? QStringList{} : QStringList{asked});
+        QCOMPARE(target.host, host);
+    }
+
+    void srvAnswerIsWhereTheHandshakeGoes()
+    {
+        auto resolver = std::make_shared<ScriptedResolver>();
+        resolver->answers.insert(u"_minecraft._tcp.mc.example"_s, {u"play.example"_s, 25570});
+        const auto target = await(MinecraftSLP::resolveTarget(u"mc.example"_s, 25565, resolver, makeStopToken()));
+        QCOMPARE(target, (MinecraftSLP::Target{u"play.example"_s, 25570}));
+        QVERIFY(MinecraftSLP::encodeStatusRequest(target.host, target.port).contains("play.example\x63\xe2"));
+    }
+};
+
+QTEST_GUILESS_MAIN(MinecraftSLPTest)
+#include "MinecraftSLPTest.moc"
