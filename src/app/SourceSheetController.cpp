@@ -69,14 +69,14 @@ QCoro::Task<std::optional<QString>> storeSecret(CredentialStore *store, QString 
     }
 }
 
-QString credentialUseText(GameChoices::CredentialUse use)
+QString credentialUseText(GameDefinition::CredentialUse use)
 {
     switch (use) {
-    case GameChoices::CredentialUse::None:
+    case GameDefinition::CredentialUse::None:
         return u"none"_s;
-    case GameChoices::CredentialUse::Optional:
+    case GameDefinition::CredentialUse::Optional:
         return u"optional"_s;
-    case GameChoices::CredentialUse::Required:
+    case GameDefinition::CredentialUse::Required:
         return u"required"_s;
     }
     return {};
@@ -314,7 +314,7 @@ QString SourceSheetController::setupNote() const
 QVariantList SourceSheetController::gameSections() const
 {
     QVariantList sections;
-    for (const auto &section : GameChoices::sections(m_gameSearch, form().gameID)) {
+    for (const auto &section : GameRegistry::gameSections(m_gameSearch, form().gameID)) {
         QVariantList games;
         for (const auto &game : section.games)
             games.append(QVariantMap{{u"id"_s, game.id}, {u"name"_s, game.displayName}});

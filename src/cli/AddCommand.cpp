@@ -170,7 +170,7 @@ std::variant<Request, QString> parse(const QStringList &arguments)
         }
     }
     if (game) {
-        if (*type == SourceType::GameServer && !GameChoices::find(*game))
+        if (*type == SourceType::GameServer && !GameRegistry::definition(*game))
             return u"unknown game '"_s + *game + u"'; the games are listed by: tidewatch-cli add gameServer --help"_s;
         form.chooseGame(*game);
     }
@@ -210,7 +210,7 @@ std::optional<QString> problem(const SourceFormState &form)
             return u"Give the endpoint's address with --url."_s;
         return u"Give at least one --field 'label = dot.path'."_s;
     case SourceType::GameServer:
-        if (form.credentialUse() == GameChoices::CredentialUse::Required && form.secret.isEmpty())
+        if (form.credentialUse() == GameDefinition::CredentialUse::Required && form.secret.isEmpty())
             return u"This game needs its admin password: pass --secret-stdin and write it to standard input."_s;
         [[fallthrough]];
     case SourceType::TCPPort:
@@ -237,7 +237,7 @@ int run(const QStringList &arguments)
                "A URL without a scheme gets https:// in front. The secret is read from standard input, one line.\n";
         if (arguments.value(0) == u"gameServer"_s) {
             out << "\ngames:\n";
-            for (const auto &game : GameChoices::all())
+            for (const auto &game : GameRegistry::all())
                 out << "  " << game.id << "  " << game.displayName << '\n';
         }
         return 0;

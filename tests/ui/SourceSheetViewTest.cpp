@@ -359,6 +359,28 @@ private Q_SLOTS:
         QVERIFY(!rig.visible(u"source.testStatus"_s));
     }
 
+    // The test says the source works, not that the server is up: an unanswered game server is a
+    // row with an offline status.
+    void gameServerWithNothingListeningReadsConnected()
+    {
+        QTcpServer closed;
+        QVERIFY(closed.listen(QHostAddress(u"127.0.0.77"_s), 0));
+        const quint16 port = closed.serverPort();
+        closed.close();
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.example.minecraft"_s));
+        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.77"_s));
+        QVERIFY(rig.type(u"source.port"_s, QString::number(port)));
+        QSignalSpy finished(&rig.sheet(), &SourceSheetController::testFinished);
+        QVERIFY(rig.press(u"source.test"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 15000);
+        QCOMPARE(rig.sheet().testPassed(), QVariant(true));
+        QCOMPARE(rig.text(u"source.testText"_s), u"Connected"_s);
+        QVERIFY(rig.state->sources().isEmpty());
+    }
+
     void failedSecretWriteKeepsTheSheetOpen()
     {
         Rig rig({}, std::make_shared<RefusingStore>());

@@ -12,7 +12,8 @@ namespace tw {
 namespace {
 
 using Kind = AnySourceConfig::Kind;
-using GameChoices::CredentialUse;
+using CredentialUse = GameDefinition::CredentialUse;
+using Engine = GameDefinition::Engine;
 
 Kind kindOf(SourceFormState::SourceType type)
 {
@@ -76,12 +77,13 @@ bool beginsWithHTTP(const QString &text)
     return lower.startsWith(u"http://"_s) || lower.startsWith(u"https://"_s);
 }
 
-QString engineOf(const std::optional<GameChoices::Game> &game)
+// Nothing for an id without a row: two unknown games count as one engine.
+std::optional<Engine> engineOf(const std::optional<GameDefinition> &game)
 {
-    return game ? game->engine : QString();
+    return game ? std::optional(game->engine) : std::nullopt;
 }
 
-CredentialUse credentialUseOf(const std::optional<GameChoices::Game> &game)
+CredentialUse credentialUseOf(const std::optional<GameDefinition> &game)
 {
     return game ? game->credentialUse() : CredentialUse::None;
 }
@@ -102,10 +104,10 @@ bool present(const std::optional<QString> &ref)
 
 SourceFormState::SourceFormState(SourceType kind)
     : type(kind)
-    , gameID(GameChoices::defaultGameID)
+    , gameID(QString::fromLatin1(GameRegistry::defaultGameID))
     , pollSeconds(kind == SourceType::Beszel ? u"30"_s : u"60"_s)
 {
-    const auto game = GameChoices::find(gameID);
+    const auto game = GameRegistry::definition(gameID);
     port = QString::number(game ? game->defaultPort : 0);
 }
 
@@ -311,12 +313,12 @@ bool SourceFormState::isComplete() const
     return false;
 }
 
-std::optional<GameChoices::Game> SourceFormState::game() const
+std::optional<GameDefinition> SourceFormState::game() const
 {
-    return GameChoices::find(gameID);
+    return GameRegistry::definition(gameID);
 }
 
-GameChoices::CredentialUse SourceFormState::credentialUse() const
+GameDefinition::CredentialUse SourceFormState::credentialUse() const
 {
     if (type != SourceType::GameServer)
         return CredentialUse::None;
@@ -334,7 +336,7 @@ std::optional<QString> SourceFormState::credentialRef(const QUuid &id) const
     case SourceType::GameServer:
         // Only the engines that send a secret get a name for one; a typed secret for any other
         // game is never stored.
-        if (const QString engine = engineOf(game()); engine != u"palworldREST" && engine != u"fivemHTTP")
+        if (const auto engine = engineOf(game()); engine != Engine::PalworldREST && engine != Engine::FiveMHTTP)
             return std::nullopt;
         break;
     default:
@@ -402,7 +404,7 @@ std::optional<AnySourceConfig> SourceFormState::makeConfig(const QUuid &id) cons
 void SourceFormState::chooseGame(const QString &id)
 {
     const auto before = game();
-    const auto after = GameChoices::find(id);
+    const auto after = GameRegistry::definition(id);
     gameID = id;
     if (!portEdited)
         port = QString::number(after ? after->defaultPort : 0);
@@ -500,7 +502,7 @@ QString SourceFormState::exampleLine(SourceType type)
     case SourceType::Beszel:
         return u"Server stats"_s;
     case SourceType::GameServer:
-        return QString::number(GameChoices::all().size()) + u" games"_s;
+        return QString::number(GameRegistry::all().size()) + u" games"_s;
     case SourceType::HTTPPing:
         return u"Web checks"_s;
     case SourceType::TCPPort:

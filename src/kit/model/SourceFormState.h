@@ -1,7 +1,7 @@
 #pragma once
 
+#include "kit/games/GameRegistry.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/model/GameChoices.h"
 
 #include <QList>
 #include <QString>
@@ -59,9 +59,9 @@ struct SourceFormState
     std::optional<AnySourceConfig> makeConfig(const QUuid &id) const;
 
     // The selected game's row; nothing for an id the catalogue does not know.
-    std::optional<GameChoices::Game> game() const;
+    std::optional<GameDefinition> game() const;
     // Unknown games and every kind but game servers take no secret.
-    GameChoices::CredentialUse credentialUse() const;
+    GameDefinition::CredentialUse credentialUse() const;
     // Switches the game, replacing the port unless the user typed one, and dropping a secret that
     // belongs to another query engine.
     void chooseGame(const QString &id);
