@@ -50,6 +50,7 @@ const QHash<QString, QString> &symbolTable()
         {u"chevron.left"_s, u"chevron-left"_s},
         {u"magnifyingglass"_s, u"search"_s},
         {u"xmark.circle"_s, u"circle-x"_s},
+        {u"pencil"_s, u"pencil"_s},
     };
     return table;
 }

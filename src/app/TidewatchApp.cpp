@@ -1,16 +1,23 @@
 #include "TidewatchApp.h"
 
 #include "app/IconProvider.h"
+#include "app/LoginItem.h"
+#include "app/OnboardingController.h"
 #include "app/PopoverController.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverWindow.h"
 #include "app/Preferences.h"
+#include "app/QmlWindow.h"
+#include "app/SettingsController.h"
 #include "app/SourceEditor.h"
 #include "app/Theme.h"
 #include "app/TrayController.h"
+#include "kit/monitor/AlertCenter.h"
 #include "kit/monitor/ProviderRegistry.h"
+#include "kit/transport/BoundedHTTPClient.h"
 
 #include <QCoreApplication>
+#include <QDesktopServices>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QTimer>
@@ -51,7 +58,47 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
           [this] { return qmlEngine(); },
           this))
     , m_tray(new TrayController(m_state, this))
+    , m_alerts(std::make_shared<AlertCenter>())
 {
+    auto authorization = [alerts = m_alerts] {
+        return alerts->authorizationStatus();
+    };
+    SettingsController::Services services{
+        authorization,
+        LoginItem(),
+        ReleaseChecker{ReleaseChecker::defaultEndpoint(), BoundedHTTPClient::shared()},
+        [](const QUrl &url) { QDesktopServices::openUrl(url); },
+        QCoreApplication::applicationVersion()};
+    m_settings = new SettingsController(m_state, m_preferences, std::move(services), this);
+    m_onboarding = new OnboardingController(m_state, m_preferences, authorization, this);
+    const auto engine = [this] {
+        return qmlEngine();
+    };
+    m_settingsWindow = new QmlWindow({QUrl(u"qrc:/qml/Settings.qml"_s),
+                                      u"Tidewatch Settings"_s,
+                                      QSize(480, 540),
+                                      {{u"settings"_s, QVariant::fromValue<QObject *>(m_settings)}}},
+                                     engine,
+                                     this);
+    m_onboardingWindow = new QmlWindow({QUrl(u"qrc:/qml/Onboarding.qml"_s),
+                                        u"Welcome to Tidewatch"_s,
+                                        QSize(520, 560),
+                                        {{u"onboarding"_s, QVariant::fromValue<QObject *>(m_onboarding)}}},
+                                       engine,
+                                       this);
+    connect(this, &TidewatchApp::settingsRequested, m_settingsWindow, &QmlWindow::show);
+    connect(this, &TidewatchApp::onboardingRequested, m_onboardingWindow, &QmlWindow::show);
+    connect(m_settingsWindow, &QmlWindow::shown, m_settings, &SettingsController::refresh);
+    connect(m_onboardingWindow, &QmlWindow::shown, m_onboarding, &OnboardingController::opened);
+    connect(m_onboardingWindow, &QmlWindow::hidden, m_onboarding, &OnboardingController::closed);
+    connect(m_settings, &SettingsController::onboardingRequested, this, &TidewatchApp::onboardingRequested);
+    connect(m_settings, &SettingsController::addSourceRequested, this, &TidewatchApp::addSourceRequested);
+    connect(m_settings, &SettingsController::editSourceRequested, this, &TidewatchApp::editSourceRequested);
+    connect(m_onboarding, &OnboardingController::addSourceRequested, this, &TidewatchApp::addSourceRequested);
+    connect(this, &TidewatchApp::addSourceRequested, m_sourceEditor, &SourceEditor::add);
+    connect(this, &TidewatchApp::editSourceRequested, m_sourceEditor, [this](const QString &sourceId) {
+        m_sourceEditor->edit(QUuid::fromString(sourceId));
+    });
     connect(m_tray, &TrayController::popoverRequested, this, [this] { m_popover->toggle(m_tray->iconGeometry()); });
     connect(m_tray, &TrayController::settingsRequested, this, &TidewatchApp::settingsRequested);
     connect(m_tray, &TrayController::quitRequested, this, &TidewatchApp::quit);
@@ -69,6 +116,10 @@ TidewatchApp::~TidewatchApp()
     m_popover = nullptr;
     delete m_sourceEditor;
     m_sourceEditor = nullptr;
+    delete m_settingsWindow;
+    m_settingsWindow = nullptr;
+    delete m_onboardingWindow;
+    m_onboardingWindow = nullptr;
 }
 
 QQmlEngine *TidewatchApp::qmlEngine()

@@ -11,7 +11,11 @@ class QQmlEngine;
 
 namespace tw {
 
+class AlertCenter;
+class OnboardingController;
 class PopoverController;
+class QmlWindow;
+class SettingsController;
 class Preferences;
 class Theme;
 class PopoverModel;
@@ -54,6 +58,10 @@ public:
     Preferences &preferences() { return *m_preferences; }
     // The add/edit sheet, for the settings window and onboarding.
     SourceEditor *sourceEditor() { return m_sourceEditor; }
+    SettingsController &settings() { return *m_settings; }
+    OnboardingController &onboarding() { return *m_onboarding; }
+    QmlWindow &settingsWindow() { return *m_settingsWindow; }
+    QmlWindow &onboardingWindow() { return *m_onboardingWindow; }
     // The one QML engine of the process, made on first use so an idle tray icon loads no QML.
     QQmlEngine *qmlEngine();
     // An engine that knows the icons, the preferences and the theme, as every window expects.
@@ -62,6 +70,9 @@ public:
 Q_SIGNALS:
     void onboardingRequested();
     void settingsRequested();
+    // From the settings and welcome windows, for the source editor.
+    void addSourceRequested();
+    void editSourceRequested(const QString &sourceId);
 
 private:
     void flushAndQuit();
@@ -76,6 +87,11 @@ private:
     PopoverWindow *m_popover;
     SourceEditor *m_sourceEditor;
     TrayController *m_tray;
+    std::shared_ptr<AlertCenter> m_alerts;
+    SettingsController *m_settings;
+    OnboardingController *m_onboarding;
+    QmlWindow *m_settingsWindow;
+    QmlWindow *m_onboardingWindow;
     bool m_quitting = false;
 };
 

@@ -441,6 +441,37 @@ private Q_SLOTS:
         QCOMPARE(rig.text(u"source.url.input"_s), QString());
     }
 
+    // The settings window and the welcome window ask the program, which opens this sheet.
+    void programOpensTheSheetOnRequest()
+    {
+        QTemporaryDir dir;
+        const TCPPortConfig ssh(QUuid::createUuid(), u"SSH"_s, u"nas"_s, 22);
+        SourcesStore::save({ssh}, dir.path());
+        ManualSleeper sleeper;
+        AppState::Environment environment;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.makeProvider = FakeProviders().maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = sleeper.function();
+        environment.testHost = true;
+        TidewatchApp app(environment, {});
+        SourceEditor *editor = app.sourceEditor();
+        QVERIFY(editor && !editor->isVisible());
+        Q_EMIT app.editSourceRequested(ssh.id.toString(QUuid::WithoutBraces).toUpper());
+        QVERIFY(editor->isVisible());
+        QVERIFY(editor->controller()->editing());
+        QCOMPARE(editor->controller()->host(), u"nas"_s);
+        editor->controller()->cancel();
+        QVERIFY(!editor->isVisible());
+        Q_EMIT app.editSourceRequested(QUuid::createUuid().toString());
+        QVERIFY(!editor->isVisible());
+        Q_EMIT app.addSourceRequested();
+        QVERIFY(editor->isVisible());
+        QVERIFY(editor->controller()->choosing());
+    }
+
     void escapeCancels()
     {
         Rig rig({}, std::make_shared<InMemoryCredentialStore>());

@@ -1,0 +1,65 @@
+#include "QmlWindow.h"
+
+#include <QIcon>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQuickView>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+QmlWindow::QmlWindow(Options options, std::function<QQmlEngine *()> engine, QObject *parent)
+    : QObject(parent)
+    , m_options(std::move(options))
+    , m_engine(std::move(engine))
+{ }
+
+QmlWindow::~QmlWindow() = default;
+
+void QmlWindow::create()
+{
+    m_view = std::make_unique<QQuickView>(m_engine(), nullptr);
+    m_view->setTitle(m_options.title);
+    m_view->setIcon(QIcon(u":/icons/server.svg"_s));
+    m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+    m_view->setMinimumSize(m_options.size);
+    m_view->setMaximumSize(m_options.size);
+    m_view->resize(m_options.size);
+    for (auto it = m_options.contextProperties.cbegin(); it != m_options.contextProperties.cend(); ++it)
+        m_view->rootContext()->setContextProperty(it.key(), it.value());
+    m_view->rootContext()->setContextProperty(u"hostWindow"_s, this);
+    m_view->setSource(m_options.source);
+    if (m_view->status() == QQuickView::Error) {
+        for (const auto &error : m_view->errors())
+            qWarning("%s", qUtf8Printable(error.toString()));
+    }
+    connect(m_view.get(), &QWindow::visibleChanged, this, [this](bool visible) {
+        if (visible)
+            Q_EMIT shown();
+        else
+            Q_EMIT hidden();
+    });
+}
+
+void QmlWindow::show()
+{
+    if (!m_view)
+        create();
+    m_view->show();
+    m_view->raise();
+    m_view->requestActivate();
+}
+
+void QmlWindow::close()
+{
+    if (m_view)
+        m_view->hide();
+}
+
+bool QmlWindow::isVisible() const
+{
+    return m_view && m_view->isVisible();
+}
+
+} // namespace tw

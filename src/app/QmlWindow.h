@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QObject>
+#include <QSize>
+#include <QUrl>
+#include <QVariantMap>
+
+#include <functional>
+#include <memory>
+
+class QQmlEngine;
+class QQuickView;
+
+namespace tw {
+
+// A window of the application that is made on first show, on the shared QML engine, with its
+// controllers as context properties. Closing hides it; `hidden` tells the owner either way.
+class QmlWindow : public QObject
+{
+    Q_OBJECT
+public:
+    struct Options
+    {
+        QUrl source;
+        QString title;
+        QSize size;
+        QVariantMap contextProperties; // name → QObject*
+    };
+
+    QmlWindow(Options options, std::function<QQmlEngine *()> engine, QObject *parent = nullptr);
+    ~QmlWindow() override;
+
+    void show();
+    Q_INVOKABLE void close();
+    bool isVisible() const;
+    QQuickView *view() const { return m_view.get(); }
+
+Q_SIGNALS:
+    void shown();
+    void hidden();
+
+private:
+    void create();
+
+    Options m_options;
+    std::function<QQmlEngine *()> m_engine;
+    std::unique_ptr<QQuickView> m_view;
+};
+
+} // namespace tw

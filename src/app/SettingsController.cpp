@@ -1,0 +1,368 @@
+#include "SettingsController.h"
+
+#include "app/PopoverText.h"
+#include "app/Preferences.h"
+#include "app/SettingsText.h"
+#include "app/TrayIconPainter.h"
+#include "kit/model/JsonRead.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
+#include "kit/monitor/CredentialStore.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/transport/Cancelled.h"
+
+#include <QDir>
+#include <QPointer>
+#include <QSaveFile>
+#include <QStandardPaths>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+namespace {
+
+QColor statusColour(ServiceStatus status)
+{
+    switch (status) {
+    case ServiceStatus::Up:
+        return TrayIconPainter::statusColour(OverallStatus::Up);
+    case ServiceStatus::Warn:
+        return TrayIconPainter::statusColour(OverallStatus::Degraded);
+    case ServiceStatus::Down:
+        return TrayIconPainter::statusColour(OverallStatus::Down);
+    case ServiceStatus::Unknown:
+        break;
+    }
+    return TrayIconPainter::statusColour(OverallStatus::Unknown);
+}
+
+QList<KeyedWidget> keyedWidgets(const AppState &state, const QUuid &id)
+{
+    QList<KeyedWidget> rows;
+    const auto snapshot = state.snapshots().constFind(id);
+    if (snapshot == state.snapshots().cend())
+        return rows;
+    for (const WidgetData &widget : snapshot->widgets)
+        rows.append({widget.widgetKey(id), widget});
+    return state.widgetLayout().ordered(rows);
+}
+
+} // namespace
+
+SettingsController::SettingsController(AppState *state, Preferences *preferences, Services services, QObject *parent)
+    : QObject(parent)
+    , m_state(state)
+    , m_preferences(preferences)
+    , m_services(std::move(services))
+{
+    for (auto signal : {&AppState::sourcesChanged,
+                        &AppState::snapshotsChanged,
+                        &AppState::errorsChanged,
+                        &AppState::widgetLayoutChanged})
+        connect(m_state, signal, this, &SettingsController::rebuild);
+    rebuild();
+}
+
+SettingsController::~SettingsController()
+{
+    m_stop->requestStop();
+}
+
+void SettingsController::rebuild()
+{
+    QVariantList list;
+    const QList<QUuid> order = m_state->widgetLayout().orderedSourceIDs(m_state->sources());
+    for (const QUuid &id : order) {
+        const auto source = std::find_if(m_state->sources().cbegin(),
+                                         m_state->sources().cend(),
+                                         [&](const AnySourceConfig &candidate) { return candidate.id() == id; });
+        if (source == m_state->sources().cend())
+            continue;
+        QVariantList widgets;
+        for (const KeyedWidget &row : keyedWidgets(*m_state, id)) {
+            widgets.append(QVariantMap{
+                {u"key"_s, row.key},
+                {u"name"_s, row.widget.name()},
+                {u"hidden"_s, m_state->widgetLayout().hidden.contains(row.key)},
+            });
+        }
+        const auto snapshot = m_state->snapshots().constFind(id);
+        list.append(QVariantMap{
+            {u"id"_s, JsonRead::uuidText(id)},
+            {u"name"_s, source->common().displayName},
+            {u"kindLabel"_s, SettingsText::kindLabel(source->kind())},
+            {u"symbol"_s, SettingsText::kindSymbol(source->kind())},
+            {u"target"_s, SettingsText::targetText(*source)},
+            {u"statusColour"_s, statusColour(SettingsText::sourceStatus(id, m_state->snapshots(), m_state->errors()))},
+            {u"fetchedAt"_s, snapshot == m_state->snapshots().cend() ? QDateTime() : snapshot->fetchedAt},
+            {u"alertsEnabled"_s, source->common().alertsEnabled},
+            {u"widgets"_s, widgets},
+        });
+    }
+    if (list == m_sources)
+        return;
+    m_sources = list;
+    Q_EMIT sourcesChanged();
+}
+
+QString SettingsController::relativeTime(const QDateTime &date) const
+{
+    return PopoverText::relativeTime(date, QDateTime::currentDateTimeUtc());
+}
+
+QUrl SettingsController::exportFolder()
+{
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return QUrl::fromLocalFile(QDir(documents).exists() ? documents : QDir::homePath());
+}
+
+QUrl SettingsController::exportSuggestion()
+{
+    return QUrl::fromLocalFile(exportFolder().toLocalFile() + u'/' + exportFileName() + u".json"_s);
+}
+
+void SettingsController::moveSource(int from, int to)
+{
+    WidgetLayout layout = m_state->widgetLayout();
+    layout.moveSource(m_state->sources(), {from}, to);
+    m_state->setWidgetLayout(layout);
+}
+
+void SettingsController::moveWidget(const QString &sourceId, int from, int to)
+{
+    WidgetLayout layout = m_state->widgetLayout();
+    layout.moveWidget(keyedWidgets(*m_state, QUuid::fromString(sourceId)), {from}, to);
+    m_state->setWidgetLayout(layout);
+}
+
+void SettingsController::toggleAlerts(const QString &sourceId)
+{
+    const QUuid id = QUuid::fromString(sourceId);
+    for (const AnySourceConfig &source : m_state->sources()) {
+        if (source.id() != id)
+            continue;
+        AnySourceConfig changed = source;
+        changed.common().alertsEnabled = !changed.common().alertsEnabled;
+        m_state->updateSource(changed);
+        return;
+    }
+}
+
+void SettingsController::deleteSource(const QString &sourceId)
+{
+    m_state->removeSource(QUuid::fromString(sourceId));
+}
+
+void SettingsController::toggleHidden(const QString &widgetKey)
+{
+    WidgetLayout layout = m_state->widgetLayout();
+    if (!layout.hidden.remove(widgetKey))
+        layout.hidden.insert(widgetKey);
+    m_state->setWidgetLayout(layout);
+}
+
+bool SettingsController::launchAtLogin() const
+{
+    return m_preferences->launchAtLogin();
+}
+
+void SettingsController::setLaunchAtLogin(bool on)
+{
+    const bool old = m_preferences->launchAtLogin();
+    if (old == on)
+        return;
+    m_preferences->setLaunchAtLogin(on);
+    Q_EMIT launchAtLoginChanged();
+    try {
+        switch (LoginItem::actionFor(m_services.loginItem.status(), on)) {
+        case LoginItem::Action::Register:
+            m_services.loginItem.registerItem();
+            break;
+        case LoginItem::Action::Unregister:
+            m_services.loginItem.unregisterItem();
+            break;
+        case LoginItem::Action::None:
+            break;
+        }
+    } catch (const LoginItem::Error &error) {
+        // Setting it back finds the item as it was, so it asks for nothing more.
+        m_preferences->setLaunchAtLogin(old);
+        Q_EMIT launchAtLoginChanged();
+        showAlert({u"Couldn't Update Launch at Login"_s, error.text(), {}, {}});
+    }
+}
+
+QString SettingsController::permissionText() const
+{
+    return SettingsText::permissionText(m_permission);
+}
+
+bool SettingsController::permissionDenied() const
+{
+    return m_permission == AlertCenter::Authorization::Denied;
+}
+
+QString SettingsController::version() const
+{
+    return m_services.version.isEmpty() ? u"—"_s : m_services.version;
+}
+
+void SettingsController::refresh()
+{
+    // The switch mirrors the autostart entry, which the user may have removed by other means.
+    const bool enabled = m_services.loginItem.status() == LoginItem::Status::Enabled;
+    if (m_preferences->launchAtLogin() != enabled) {
+        m_preferences->setLaunchAtLogin(enabled);
+        Q_EMIT launchAtLoginChanged();
+    }
+    readPermission();
+}
+
+QCoro::Task<> SettingsController::readPermission()
+{
+    if (!m_services.authorization)
+        co_return;
+    QPointer<SettingsController> self = this;
+    const StopToken stop = m_stop;
+    auto ask = m_services.authorization;
+    const AlertCenter::Authorization status = co_await ask();
+    if (!self || stop->isStopped())
+        co_return;
+    m_permission = status;
+    Q_EMIT permissionChanged();
+}
+
+bool SettingsController::exportTo(const QUrl &file)
+{
+    const QByteArray bytes = SourcesStore::encode(m_state->sources());
+    QSaveFile out(file.toLocalFile());
+    if (!file.isLocalFile() || !out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit()) {
+        const QString reason = file.isLocalFile() ? out.errorString() : u"Only local files can be written."_s;
+        showAlert({u"Export Failed"_s, reason, {}, {}});
+        return false;
+    }
+    return true;
+}
+
+void SettingsController::importFrom(const QUrl &file)
+{
+    QList<AnySourceConfig> imported;
+    try {
+        imported = SourcesStore::importFile(file.toLocalFile());
+    } catch (const std::exception &) {
+        showAlert({u"Import Failed"_s, u"Tidewatch cannot read that file as a sources file."_s, {}, {}});
+        return;
+    }
+    if (imported.isEmpty()) {
+        showAlert({u"Import Failed"_s, u"That file holds no source."_s, {}, {}});
+        return;
+    }
+    showAlert({u"Replace Your Sources?"_s,
+               SettingsText::replaceConfirmation(m_state->sources().size(), imported.size()),
+               {},
+               {}});
+    m_pendingImport = imported;
+    Q_EMIT alertChanged();
+}
+
+void SettingsController::cancelImport()
+{
+    m_pendingImport.clear();
+    showAlert({});
+}
+
+void SettingsController::confirmImport()
+{
+    const QList<AnySourceConfig> list = std::exchange(m_pendingImport, {});
+    if (list.isEmpty())
+        return;
+    showAlert({});
+    m_state->replaceSources(list);
+    reportMissingSecrets(list);
+}
+
+QCoro::Task<> SettingsController::reportMissingSecrets(QList<AnySourceConfig> imported)
+{
+    QPointer<SettingsController> self = this;
+    const StopToken stop = m_stop;
+    CredentialStore *credentials = &m_state->credentials();
+    QPointer<AppState> state = m_state;
+    QStringList missing;
+    // What the store holds is told, not what the import is known to have done.
+    for (const AnySourceConfig &source : imported) {
+        for (const QString &name : source.credentialNames()) {
+            std::optional<QString> secret;
+            try {
+                secret = co_await credentials->read(name);
+            } catch (const std::exception &) {
+                secret.reset();
+            }
+            if (!self || !state || stop->isStopped())
+                co_return;
+            if (!secret || secret->isEmpty())
+                missing.append(source.common().displayName);
+        }
+    }
+    showAlert({u"Import Complete"_s, SettingsText::importSummary(imported.size(), missing), {}, {}});
+}
+
+void SettingsController::checkForUpdates()
+{
+    if (m_checking)
+        return;
+    m_checking = true;
+    Q_EMIT checkingChanged();
+    runUpdateCheck();
+}
+
+QCoro::Task<> SettingsController::runUpdateCheck()
+{
+    QPointer<SettingsController> self = this;
+    const StopToken stop = m_stop;
+    const ReleaseChecker checker = m_services.releaseChecker;
+    MessageAlert alert;
+    try {
+        const ReleaseCheckResult result = co_await checker.check(version(), stop);
+        if (result.kind == ReleaseCheckResult::Kind::UpToDate) {
+            alert = {u"Tidewatch Is Up to Date"_s, SettingsText::upToDateBody(result.manifest.version), {}, {}};
+        } else {
+            alert = {SettingsText::updateAvailableTitle(result.manifest.version),
+                     SettingsText::updateAvailableBody(checker.endpoint.host()),
+                     u"Download"_s,
+                     result.manifest.downloadURL};
+        }
+    } catch (const Cancelled &) {
+        co_return;
+    } catch (const std::exception &) {
+        alert = {u"Couldn't Check for Updates"_s, u"Try again when you have a network connection."_s, {}, {}};
+    }
+    if (!self || stop->isStopped())
+        co_return;
+    showAlert(alert);
+    m_checking = false;
+    Q_EMIT checkingChanged();
+}
+
+void SettingsController::showAlert(MessageAlert alert)
+{
+    m_pendingImport.clear();
+    m_alert = std::move(alert);
+    Q_EMIT alertChanged();
+}
+
+void SettingsController::dismissAlert()
+{
+    m_pendingImport.clear();
+    showAlert({});
+}
+
+void SettingsController::runAlertAction()
+{
+    const QUrl url = m_alert.actionURL;
+    dismissAlert();
+    if (url.isValid() && m_services.openURL)
+        m_services.openURL(url);
+}
+
+} // namespace tw

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "app/LoginItem.h"
+#include "app/ReleaseChecker.h"
+#include "kit/model/AnySourceConfig.h"
+#include "kit/monitor/AlertCenter.h"
+
+#include <QObject>
+#include <QUrl>
+#include <QVariantList>
+
+#include <functional>
+
+namespace tw {
+
+class AppState;
+class Preferences;
+
+// What the settings window shows and does: the source list in the user's order with each source's
+// widgets, and the general preferences with export, import, launch at login and the update check.
+// Every change is applied and saved at once. One alert is on screen at a time; a later one replaces it.
+class SettingsController : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QVariantList sources READ sources NOTIFY sourcesChanged)
+    Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
+    Q_PROPERTY(QString permissionText READ permissionText NOTIFY permissionChanged)
+    Q_PROPERTY(bool permissionDenied READ permissionDenied NOTIFY permissionChanged)
+    Q_PROPERTY(QString version READ version CONSTANT)
+    Q_PROPERTY(bool checking READ checking NOTIFY checkingChanged)
+    Q_PROPERTY(QString alertTitle READ alertTitle NOTIFY alertChanged)
+    Q_PROPERTY(QString alertBody READ alertBody NOTIFY alertChanged)
+    Q_PROPERTY(QString alertActionTitle READ alertActionTitle NOTIFY alertChanged)
+    Q_PROPERTY(bool confirmingImport READ confirmingImport NOTIFY alertChanged)
+    Q_PROPERTY(QString exportFileName READ exportFileName CONSTANT)
+
+public:
+    struct Services
+    {
+        // The desktop's notification permission; AlertCenter::authorizationStatus in the program.
+        std::function<QCoro::Task<AlertCenter::Authorization>()> authorization;
+        LoginItem loginItem;
+        ReleaseChecker releaseChecker;
+        std::function<void(const QUrl &)> openURL;
+        QString version; // "—" when empty
+    };
+
+    SettingsController(AppState *state, Preferences *preferences, Services services, QObject *parent = nullptr);
+    ~SettingsController() override;
+
+    QVariantList sources() const { return m_sources; }
+    bool launchAtLogin() const;
+    void setLaunchAtLogin(bool on);
+    QString permissionText() const;
+    bool permissionDenied() const;
+    QString version() const;
+    bool checking() const { return m_checking; }
+    QString alertTitle() const { return m_alert.title; }
+    QString alertBody() const { return m_alert.body; }
+    QString alertActionTitle() const { return m_alert.actionTitle; }
+    bool confirmingImport() const { return !m_pendingImport.isEmpty(); }
+    static QString exportFileName() { return QStringLiteral("tidewatch-sources"); }
+
+    // Offsets into the displayed lists; `to` is the row the moved one goes before (the count: last).
+    Q_INVOKABLE void moveSource(int from, int to);
+    Q_INVOKABLE void moveWidget(const QString &sourceId, int from, int to);
+    Q_INVOKABLE void toggleAlerts(const QString &sourceId);
+    Q_INVOKABLE void deleteSource(const QString &sourceId);
+    Q_INVOKABLE void toggleHidden(const QString &widgetKey);
+    Q_INVOKABLE void addSource() { Q_EMIT addSourceRequested(); }
+    Q_INVOKABLE void editSource(const QString &sourceId) { Q_EMIT editSourceRequested(sourceId); }
+    Q_INVOKABLE void showOnboarding() { Q_EMIT onboardingRequested(); }
+    Q_INVOKABLE QString relativeTime(const QDateTime &date) const;
+    // Where the save dialog starts, and the name it offers.
+    Q_INVOKABLE static QUrl exportFolder();
+    Q_INVOKABLE static QUrl exportSuggestion();
+
+    Q_INVOKABLE void refresh();
+    // Writes the export; false (with the alert up) when it could not be written.
+    Q_INVOKABLE bool exportTo(const QUrl &file);
+    Q_INVOKABLE void importFrom(const QUrl &file);
+    Q_INVOKABLE void confirmImport();
+    Q_INVOKABLE void cancelImport();
+    Q_INVOKABLE void checkForUpdates();
+    Q_INVOKABLE void dismissAlert();
+    Q_INVOKABLE void runAlertAction();
+
+Q_SIGNALS:
+    void sourcesChanged();
+    void launchAtLoginChanged();
+    void permissionChanged();
+    void checkingChanged();
+    void alertChanged();
+    void addSourceRequested();
+    void editSourceRequested(const QString &sourceId);
+    void onboardingRequested();
+
+private:
+    struct MessageAlert
+    {
+        QString title;
+        QString body;
+        QString actionTitle;
+        QUrl actionURL;
+    };
+
+    void rebuild();
+    void showAlert(MessageAlert alert);
+    QCoro::Task<> readPermission();
+    QCoro::Task<> reportMissingSecrets(QList<AnySourceConfig> imported);
+    QCoro::Task<> runUpdateCheck();
+
+    AppState *m_state;
+    Preferences *m_preferences;
+    Services m_services;
+    StopToken m_stop = makeStopToken();
+    QVariantList m_sources;
+    std::optional<AlertCenter::Authorization> m_permission;
+    MessageAlert m_alert;
+    QList<AnySourceConfig> m_pendingImport;
+    bool m_checking = false;
+};
+
+} // namespace tw

@@ -1,0 +1,10 @@
+import QtQuick
+
+// Running text that wraps in full instead of being cut.
+Text {
+    width: parent ? parent.width : 0
+    wrapMode: Text.WordWrap
+    font.pixelSize: 13
+    lineHeight: 1.15
+    color: theme.secondary
+}

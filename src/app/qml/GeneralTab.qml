@@ -1,0 +1,197 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Dialogs
+
+// Every preference not tied to one source, the sources file, and the update check.
+Item {
+    id: root
+
+    Flickable {
+        id: scroller
+        anchors.fill: parent
+        contentHeight: content.implicitHeight + 16
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar {}
+
+        Column {
+            id: content
+            x: 16
+            width: scroller.width - 32
+            spacing: 14
+
+            SettingsSection {
+                title: "App Settings"
+                SwitchRow {
+                    objectName: "general.launchAtLogin"
+                    label: "Launch at login"
+                    checked: settings.launchAtLogin
+                    onToggled: (on) => settings.launchAtLogin = on
+                }
+                Divider {}
+                Item {
+                    width: parent.width
+                    height: showAgain.implicitHeight
+                    Text { anchors.verticalCenter: parent.verticalCenter; text: "Welcome screen"; font.pixelSize: 13; color: theme.text }
+                    GhostPill {
+                        id: showAgain
+                        objectName: "general.showOnboarding"
+                        anchors.right: parent.right
+                        text: "Show Again"
+                        Accessible.name: text
+                        onClicked: settings.showOnboarding()
+                    }
+                }
+            }
+
+            SettingsSection {
+                title: "Notifications"
+                Item {
+                    width: parent.width
+                    height: Math.max(permissionLabel.implicitHeight, permissionText.implicitHeight)
+                    Text { id: permissionLabel; text: "System permission"; font.pixelSize: 13; color: theme.text }
+                    Text {
+                        id: permissionText
+                        objectName: "general.permission"
+                        anchors.right: parent.right
+                        width: parent.width - permissionLabel.width - 16
+                        horizontalAlignment: Text.AlignRight
+                        wrapMode: Text.WordWrap
+                        text: settings.permissionText
+                        font.pixelSize: 11
+                        color: settings.permissionDenied ? "#E5484D" : theme.secondary
+                    }
+                }
+                Divider {}
+                SwitchRow {
+                    objectName: "general.globalQuiet"
+                    label: "Mute all notifications"
+                    checked: prefs.globalQuiet
+                    onToggled: (on) => prefs.globalQuiet = on
+                }
+                Divider {}
+                SwitchRow {
+                    objectName: "general.soundAlerts"
+                    label: "Sound alerts"
+                    checked: prefs.soundAlerts
+                    onToggled: (on) => prefs.soundAlerts = on
+                }
+                Divider {}
+                SwitchRow {
+                    objectName: "general.notifyOnRecovery"
+                    label: "Notify on recovery"
+                    checked: prefs.notifyOnRecovery
+                    onToggled: (on) => prefs.notifyOnRecovery = on
+                }
+            }
+
+            SettingsSection {
+                title: "Accent Color"
+                AccentSection {}
+            }
+
+            SettingsSection {
+                title: "Appearance"
+                SwitchRow {
+                    objectName: "general.showSparklines"
+                    label: "Show sparklines in popover"
+                    checked: prefs.showSparklines
+                    onToggled: (on) => prefs.showSparklines = on
+                }
+                Divider {}
+                SwitchRow {
+                    objectName: "general.compactMode"
+                    label: "Compact mode"
+                    checked: prefs.compactMode
+                    onToggled: (on) => prefs.compactMode = on
+                }
+            }
+
+            SettingsSection {
+                title: "Sources File"
+                Text {
+                    width: parent.width
+                    wrapMode: Text.WordWrap
+                    text: "Save your sources to a file, or load them from one."
+                    font.pixelSize: 13
+                    color: theme.text
+                }
+                Text {
+                    width: parent.width
+                    wrapMode: Text.WordWrap
+                    text: "A file holds no password and no token. An import replaces every source."
+                    font.pixelSize: 11
+                    color: theme.secondary
+                }
+                Row {
+                    spacing: 8
+                    GhostPill {
+                        objectName: "general.export"
+                        text: "Export…"
+                        Accessible.name: text
+                        onClicked: exportDialog.open()
+                    }
+                    GhostPill {
+                        objectName: "general.import"
+                        text: "Import…"
+                        Accessible.name: text
+                        onClicked: importDialog.open()
+                    }
+                }
+            }
+
+            Item {
+                width: parent.width
+                height: 36
+                Image {
+                    id: appIcon
+                    anchors.verticalCenter: parent.verticalCenter
+                    width: 26
+                    height: 26
+                    sourceSize: Qt.size(52, 52)
+                    source: "qrc:/icons/server.svg"
+                    Accessible.ignored: true
+                }
+                Text {
+                    objectName: "general.version"
+                    anchors.left: appIcon.right
+                    anchors.leftMargin: 8
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: "Tidewatch v" + settings.version
+                    font.pixelSize: 13
+                    font.weight: Font.DemiBold
+                    color: theme.text
+                }
+                GhostPill {
+                    objectName: "general.checkForUpdates"
+                    anchors.right: parent.right
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: settings.checking ? "Checking…" : "Check for Updates"
+                    enabled: !settings.checking
+                    Accessible.name: "Check for Updates"
+                    onClicked: settings.checkForUpdates()
+                }
+            }
+        }
+    }
+
+    FileDialog {
+        id: exportDialog
+        objectName: "general.exportDialog"
+        title: "Export Sources"
+        fileMode: FileDialog.SaveFile
+        nameFilters: ["JSON files (*.json)"]
+        defaultSuffix: "json"
+        currentFolder: settings.exportFolder()
+        selectedFile: settings.exportSuggestion()
+        onAccepted: settings.exportTo(selectedFile)
+    }
+    FileDialog {
+        id: importDialog
+        objectName: "general.importDialog"
+        title: "Import Sources"
+        fileMode: FileDialog.OpenFile
+        nameFilters: ["JSON files (*.json)", "All files (*)"]
+        onAccepted: settings.importFrom(selectedFile)
+    }
+}

@@ -1,0 +1,79 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Dialogs
+
+// The settings window: the sources with everything that acts on one of them, and the general
+// preferences. Every change is applied and saved at once.
+Rectangle {
+    id: root
+    objectName: "settings.root"
+    property string tab: "sources"
+    width: 480
+    height: 540
+    color: theme.window
+    Accessible.role: Accessible.Pane
+    Accessible.name: "Tidewatch Settings"
+    Keys.onEscapePressed: hostWindow.close()
+
+    Row {
+        id: tabBar
+        anchors.horizontalCenter: parent.horizontalCenter
+        y: 12
+        spacing: 6
+        Repeater {
+            model: ["Sources", "General"]
+            delegate: Button {
+                id: tabButton
+                required property string modelData
+                readonly property bool selected: root.tab === modelData.toLowerCase()
+                objectName: "settings.tab." + modelData
+                text: modelData
+                checkable: true
+                checked: selected
+                Accessible.name: modelData
+                Accessible.role: Accessible.PageTab
+                Accessible.selected: selected
+                onClicked: root.tab = modelData.toLowerCase()
+                leftPadding: 14
+                rightPadding: 14
+                topPadding: 5
+                bottomPadding: 5
+                contentItem: Text {
+                    text: tabButton.text
+                    font.pixelSize: 13
+                    font.weight: Font.DemiBold
+                    color: tabButton.selected ? prefs.onAccent : theme.text
+                }
+                background: Rectangle {
+                    radius: height / 2
+                    color: tabButton.selected ? prefs.accent : "transparent"
+                    border.width: tabButton.visualFocus ? 2 : 0
+                    border.color: theme.text
+                }
+            }
+        }
+    }
+
+    Item {
+        id: page
+        anchors.top: tabBar.bottom
+        anchors.topMargin: 12
+        anchors.bottom: parent.bottom
+        width: parent.width
+
+        SourcesTab { anchors.fill: parent; visible: root.tab === "sources" }
+        GeneralTab { anchors.fill: parent; visible: root.tab === "general" }
+    }
+
+    MessageAlert {
+        id: alert
+        objectName: "settings.alert"
+        anchors.fill: parent
+        title: settings.alertTitle
+        body: settings.alertBody
+        actionTitle: settings.confirmingImport ? "Replace" : settings.alertActionTitle
+        cancelTitle: settings.confirmingImport ? "Cancel" : "OK"
+        onDismissed: settings.confirmingImport ? settings.cancelImport() : settings.dismissAlert()
+        onAction: settings.confirmingImport ? settings.confirmImport() : settings.runAlertAction()
+    }
+}

@@ -1,0 +1,32 @@
+import QtQuick
+
+// A titled card of the General tab.
+Column {
+    id: root
+    property string title
+    default property alias content: body.data
+    width: parent ? parent.width : 0
+    spacing: 6
+    Text {
+        text: root.title
+        font.pixelSize: 11
+        font.weight: Font.DemiBold
+        color: theme.secondary
+        Accessible.role: Accessible.Heading
+        Accessible.name: text
+    }
+    Rectangle {
+        width: parent.width
+        height: body.implicitHeight + 20
+        radius: 12
+        color: theme.cardFill
+        border.color: theme.hairline
+        Column {
+            id: body
+            x: 12
+            y: 10
+            width: parent.width - 24
+            spacing: 8
+        }
+    }
+}

@@ -1,0 +1,92 @@
+import QtQuick
+import QtQuick.Controls
+import "DragOrder.js" as DragOrder
+
+// The sources in the user's order. A drag on a row's handle reorders; each row carries its widgets,
+// which can be hidden from the popover and reordered the same way.
+Item {
+    id: root
+
+    Column {
+        objectName: "settings.sources.empty"
+        visible: settings.sources.length === 0
+        anchors.centerIn: parent
+        width: parent.width - 80
+        spacing: 12
+        Icon { symbol: "server.rack"; size: 40; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+        Text {
+            width: parent.width
+            horizontalAlignment: Text.AlignHCenter
+            text: "No Sources Yet"
+            font.pixelSize: 17
+            font.bold: true
+            color: theme.text
+        }
+        Text {
+            width: parent.width
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.WordWrap
+            text: "Tidewatch watches the services, hosts, and game servers you add here."
+            font.pixelSize: 12
+            color: theme.secondary
+        }
+        ProminentPill {
+            objectName: "settings.sources.addFirst"
+            anchors.horizontalCenter: parent.horizontalCenter
+            text: "+  Add Your First Source"
+            Accessible.name: "Add Your First Source"
+            onClicked: settings.addSource()
+        }
+    }
+
+    Flickable {
+        id: scroller
+        visible: settings.sources.length > 0
+        anchors.top: parent.top
+        anchors.bottom: footer.top
+        width: parent.width
+        contentHeight: list.implicitHeight
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar {}
+
+        Column {
+            id: list
+            objectName: "settings.sources.list"
+            x: 14
+            width: scroller.width - 28
+            spacing: 10
+            Repeater {
+                id: rows
+                model: settings.sources
+                delegate: SourceRow {
+                    required property var modelData
+                    required property int index
+                    width: list.width
+                    source: modelData
+                    onDropped: (y) => {
+                        const target = DragOrder.target(rows, list, index, mapToItem(list, 0, y).y)
+                        if (target >= 0)
+                            settings.moveSource(index, target)
+                    }
+                }
+            }
+        }
+    }
+
+    Item {
+        id: footer
+        visible: settings.sources.length > 0
+        anchors.bottom: parent.bottom
+        width: parent.width
+        height: visible ? 52 : 0
+        Rectangle { width: parent.width; height: 1; color: theme.hairline }
+        GhostPill {
+            objectName: "settings.sources.add"
+            anchors.centerIn: parent
+            text: "+  Add Source"
+            Accessible.name: "Add Source"
+            onClicked: settings.addSource()
+        }
+    }
+}

@@ -1,0 +1,354 @@
+#include "app/OnboardingController.h"
+#include "app/PopoverModel.h"
+#include "app/Preferences.h"
+#include "app/QmlWindow.h"
+#include "app/SettingsController.h"
+#include "app/Theme.h"
+#include "app/TidewatchApp.h"
+#include "kit/model/JsonRead.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "support/Await.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+#include "support/TestData.h"
+
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QList<QQuickItem *> findAll(QQuickItem *root, const QString &name)
+{
+    QList<QQuickItem *> hits;
+    if (!root)
+        return hits;
+    if (root->objectName() == name && root->isVisible())
+        hits.append(root);
+    for (QQuickItem *child : root->childItems())
+        hits += findAll(child, name);
+    return hits;
+}
+
+QQuickItem *find(QQuickItem *root, const QString &name)
+{
+    return findAll(root, name).value(0);
+}
+
+WidgetData service(const QString &name)
+{
+    return ServiceRow{name, name, ServiceStatus::Up, 10.0, {}};
+}
+
+TCPPortConfig port(const QString &name)
+{
+    TCPPortConfig config(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
+    config.alertThreshold = 1;
+    return config;
+}
+
+// The settings and welcome windows over a real hub whose providers are scripted and whose
+// notifications are counted.
+struct Rig
+{
+    QTemporaryDir dir;
+    FakeProviders providers;
+    ManualSleeper sleeper;
+    ManualSleeper historySleeper;
+    std::shared_ptr<QSettings> settings;
+    std::shared_ptr<InMemoryCredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
+    QList<AlertEvent> posted;
+    std::unique_ptr<AppState> state;
+    std::unique_ptr<Preferences> preferences;
+    std::unique_ptr<Theme> theme;
+    std::unique_ptr<PopoverModel> popoverRows;
+    std::unique_ptr<SettingsController> controller;
+    std::unique_ptr<OnboardingController> onboarding;
+    std::unique_ptr<QQmlEngine> engine;
+    std::unique_ptr<QmlWindow> window;
+    std::unique_ptr<QmlWindow> welcome;
+
+    explicit Rig(const QList<AnySourceConfig> &sources)
+        : settings(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+    {
+        SourcesStore::save(sources, dir.path());
+        AppState::Environment environment;
+        environment.credentials = credentials;
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = settings;
+        environment.makeProvider = providers.maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = historySleeper.function();
+        environment.postAlert = [this](const AlertEvent &event, bool) {
+            posted.append(event);
+        };
+        environment.deferPolling = true;
+        state = std::make_unique<AppState>(environment);
+        preferences = std::make_unique<Preferences>(settings);
+        theme = std::make_unique<Theme>();
+        popoverRows = std::make_unique<PopoverModel>(state.get());
+        auto authorization = []() -> QCoro::Task<AlertCenter::Authorization> {
+            co_return AlertCenter::Authorization::Authorized;
+        };
+        SettingsController::Services services{
+            authorization,
+            LoginItem(dir.filePath(u"autostart/tidewatch.desktop"_s), u"/usr/bin/tidewatch"_s),
+            {},
+            {},
+            u"1.0.0"_s};
+        controller = std::make_unique<SettingsController>(state.get(), preferences.get(), services);
+        onboarding = std::make_unique<OnboardingController>(state.get(), preferences.get(), authorization);
+        engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
+        window = std::make_unique<QmlWindow>(
+            QmlWindow::Options{QUrl(u"qrc:/qml/Settings.qml"_s),
+                               u"Tidewatch Settings"_s,
+                               QSize(480, 540),
+                               {{u"settings"_s, QVariant::fromValue<QObject *>(controller.get())}}},
+            [this] { return engine.get(); });
+        welcome = std::make_unique<QmlWindow>(
+            QmlWindow::Options{QUrl(u"qrc:/qml/Onboarding.qml"_s),
+                               u"Welcome to Tidewatch"_s,
+                               QSize(520, 560),
+                               {{u"onboarding"_s, QVariant::fromValue<QObject *>(onboarding.get())}}},
+            [this] { return engine.get(); });
+        QObject::connect(welcome.get(), &QmlWindow::shown, onboarding.get(), &OnboardingController::opened);
+        QObject::connect(welcome.get(), &QmlWindow::hidden, onboarding.get(), &OnboardingController::closed);
+    }
+    ~Rig()
+    {
+        window.reset();
+        welcome.reset();
+    }
+
+    QQuickItem *show()
+    {
+        window->show();
+        if (!QTest::qWaitForWindowExposed(window->view()))
+            return nullptr;
+        return window->view()->rootObject();
+    }
+    QQuickItem *root() { return window->view()->rootObject(); }
+    QString text(const QString &name)
+    {
+        QQuickItem *item = find(root(), name);
+        return item ? item->property("text").toString() : u"<missing %1>"_s.arg(name);
+    }
+    void click(QQuickItem *item)
+    {
+        QVERIFY(item);
+        const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+        QTest::mouseClick(item->window(), Qt::LeftButton, {}, centre);
+    }
+    void click(const QString &name) { click(find(root(), name)); }
+    // Drags a grip from its centre to the middle of the `target` row's own grip, plus `below` points.
+    void drag(QQuickItem *grip, QQuickItem *target, int below)
+    {
+        QQuickWindow *view = grip->window();
+        const QPoint from = grip->mapToScene(QPointF(grip->width() / 2, grip->height() / 2)).toPoint();
+        const QPoint to =
+            target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint() + QPoint(0, below);
+        QTest::mousePress(view, Qt::LeftButton, {}, from);
+        for (int step = 1; step <= 5; ++step)
+            QTest::mouseMove(view, from + (to - from) * step / 5);
+        QTest::mouseRelease(view, Qt::LeftButton, {}, to);
+    }
+    QStringList names(const QString &itemName)
+    {
+        QStringList list;
+        for (QQuickItem *item : findAll(root(), itemName))
+            list.append(item->property("text").toString());
+        return list;
+    }
+    QStringList popoverNames()
+    {
+        QStringList list;
+        for (int i = 0; i < popoverRows->rowCount(); ++i)
+            list.append(
+                popoverRows->data(popoverRows->index(i), PopoverModel::RowRole).toMap().value(u"name"_s).toString());
+        return list;
+    }
+};
+
+} // namespace
+
+class SettingsViewTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void draggingASourceReordersThePopover_data()
+    {
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("onto");
+        QTest::addColumn<int>("below"); // points past the target grip's centre
+        QTest::addColumn<QStringList>("order");
+        QTest::newRow("first below the last") << 0 << 2 << 40 << QStringList{u"Beta"_s, u"Gamma"_s, u"Alpha"_s};
+        QTest::newRow("last above the first") << 2 << 0 << -10 << QStringList{u"Gamma"_s, u"Alpha"_s, u"Beta"_s};
+        QTest::newRow("dropped on itself") << 1 << 1 << 0 << QStringList{u"Alpha"_s, u"Beta"_s, u"Gamma"_s};
+    }
+    void draggingASourceReordersThePopover()
+    {
+        Rig rig({port(u"Alpha"_s), port(u"Beta"_s), port(u"Gamma"_s)});
+        QVERIFY(rig.show());
+        const QList<QQuickItem *> grips = findAll(rig.root(), u"settings.source.handle"_s);
+        QCOMPARE(grips.size(), 3);
+        rig.drag(grips[TW_DATA(int, from)], grips[TW_DATA(int, onto)], TW_DATA(int, below));
+        QTRY_COMPARE(rig.names(u"settings.source.name"_s), TW_DATA(QStringList, order));
+        rig.state->startSync();
+        QTRY_COMPARE(rig.popoverNames(), TW_DATA(QStringList, order));
+        // The file keeps its own order; only the layout moved, and it is saved.
+        QCOMPARE(rig.state->sources()[0].common().displayName, u"Alpha"_s);
+        QCOMPARE(WidgetLayout::load(*rig.settings), rig.state->widgetLayout());
+    }
+
+    void widgetsReorderAndHideWhileHiddenOnesStayListed()
+    {
+        const TCPPortConfig config = port(u"Kuma"_s);
+        Rig rig({config});
+        rig.providers.setWidgets(config.id, {service(u"db"_s), service(u"web"_s), service(u"mail"_s)});
+        rig.state->startSync();
+        QVERIFY(rig.show());
+        QTRY_COMPARE(rig.names(u"settings.widget.name"_s), (QStringList{u"db"_s, u"web"_s, u"mail"_s}));
+
+        // Hide "web": still listed here with its show button, gone from the popover.
+        QQuickItem *eye = findAll(rig.root(), u"settings.widget.visibility"_s)[1];
+        QCOMPARE(eye->property("tip").toString(), u"Hide web"_s);
+        QMetaObject::invokeMethod(eye, "clicked");
+        QTRY_COMPARE(findAll(rig.root(), u"settings.widget.visibility"_s)[1]->property("tip").toString(),
+                     u"Show web"_s);
+        QCOMPARE(rig.names(u"settings.widget.name"_s).size(), 3);
+        QTRY_COMPARE(rig.popoverRows->data(rig.popoverRows->index(0), PopoverModel::ChildrenRole).toList().size(), 2);
+
+        // Drag "mail" above "db", across the hidden one.
+        const QList<QQuickItem *> grips = findAll(rig.root(), u"settings.widget.handle"_s);
+        rig.drag(grips[2], grips[0], -8);
+        QTRY_COMPARE(rig.names(u"settings.widget.name"_s), (QStringList{u"mail"_s, u"db"_s, u"web"_s}));
+        const QVariantList children =
+            rig.popoverRows->data(rig.popoverRows->index(0), PopoverModel::ChildrenRole).toList();
+        QCOMPARE(children.value(0).toMap().value(u"name"_s).toString(), u"mail"_s);
+        QCOMPARE(children.value(1).toMap().value(u"name"_s).toString(), u"db"_s);
+    }
+
+    void mutedSourceWithholdsItsAlerts()
+    {
+        const TCPPortConfig muted = port(u"Muted"_s);
+        const TCPPortConfig loud = port(u"Loud"_s);
+        Rig rig({muted, loud});
+        QVERIFY(rig.show());
+        QList<QQuickItem *> bells = findAll(rig.root(), u"settings.source.alerts"_s);
+        rig.click(bells[0]);
+        QTRY_VERIFY(!rig.state->sources()[0].common().alertsEnabled);
+        QTRY_COMPARE(findAll(rig.root(), u"settings.source.alerts"_s)[0]->property("symbol").toString(),
+                     u"bell.slash"_s);
+        QCOMPARE(SourcesStore::load(rig.dir.path())[0].common().alertsEnabled, false);
+
+        rig.providers.failWith(muted.id, u"refused"_s);
+        rig.providers.failWith(loud.id, u"refused"_s);
+        rig.state->startSync();
+        QTRY_VERIFY(rig.state->errors().size() == 2);
+        QTRY_VERIFY(!rig.posted.isEmpty());
+        for (const AlertEvent &event : rig.posted)
+            QCOMPARE(event.sourceID, loud.id);
+    }
+
+    void deletingTheLastSourceShowsTheEmptyState()
+    {
+        Rig rig({port(u"Only"_s)});
+        QVERIFY(rig.show());
+        QVERIFY(!find(rig.root(), u"settings.sources.empty"_s));
+        QVERIFY(!find(rig.root(), u"settings.sources.addFirst"_s));
+        rig.click(u"settings.source.delete"_s);
+        QTRY_VERIFY(find(rig.root(), u"settings.sources.empty"_s));
+        QVERIFY(rig.state->sources().isEmpty());
+        QVERIFY(!find(rig.root(), u"settings.sources.add"_s));
+        QVERIFY(SourcesStore::load(rig.dir.path()).isEmpty());
+    }
+
+    void importAsksFirstThenNamesMissingSecrets()
+    {
+        Rig rig({port(u"Old"_s)});
+        KumaConfig kuma(QUuid::createUuid(), u"Rack Kuma"_s, u"https://kuma.lan"_s);
+        kuma.passwordRef = u"kuma-secret"_s;
+        const QString file = rig.dir.filePath(u"two.json"_s);
+        {
+            QFile out(file);
+            QVERIFY(out.open(QIODevice::WriteOnly));
+            out.write(SourcesStore::encode({kuma, port(u"Router"_s)}));
+        }
+        QVERIFY(rig.show());
+        rig.click(u"settings.tab.General"_s);
+        rig.controller->importFrom(QUrl::fromLocalFile(file));
+        QTRY_COMPARE(rig.text(u"alert.title"_s), u"Replace Your Sources?"_s);
+        QCOMPARE(rig.text(u"alert.body"_s), u"Tidewatch deletes 1 source and adds 2 sources from the file."_s);
+        QCOMPARE(rig.text(u"alert.action"_s), u"Replace"_s);
+        QCOMPARE(rig.state->sources().size(), 1); // nothing happens before the answer
+        rig.click(u"alert.action"_s);
+        QTRY_COMPARE(rig.text(u"alert.title"_s), u"Import Complete"_s);
+        QCOMPARE(rig.text(u"alert.body"_s),
+                 u"Tidewatch now polls 2 sources. Open each of these sources and enter its password or token "
+                 "again: Rack Kuma."_s);
+        QCOMPARE(rig.state->sources().size(), 2);
+        rig.click(u"alert.cancel"_s);
+        QTRY_VERIFY(!find(rig.root(), u"alert.title"_s));
+    }
+
+    void closingOnboardingOnItsFirstStepCompletesIt()
+    {
+        Rig rig({});
+        QVERIFY(!rig.preferences->onboardingCompleted());
+        rig.welcome->show();
+        QVERIFY(QTest::qWaitForWindowExposed(rig.welcome->view()));
+        QQuickItem *root = rig.welcome->view()->rootObject();
+        QCOMPARE(find(root, u"onboarding.title"_s)->property("text").toString(), u"Welcome to Tidewatch"_s);
+        QCOMPARE(find(root, u"onboarding.back"_s)->property("text").toString(), u"Skip"_s);
+        rig.welcome->view()->close(); // the title bar's button
+        QTRY_VERIFY(rig.preferences->onboardingCompleted());
+    }
+
+    void onboardingStepsAndSourceCount()
+    {
+        Rig rig({});
+        rig.welcome->show();
+        QVERIFY(QTest::qWaitForWindowExposed(rig.welcome->view()));
+        QQuickItem *root = rig.welcome->view()->rootObject();
+        rig.click(find(root, u"onboarding.next"_s));
+        QTRY_COMPARE(find(root, u"onboarding.title"_s)->property("text").toString(), u"Add your first source"_s);
+        QVERIFY(!find(root, u"onboarding.added"_s));
+        rig.state->addSource(port(u"One"_s));
+        QTRY_COMPARE(find(root, u"onboarding.added"_s)->property("text").toString(), u"1 source added"_s);
+        rig.state->addSource(port(u"Two"_s));
+        QTRY_COMPARE(find(root, u"onboarding.added"_s)->property("text").toString(), u"2 sources added"_s);
+        rig.click(find(root, u"onboarding.next"_s));
+        QTRY_VERIFY(find(root, u"onboarding.notificationsOn"_s));
+        QCOMPARE(find(root, u"onboarding.next"_s)->property("text").toString(), u"Done"_s);
+        QVERIFY(!rig.preferences->onboardingCompleted());
+        rig.click(find(root, u"onboarding.next"_s));
+        QTRY_VERIFY(!rig.welcome->isVisible());
+        QVERIFY(rig.preferences->onboardingCompleted());
+    }
+
+    void launchAtLoginSwitchWritesAndRemovesTheEntry()
+    {
+        Rig rig({});
+        QVERIFY(rig.show());
+        rig.click(u"settings.tab.General"_s);
+        const QString entry = rig.dir.filePath(u"autostart/tidewatch.desktop"_s);
+        rig.click(u"general.launchAtLogin.switch"_s);
+        QTRY_VERIFY(QFile::exists(entry));
+        QVERIFY(rig.preferences->launchAtLogin());
+        rig.click(u"general.launchAtLogin.switch"_s);
+        QTRY_VERIFY(!QFile::exists(entry));
+        QVERIFY(!rig.preferences->launchAtLogin());
+    }
+};
+
+QTEST_MAIN(SettingsViewTest)
+#include "SettingsViewTest.moc"
