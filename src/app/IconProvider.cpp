@@ -45,6 +45,11 @@ const QHash<QString, QString> &symbolTable()
         {u"curlybraces"_s, u"braces"_s},
         {u"xmark"_s, u"x"_s},
         {u"gauge.with.dots.needle.33percent"_s, u"gauge"_s},
+        {u"checkmark.seal"_s, u"badge-check"_s},
+        {u"cube"_s, u"box"_s},
+        {u"chevron.left"_s, u"chevron-left"_s},
+        {u"magnifyingglass"_s, u"search"_s},
+        {u"xmark.circle"_s, u"circle-x"_s},
         {u"pencil"_s, u"pencil"_s},
     };
     return table;

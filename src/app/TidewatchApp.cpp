@@ -9,9 +9,11 @@
 #include "app/Preferences.h"
 #include "app/QmlWindow.h"
 #include "app/SettingsController.h"
+#include "app/SourceEditor.h"
 #include "app/Theme.h"
 #include "app/TrayController.h"
 #include "kit/monitor/AlertCenter.h"
+#include "kit/monitor/ProviderRegistry.h"
 #include "kit/transport/BoundedHTTPClient.h"
 
 #include <QCoreApplication>
@@ -48,6 +50,11 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     , m_controller(new PopoverController(m_state, m_rows, this))
     , m_popover(new PopoverWindow(
           m_controller,
+          [this] { return qmlEngine(); },
+          this))
+    , m_sourceEditor(new SourceEditor(
+          m_state,
+          ProviderRegistry::maker(),
           [this] { return qmlEngine(); },
           this))
     , m_tray(new TrayController(m_state, this))
@@ -88,6 +95,10 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     connect(m_settings, &SettingsController::addSourceRequested, this, &TidewatchApp::addSourceRequested);
     connect(m_settings, &SettingsController::editSourceRequested, this, &TidewatchApp::editSourceRequested);
     connect(m_onboarding, &OnboardingController::addSourceRequested, this, &TidewatchApp::addSourceRequested);
+    connect(this, &TidewatchApp::addSourceRequested, m_sourceEditor, &SourceEditor::add);
+    connect(this, &TidewatchApp::editSourceRequested, m_sourceEditor, [this](const QString &sourceId) {
+        m_sourceEditor->edit(QUuid::fromString(sourceId));
+    });
     connect(m_tray, &TrayController::popoverRequested, this, [this] { m_popover->toggle(m_tray->iconGeometry()); });
     connect(m_tray, &TrayController::settingsRequested, this, &TidewatchApp::settingsRequested);
     connect(m_tray, &TrayController::quitRequested, this, &TidewatchApp::quit);
@@ -103,6 +114,8 @@ TidewatchApp::~TidewatchApp()
     // Windows go before the engine that made their items.
     delete m_popover;
     m_popover = nullptr;
+    delete m_sourceEditor;
+    m_sourceEditor = nullptr;
     delete m_settingsWindow;
     m_settingsWindow = nullptr;
     delete m_onboardingWindow;

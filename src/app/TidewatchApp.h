@@ -20,6 +20,7 @@ class Preferences;
 class Theme;
 class PopoverModel;
 class PopoverWindow;
+class SourceEditor;
 class TrayController;
 
 // The top of the program: one hub, the tray icon, the popover, and a quit that keeps every sample.
@@ -55,6 +56,8 @@ public:
     TrayController &tray() { return *m_tray; }
     PopoverWindow &popover() { return *m_popover; }
     Preferences &preferences() { return *m_preferences; }
+    // The add/edit sheet, for the settings window and onboarding.
+    SourceEditor *sourceEditor() { return m_sourceEditor; }
     SettingsController &settings() { return *m_settings; }
     OnboardingController &onboarding() { return *m_onboarding; }
     QmlWindow &settingsWindow() { return *m_settingsWindow; }
@@ -82,6 +85,7 @@ private:
     PopoverModel *m_rows;
     PopoverController *m_controller;
     PopoverWindow *m_popover;
+    SourceEditor *m_sourceEditor;
     TrayController *m_tray;
     std::shared_ptr<AlertCenter> m_alerts;
     SettingsController *m_settings;

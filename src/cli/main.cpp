@@ -1,5 +1,6 @@
 // tidewatch-cli: the headless front end over the monitoring library, for boxes without a tray and
 // for scripts (exit statuses follow the Nagios convention where a command reports health).
+#include "cli/AddCommand.h"
 #include "cli/CheckCommand.h"
 #include "cli/GamesCommand.h"
 #include "cli/SecretCommand.h"
@@ -24,6 +25,7 @@ QList<Command> commands()
 {
     return {
         {QStringLiteral("check"), tw::CheckCommand::synopsis(), tw::CheckCommand::run},
+        {QStringLiteral("add"), tw::AddCommand::synopsis(), tw::AddCommand::run},
         {QStringLiteral("watch"), tw::WatchCommand::synopsis(), tw::WatchCommand::run},
         {QStringLiteral("games"), tw::GamesCommand::synopsis(), tw::GamesCommand::run},
         {QStringLiteral("secret"), tw::SecretCommand::synopsis(), tw::SecretCommand::run},

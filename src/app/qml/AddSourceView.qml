@@ -1,0 +1,394 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// The sheet that adds or edits a source: a chooser of kinds when adding, then the form of the
+// chosen kind. Everything it decides comes from `sheet` (SourceSheetController).
+Rectangle {
+    id: root
+    objectName: "source.sheet"
+    width: 480
+    height: 640
+    color: theme.window
+    // The kind whose row has the keyboard focus, for "Next".
+    property string pendingKind: ""
+
+    Keys.onEscapePressed: sheet.cancel()
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 16
+        spacing: 12
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: 6
+            SymbolButton {
+                objectName: "source.back"
+                visible: !sheet.choosing && !sheet.editing
+                symbol: "chevron.left"
+                tip: "Back"
+                onClicked: sheet.back()
+            }
+            Text {
+                objectName: "source.header"
+                text: sheet.header
+                color: theme.text
+                font.pixelSize: 17
+                font.bold: true
+                Layout.fillWidth: true
+            }
+        }
+
+        // The chooser.
+        ColumnLayout {
+            visible: sheet.choosing
+            spacing: 8
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            Text {
+                text: "Choose a type of source to monitor:"
+                color: theme.secondary
+                font.pixelSize: 13
+            }
+            Repeater {
+                model: sheet.kinds
+                delegate: ItemDelegate {
+                    required property var modelData
+                    objectName: "source.kind." + modelData.kind
+                    Layout.fillWidth: true
+                    height: 44
+                    focusPolicy: Qt.StrongFocus
+                    Accessible.name: modelData.title
+                    onClicked: sheet.chooseKind(modelData.kind)
+                    onActiveFocusChanged: if (activeFocus) root.pendingKind = modelData.kind
+                    contentItem: RowLayout {
+                        spacing: 10
+                        Rectangle {
+                            width: 30
+                            height: 30
+                            radius: 8
+                            color: Qt.rgba(prefs.accent.r, prefs.accent.g, prefs.accent.b, 0.14)
+                            Icon { anchors.centerIn: parent; symbol: modelData.icon; size: 16; color: prefs.accent }
+                        }
+                        Text {
+                            text: modelData.title
+                            color: theme.text
+                            font.pixelSize: 14
+                            font.weight: Font.DemiBold
+                            Layout.fillWidth: true
+                        }
+                        Text {
+                            text: modelData.line
+                            color: theme.secondary
+                            font.pixelSize: 12
+                        }
+                    }
+                    background: Rectangle {
+                        radius: 10
+                        color: parent.hovered ? theme.hairline : theme.cardFill
+                        border.width: parent.visualFocus ? 2 : 1
+                        border.color: parent.visualFocus ? prefs.accent : theme.hairline
+                    }
+                }
+            }
+            Text {
+                text: "Quick start — begin with a filled-in example:"
+                color: theme.secondary
+                font.pixelSize: 13
+                topPadding: 6
+            }
+            Flow {
+                spacing: 8
+                Layout.fillWidth: true
+                Repeater {
+                    model: sheet.examples
+                    delegate: GhostPill {
+                        required property var modelData
+                        objectName: "source.example." + modelData.example
+                        text: modelData.label
+                        Accessible.name: modelData.label
+                        leftPadding: 10
+                        contentItem: Row {
+                            spacing: 6
+                            Icon {
+                                anchors.verticalCenter: parent.verticalCenter
+                                symbol: modelData.icon
+                                size: 13
+                                color: prefs.accent
+                            }
+                            Text {
+                                anchors.verticalCenter: parent.verticalCenter
+                                text: modelData.label
+                                font.pixelSize: 13
+                                font.weight: Font.DemiBold
+                                color: theme.text
+                            }
+                        }
+                        onClicked: sheet.chooseExample(modelData.example)
+                    }
+                }
+            }
+            Item { Layout.fillHeight: true }
+        }
+
+        // The form.
+        ScrollView {
+            id: scroller
+            visible: !sheet.choosing
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            contentWidth: availableWidth
+            clip: true
+
+            ColumnLayout {
+                width: scroller.availableWidth
+                spacing: 10
+
+                FormTextField {
+                    objectName: "source.name"
+                    label: "Name"
+                    value: sheet.displayName
+                    onEdited: text => sheet.displayName = text
+                }
+
+                FormTextField {
+                    objectName: "source.url"
+                    visible: sheet.kind !== "gameServer" && sheet.kind !== "tcpPort"
+                    label: sheet.kind === "kuma" || sheet.kind === "beszel" ? "Server URL" : "URL"
+                    placeholder: sheet.kind === "kuma" ? "https://status.home.lan"
+                               : sheet.kind === "beszel" ? "https://beszel.home.lan" : ""
+                    value: sheet.baseURL
+                    hint: sheet.urlHint
+                    onEdited: text => sheet.baseURL = text
+                }
+                FormTextField {
+                    objectName: "source.username"
+                    visible: sheet.kind === "kuma"
+                    label: "Username (Metrics Auth)"
+                    value: sheet.username
+                    onEdited: text => sheet.username = text
+                }
+                FormTextField {
+                    objectName: "source.secret"
+                    visible: sheet.kind === "kuma" || sheet.kind === "beszel" || sheet.kind === "jsonWidget"
+                    label: sheet.kind === "kuma" ? "Password (API Key)"
+                         : sheet.kind === "beszel" ? "API Token" : "Bearer Token (Optional)"
+                    secure: true
+                    placeholder: sheet.hasStoredSecret ? "Leave blank to keep the current secret" : ""
+                    value: sheet.secret
+                    onEdited: text => sheet.secret = text
+                }
+                FormTextField {
+                    objectName: "source.slug"
+                    visible: sheet.kind === "kuma"
+                    label: "Or Status Page Slug"
+                    placeholder: "public"
+                    value: sheet.statusPageSlug
+                    onEdited: text => sheet.statusPageSlug = text
+                }
+                RowLayout {
+                    visible: sheet.kind === "tcpPort"
+                    spacing: 8
+                    Layout.fillWidth: true
+                    FormTextField {
+                        objectName: "source.host"
+                        label: "Host"
+                        placeholder: "nas.local"
+                        value: sheet.host
+                        hint: sheet.hostHint
+                        onEdited: text => sheet.host = text
+                    }
+                    FormTextField {
+                        objectName: "source.port"
+                        label: "Port"
+                        value: sheet.port
+                        Layout.fillWidth: false
+                        Layout.preferredWidth: 90
+                        onEdited: text => sheet.port = text
+                    }
+                }
+                ColumnLayout {
+                    visible: sheet.kind === "jsonWidget"
+                    spacing: 3
+                    Layout.fillWidth: true
+                    Text {
+                        text: "Fields (label = dot.path, one per line):"
+                        color: theme.text
+                        font.pixelSize: 12
+                        font.weight: Font.DemiBold
+                    }
+                    TextArea {
+                        objectName: "source.fields"
+                        Layout.fillWidth: true
+                        Layout.preferredHeight: 90
+                        text: sheet.fieldsText
+                        font.family: "monospace"
+                        font.pixelSize: 12
+                        wrapMode: TextEdit.NoWrap
+                        Accessible.name: "Fields"
+                        onTextChanged: if (activeFocus) sheet.fieldsText = text
+                        background: Rectangle {
+                            radius: 6
+                            color: theme.cardFill
+                            border.width: 1
+                            border.color: parent.activeFocus ? prefs.accent : theme.hairline
+                        }
+                    }
+                }
+
+                GameSourceForm {
+                    visible: sheet.kind === "gameServer"
+                }
+
+                FormTextField {
+                    objectName: "source.interval"
+                    label: "Check Every (Seconds)"
+                    value: sheet.pollSeconds
+                    Layout.fillWidth: false
+                    Layout.preferredWidth: 160
+                    onEdited: text => sheet.pollSeconds = text
+                }
+
+                // Alerts.
+                ColumnLayout {
+                    spacing: 4
+                    Layout.fillWidth: true
+                    Text {
+                        text: "Alerts"
+                        color: theme.text
+                        font.pixelSize: 12
+                        font.weight: Font.DemiBold
+                    }
+                    Switch {
+                        objectName: "source.alerts"
+                        text: "Notify when this source goes down"
+                        checked: sheet.alertsEnabled
+                        Accessible.name: "Alerts"
+                        onToggled: sheet.alertsEnabled = checked
+                    }
+                    RowLayout {
+                        visible: sheet.alertsEnabled
+                        spacing: 8
+                        Text {
+                            objectName: "source.thresholdLabel"
+                            text: "Alert after " + sheet.alertThreshold.toFixed(0) + " failed checks"
+                            color: theme.text
+                            font.pixelSize: 13
+                        }
+                        SpinBox {
+                            objectName: "source.threshold"
+                            from: 1
+                            to: 10
+                            stepSize: 1
+                            editable: false
+                            value: sheet.alertThreshold
+                            Accessible.name: "Alert after " + value + " failed checks"
+                            onValueModified: sheet.alertThreshold = value
+                        }
+                    }
+                }
+            }
+        }
+
+        Text {
+            objectName: "source.error"
+            visible: !sheet.choosing && text !== ""
+            text: sheet.validationMessage
+            color: "#d93025"
+            font.pixelSize: 12
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
+        }
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: 8
+            RowLayout {
+                objectName: "source.testStatus"
+                visible: !sheet.choosing && sheet.testPassed !== undefined && sheet.testPassed !== null
+                spacing: 4
+                Layout.fillWidth: true
+                Icon {
+                    symbol: sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
+                    color: sheet.testPassed === true ? "#34a853" : "#d93025"
+                    size: 14
+                }
+                Text {
+                    objectName: "source.testText"
+                    text: sheet.testPassed === true ? "Connected" : "Failed: " + sheet.testText
+                    color: theme.text
+                    font.pixelSize: 12
+                    elide: Text.ElideRight
+                    Layout.fillWidth: true
+                    ToolTip.visible: hover.hovered && truncated
+                    ToolTip.text: sheet.testText
+                    HoverHandler { id: hover }
+                }
+            }
+            Item {
+                visible: sheet.choosing || sheet.testPassed === undefined || sheet.testPassed === null
+                Layout.fillWidth: true
+            }
+            GhostPill {
+                objectName: "source.cancel"
+                text: "Cancel"
+                Accessible.name: "Cancel"
+                onClicked: sheet.cancel()
+            }
+            GhostPill {
+                objectName: "source.test"
+                visible: !sheet.choosing
+                text: sheet.testing ? "Testing…" : "Test Connection"
+                Accessible.name: text
+                enabled: sheet.complete && !sheet.testing
+                onClicked: sheet.testConnection()
+            }
+            ProminentPill {
+                objectName: "source.save"
+                visible: !sheet.choosing
+                text: sheet.editing ? "Save Changes" : "Save Source"
+                Accessible.name: text
+                enabled: sheet.complete && !sheet.testing && !sheet.saving
+                opacity: enabled ? (down ? 0.8 : 1) : 0.45
+                onClicked: sheet.save()
+            }
+            ProminentPill {
+                objectName: "source.next"
+                visible: sheet.choosing
+                text: "Next"
+                Accessible.name: "Next"
+                enabled: root.pendingKind !== ""
+                opacity: enabled ? (down ? 0.8 : 1) : 0.45
+                onClicked: sheet.chooseKind(root.pendingKind)
+            }
+        }
+    }
+
+    // A failed write of the secret: the sheet stays open and nothing was added or changed.
+    Dialog {
+        id: saveFailed
+        objectName: "source.saveFailed"
+        anchors.centerIn: parent
+        width: 340
+        modal: true
+        title: "Couldn't Save Source"
+        standardButtons: Dialog.Ok
+        Text {
+            objectName: "source.saveFailedText"
+            width: parent.width
+            text: sheet.saveError
+            color: theme.text
+            font.pixelSize: 13
+            wrapMode: Text.WordWrap
+        }
+        onClosed: sheet.dismissSaveError()
+    }
+    Connections {
+        target: sheet
+        function onStatusChanged() {
+            if (sheet.saveError !== "" && !saveFailed.opened)
+                saveFailed.open()
+        }
+    }
+}

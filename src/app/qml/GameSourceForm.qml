@@ -1,0 +1,190 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// The game server part of the source sheet: the searchable game picker, the address, and the
+// secret, TLS and query port fields that only some games' query engines use.
+ColumnLayout {
+    id: form
+    spacing: 10
+    Layout.fillWidth: true
+
+    // The picker's rows, flattened with their section's title for the list's section headers.
+    readonly property var pickerRows: {
+        var rows = []
+        var sections = sheet.gameSections
+        for (var s = 0; s < sections.length; ++s) {
+            for (var g = 0; g < sections[s].games.length; ++g)
+                rows.push({ id: sections[s].games[g].id, name: sections[s].games[g].name, section: sections[s].title })
+        }
+        return rows
+    }
+
+    Text {
+        text: "Game"
+        color: theme.text
+        font.pixelSize: 12
+        font.weight: Font.DemiBold
+    }
+    TextField {
+        objectName: "source.gameSearch"
+        Layout.fillWidth: true
+        placeholderText: "Search Games"
+        text: sheet.gameSearch
+        font.pixelSize: 13
+        Accessible.name: "Search Games"
+        onTextEdited: sheet.gameSearch = text
+    }
+    Rectangle {
+        Layout.fillWidth: true
+        Layout.preferredHeight: 150
+        radius: 8
+        color: theme.cardFill
+        border.width: 1
+        border.color: theme.hairline
+        ListView {
+            id: picker
+            objectName: "source.gamePicker"
+            anchors.fill: parent
+            anchors.margins: 1
+            clip: true
+            model: form.pickerRows
+            Accessible.role: Accessible.List
+            Accessible.name: "Game"
+            ScrollBar.vertical: ScrollBar { }
+            section.property: "section"
+            section.delegate: Text {
+                required property string section
+                text: section
+                leftPadding: 8
+                topPadding: 4
+                bottomPadding: 2
+                color: theme.secondary
+                font.pixelSize: 11
+                font.weight: Font.DemiBold
+            }
+            delegate: ItemDelegate {
+                required property var modelData
+                objectName: "source.game." + modelData.id
+                width: ListView.view.width
+                height: 24
+                highlighted: modelData.id === sheet.gameID
+                focusPolicy: Qt.StrongFocus
+                Accessible.name: modelData.name
+                Accessible.role: Accessible.ListItem
+                contentItem: Text {
+                    text: modelData.name
+                    leftPadding: 4
+                    color: parent.highlighted ? prefs.onAccent : theme.text
+                    font.pixelSize: 13
+                    verticalAlignment: Text.AlignVCenter
+                }
+                background: Rectangle {
+                    radius: 5
+                    color: parent.highlighted ? prefs.accent : parent.hovered ? theme.hairline : "transparent"
+                    border.width: parent.visualFocus ? 1 : 0
+                    border.color: prefs.accent
+                }
+                onClicked: sheet.gameID = modelData.id
+            }
+        }
+    }
+    Text {
+        objectName: "source.setupNote"
+        visible: sheet.setupNote !== ""
+        text: sheet.setupNote
+        color: theme.secondary
+        font.pixelSize: 11
+        wrapMode: Text.WordWrap
+        Layout.fillWidth: true
+    }
+
+    RowLayout {
+        spacing: 8
+        Layout.fillWidth: true
+        FormTextField {
+            objectName: "source.host"
+            label: "Host"
+            placeholder: "mc.home.lan"
+            value: sheet.host
+            hint: sheet.hostHint
+            onEdited: text => sheet.host = text
+        }
+        FormTextField {
+            objectName: "source.port"
+            label: "Port"
+            value: sheet.port
+            Layout.fillWidth: false
+            Layout.preferredWidth: 90
+            onEdited: text => sheet.port = text
+        }
+    }
+
+    ColumnLayout {
+        visible: sheet.usesWebAPI
+        spacing: 2
+        Layout.fillWidth: true
+        Switch {
+            objectName: "source.useTLS"
+            text: "Use HTTPS"
+            checked: sheet.useTLS
+            Accessible.name: "Use HTTPS"
+            onToggled: sheet.useTLS = checked
+        }
+        Text {
+            text: "Turn on when this server is behind a TLS proxy. Off sends every request over plain HTTP."
+            color: theme.secondary
+            font.pixelSize: 11
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
+        }
+    }
+
+    FormTextField {
+        objectName: "source.gameSecret"
+        visible: sheet.credentialUse !== "none"
+        label: sheet.credentialUse === "required" ? "Admin Password" : "Players Token (Optional)"
+        secure: true
+        placeholder: sheet.hasStoredSecret ? "Leave blank to keep the current secret"
+                   : sheet.credentialUse === "required" ? "AdminPassword in PalWorldSettings.ini" : "sv_playersToken"
+        value: sheet.secret
+        onEdited: text => sheet.secret = text
+    }
+    Text {
+        objectName: "source.secretNote"
+        visible: sheet.credentialUse !== "none"
+        text: sheet.credentialUse === "optional"
+              ? "Without a token the player count stays correct and the player names stay hidden."
+              : sheet.useTLS
+                ? "This is Palworld's admin password. Tidewatch only reads status, but the credential grants full control."
+                : "This is Palworld's admin password. Tidewatch only reads status, but the credential grants full control. Without HTTPS it goes over plain HTTP on every check, so use it on a trusted network only."
+        color: theme.secondary
+        font.pixelSize: 11
+        wrapMode: Text.WordWrap
+        Layout.fillWidth: true
+    }
+
+    ColumnLayout {
+        visible: sheet.usesQueryPort
+        spacing: 4
+        Layout.fillWidth: true
+        property bool open: false
+        ToolButton {
+            id: advanced
+            objectName: "source.advanced"
+            text: "Advanced"
+            checkable: true
+            Accessible.name: "Advanced"
+            icon.source: "image://icon/" + (checked ? "chevron.down" : "chevron.right") + "?color=" + encodeURIComponent(theme.secondary.toString())
+            font.pixelSize: 12
+        }
+        FormTextField {
+            objectName: "source.queryPort"
+            visible: advanced.checked
+            label: "Query Port (Optional)"
+            placeholder: "Leave blank to find it"
+            value: sheet.gameQueryPort
+            onEdited: text => sheet.gameQueryPort = text
+        }
+    }
+}

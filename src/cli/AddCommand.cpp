@@ -1,0 +1,315 @@
+#include "AddCommand.h"
+
+#include "cli/CliSupport.h"
+#include "kit/model/JSONFileStore.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/KeychainCredentialStore.h"
+
+#include <QCoroTask>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+#include <QStringDecoder>
+#include <QTextStream>
+
+#include <iostream>
+#include <string>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace tw::AddCommand {
+
+namespace {
+
+using SourceType = SourceFormState::SourceType;
+
+// Flags that take a value, and where the value goes. --game and --port are applied in that order
+// whatever their order on the line, so a given port is never replaced by the game's default.
+const QStringList valueFlags{u"--name"_s,
+                             u"--url"_s,
+                             u"--host"_s,
+                             u"--port"_s,
+                             u"--game"_s,
+                             u"--query-port"_s,
+                             u"--username"_s,
+                             u"--slug"_s,
+                             u"--field"_s,
+                             u"--interval"_s,
+                             u"--alert-after"_s,
+                             u"--sources"_s,
+                             u"--credentials"_s};
+
+std::optional<QString> readSecretLine()
+{
+    std::string line;
+    if (!std::getline(std::cin, line) && line.empty())
+        return std::nullopt;
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(QByteArrayView(line.data(), qsizetype(line.size())));
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
+QCoro::Task<std::optional<QString>> writeToKeyring(QString name, QString secret)
+{
+    KeychainCredentialStore store;
+    try {
+        co_await store.write(name, secret);
+        co_return std::nullopt;
+    } catch (const std::exception &error) {
+        co_return QString::fromUtf8(error.what());
+    }
+}
+
+// The secret goes into the JSON file of names to secrets that `check` and `watch` read, created
+// readable by the user alone.
+std::optional<QString> writeToFile(const QString &path, const QString &name, const QString &secret)
+{
+    QJsonObject secrets;
+    if (QFile::exists(path)) {
+        QTextStream quiet(stderr);
+        bool ok = false;
+        // Refuses a file others may read, as the commands that use it do.
+        CliSupport::credentials(path, quiet, &ok);
+        if (!ok)
+            return u"cannot use "_s + path;
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return file.errorString();
+        secrets = QJsonDocument::fromJson(file.read(JSONFileStore::maxFileBytes)).object();
+    }
+    secrets.insert(name, secret);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return file.errorString();
+    file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    file.write(QJsonDocument(secrets).toJson());
+    if (!file.commit())
+        return file.errorString();
+    return std::nullopt;
+}
+
+} // namespace
+
+QString synopsis()
+{
+    return u"add KIND --name NAME [flags]   add a source (kinds: kuma beszel gameServer httpPing tcpPort jsonWidget)"_s;
+}
+
+std::variant<Request, QString> parse(const QStringList &arguments)
+{
+    if (arguments.isEmpty() || arguments.first().startsWith(u'-'))
+        return u"the kind of source comes first: kuma, beszel, gameServer, httpPing, tcpPort or jsonWidget"_s;
+    const auto type = sourceTypeFromText(arguments.first());
+    if (!type)
+        return u"unknown kind '"_s + arguments.first()
+            + u"'; use kuma, beszel, gameServer, httpPing, tcpPort or jsonWidget"_s;
+
+    Request request;
+    request.form = SourceFormState(*type);
+    SourceFormState &form = request.form;
+    std::optional<QString> game;
+    std::optional<QString> port;
+    QStringList fields;
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString flag = arguments.at(i);
+        if (flag == u"--no-alerts"_s) {
+            form.alertsEnabled = false;
+            continue;
+        }
+        if (flag == u"--tls"_s) {
+            form.useTLS = true;
+            continue;
+        }
+        if (flag == u"--secret-stdin"_s) {
+            request.secretFromStdin = true;
+            continue;
+        }
+        if (!valueFlags.contains(flag))
+            return u"unknown option '"_s + flag + u'\'';
+        if (i + 1 >= arguments.size())
+            return flag + u" needs a value"_s;
+        const QString value = arguments.at(++i);
+        if (flag == u"--name"_s)
+            form.displayName = value;
+        else if (flag == u"--url"_s)
+            form.baseURL = value;
+        else if (flag == u"--host"_s)
+            form.host = value;
+        else if (flag == u"--port"_s)
+            port = value;
+        else if (flag == u"--game"_s)
+            game = value;
+        else if (flag == u"--query-port"_s)
+            form.gameQueryPort = value;
+        else if (flag == u"--username"_s)
+            form.username = value;
+        else if (flag == u"--slug"_s)
+            form.statusPageSlug = value;
+        else if (flag == u"--field"_s)
+            fields.append(value);
+        else if (flag == u"--interval"_s)
+            form.pollSeconds = value;
+        else if (flag == u"--sources"_s)
+            request.sourcesFile = value;
+        else if (flag == u"--credentials"_s)
+            request.credentialsFile = value;
+        else if (flag == u"--alert-after"_s) {
+            bool ok = false;
+            const int count = value.toInt(&ok);
+            if (!ok || count < 1 || count > 10)
+                return u"--alert-after takes a whole number from 1 to 10"_s;
+            form.alertThreshold = count;
+        }
+    }
+    if (game) {
+        if (*type == SourceType::GameServer && !GameRegistry::definition(*game))
+            return u"unknown game '"_s + *game + u"'; the games are listed by: tidewatch-cli add gameServer --help"_s;
+        form.chooseGame(*game);
+    }
+    if (port)
+        form.editPort(*port);
+    for (const QString &field : fields) {
+        const auto parsed = SourceFormState::parseFields(field);
+        if (parsed.size() != 1)
+            return u"--field takes 'label = path', got '"_s + field + u'\'';
+        form.jsonFields.append(parsed.first());
+    }
+    return request;
+}
+
+std::optional<QString> problem(const SourceFormState &form)
+{
+    if (const auto message = form.validationMessage())
+        return message;
+    if (form.isComplete())
+        return std::nullopt;
+    if (form.displayName.trimmed().isEmpty())
+        return u"Give the source a name with --name."_s;
+    switch (form.type) {
+    case SourceType::Kuma:
+        if (form.baseURL.isEmpty())
+            return u"Give the server's address with --url."_s;
+        return u"Give a status page with --slug, or a metrics user with --username and its password with "
+               "--secret-stdin."_s;
+    case SourceType::Beszel:
+        if (form.baseURL.isEmpty())
+            return u"Give the hub's address with --url."_s;
+        return u"A Beszel hub needs its API token: pass --secret-stdin and write the token to standard input."_s;
+    case SourceType::HTTPPing:
+        return u"Give the address to check with --url."_s;
+    case SourceType::JSONWidget:
+        if (form.baseURL.isEmpty())
+            return u"Give the endpoint's address with --url."_s;
+        return u"Give at least one --field 'label = dot.path'."_s;
+    case SourceType::GameServer:
+        if (form.credentialUse() == GameDefinition::CredentialUse::Required && form.secret.isEmpty())
+            return u"This game needs its admin password: pass --secret-stdin and write it to standard input."_s;
+        [[fallthrough]];
+    case SourceType::TCPPort:
+        return u"Give the server with --host (host or host:port) and --port."_s;
+    }
+    return u"The source is not complete."_s;
+}
+
+int run(const QStringList &arguments)
+{
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    if (arguments.value(0) == u"--help"_s || arguments.value(0) == u"-h"_s || arguments.value(1) == u"--help"_s) {
+        out << "usage: tidewatch-cli add KIND --name NAME [flags]\n"
+               "  kuma        --url URL (--slug SLUG | --username USER --secret-stdin)\n"
+               "  beszel      --url URL --secret-stdin            (the API token)\n"
+               "  gameServer  --game ID --host HOST [--port PORT] [--query-port PORT] [--tls] [--secret-stdin]\n"
+               "  httpPing    --url URL\n"
+               "  tcpPort     --host HOST[:PORT] [--port PORT]\n"
+               "  jsonWidget  --url URL --field 'label = dot.path' [--field …] [--secret-stdin]   (bearer token)\n"
+               "common: --interval SECONDS (5-3600) --alert-after N (1-10) --no-alerts\n"
+               "        --sources FILE (a sources.json other than the application's)\n"
+               "        --credentials FILE (keep the secret in this JSON file instead of the keyring)\n"
+               "A URL without a scheme gets https:// in front. The secret is read from standard input, one line.\n";
+        if (arguments.value(0) == u"gameServer"_s) {
+            out << "\ngames:\n";
+            for (const auto &game : GameRegistry::all())
+                out << "  " << game.id << "  " << game.displayName << '\n';
+        }
+        return 0;
+    }
+    const auto parsed = parse(arguments);
+    if (const auto *usage = std::get_if<QString>(&parsed)) {
+        err << "tidewatch-cli add: " << *usage << '\n';
+        return 64;
+    }
+    Request request = std::get<Request>(parsed);
+    if (request.secretFromStdin) {
+        if (::isatty(STDIN_FILENO))
+            err << "Secret: " << Qt::flush;
+        const auto secret = readSecretLine();
+        if (!secret || secret->isEmpty()) {
+            err << "tidewatch-cli add: no secret, or one that is not UTF-8 text, on standard input; nothing added\n";
+            return 65;
+        }
+        request.form.secret = *secret;
+    }
+    if (const auto why = problem(request.form)) {
+        err << "tidewatch-cli add: " << *why << '\n';
+        return 65;
+    }
+
+    const QString directory = request.sourcesFile.isEmpty()
+        ? SourcesStore::defaultDirectory()
+        : QFileInfo(request.sourcesFile).absoluteDir().absolutePath();
+    if (!request.sourcesFile.isEmpty() && QFileInfo(request.sourcesFile).fileName() != u"sources.json"_s) {
+        err << "tidewatch-cli add: --sources must name a file called sources.json\n";
+        return 64;
+    }
+    const QString path = SourcesStore::sourcesPath(directory);
+    QList<AnySourceConfig> sources;
+    if (QFile::exists(path)) {
+        // A file that cannot be read is left alone: adding to nothing would lose its sources.
+        const auto existing = CliSupport::readSources(path, err);
+        if (!existing)
+            return 65;
+        sources = *existing;
+    }
+
+    const QUuid id = QUuid::createUuid();
+    const auto config = request.form.makeConfig(id);
+    if (!config) {
+        err << "tidewatch-cli add: the source is not complete\n";
+        return 65;
+    }
+    // The secret first: a source that names a secret that is not there would only fail its polls.
+    const auto name = request.form.credentialRef(id);
+    if (name && !request.form.secret.isEmpty()) {
+        const std::optional<QString> error = request.credentialsFile.isEmpty()
+            ? QCoro::waitFor(writeToKeyring(*name, request.form.secret))
+            : writeToFile(request.credentialsFile, *name, request.form.secret);
+        if (error) {
+            err << "tidewatch-cli add: Couldn't Save Source: " << *error << '\n';
+            return 69;
+        }
+    }
+    sources.append(*config);
+    try {
+        SourcesStore::save(sources, directory);
+    } catch (const std::exception &error) {
+        err << "tidewatch-cli add: Couldn't Save Source: " << QString::fromUtf8(error.what()) << '\n';
+        return 73;
+    }
+    out << "Added " << config->common().displayName << " (" << toText(config->kind()) << ") as "
+        << id.toString(QUuid::WithoutBraces).toUpper() << " to " << path << ".\n";
+    if (const auto target = request.form.normalizedBaseURL())
+        out << "Using " << *target << ".\n";
+    out << "Restart Tidewatch if it is running, so that it reads the new source.\n";
+    return 0;
+}
+
+} // namespace tw::AddCommand

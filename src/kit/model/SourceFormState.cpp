@@ -1,0 +1,569 @@
+#include "SourceFormState.h"
+
+#include <QRegularExpression>
+#include <QUrl>
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace tw {
+
+namespace {
+
+using Kind = AnySourceConfig::Kind;
+using CredentialUse = GameDefinition::CredentialUse;
+using Engine = GameDefinition::Engine;
+
+Kind kindOf(SourceFormState::SourceType type)
+{
+    // The two enumerations list the kinds in the same order.
+    return static_cast<Kind>(static_cast<int>(type));
+}
+
+QString trimmedOfBlanks(const QString &text)
+{
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    const auto blank = [](QChar c) {
+        return c.isSpace() && c != u'\n' && c != u'\r';
+    };
+    while (begin < end && blank(text.at(begin)))
+        ++begin;
+    while (end > begin && blank(text.at(end - 1)))
+        --end;
+    return text.mid(begin, end - begin);
+}
+
+bool hasWhiteSpace(const QString &text)
+{
+    return std::any_of(text.begin(), text.end(), [](QChar c) { return c.isSpace(); });
+}
+
+// A base-10 integer with an optional sign and nothing else: no blanks, no fraction, no "0x".
+std::optional<qint64> strictInteger(QStringView text)
+{
+    if (text.startsWith(u'+') || text.startsWith(u'-')) {
+        if (text.size() == 1)
+            return std::nullopt;
+    }
+    const QStringView digits = (text.startsWith(u'+') || text.startsWith(u'-')) ? text.mid(1) : text;
+    if (digits.isEmpty() || digits.size() > 18)
+        return std::nullopt;
+    for (QChar c : digits) {
+        if (c < u'0' || c > u'9')
+            return std::nullopt;
+    }
+    const qint64 value = digits.toLongLong();
+    return text.startsWith(u'-') ? -value : value;
+}
+
+std::optional<qint64> portNumber(QStringView text)
+{
+    const auto value = strictInteger(text);
+    if (!value || *value < 1 || *value > 65535)
+        return std::nullopt;
+    return value;
+}
+
+QUrl parsedURL(const QString &text)
+{
+    return QUrl(text, QUrl::StrictMode);
+}
+
+bool beginsWithHTTP(const QString &text)
+{
+    const QString lower = text.toLower();
+    return lower.startsWith(u"http://"_s) || lower.startsWith(u"https://"_s);
+}
+
+// Nothing for an id without a row: two unknown games count as one engine.
+std::optional<Engine> engineOf(const std::optional<GameDefinition> &game)
+{
+    return game ? std::optional(game->engine) : std::nullopt;
+}
+
+CredentialUse credentialUseOf(const std::optional<GameDefinition> &game)
+{
+    return game ? game->credentialUse() : CredentialUse::None;
+}
+
+std::optional<QString> nonEmpty(const QString &text)
+{
+    if (text.isEmpty())
+        return std::nullopt;
+    return text;
+}
+
+bool present(const std::optional<QString> &ref)
+{
+    return ref && !ref->isEmpty();
+}
+
+} // namespace
+
+SourceFormState::SourceFormState(SourceType kind)
+    : type(kind)
+    , gameID(QString::fromLatin1(GameRegistry::defaultGameID))
+    , pollSeconds(kind == SourceType::Beszel ? u"30"_s : u"60"_s)
+{
+    const auto game = GameRegistry::definition(gameID);
+    port = QString::number(game ? game->defaultPort : 0);
+}
+
+SourceFormState::SourceFormState(Example example)
+    : SourceFormState(example == Example::StatusPage    ? SourceType::Kuma
+                          : example == Example::Website ? SourceType::HTTPPing
+                                                        : SourceType::GameServer)
+{
+    switch (example) {
+    case Example::StatusPage:
+        displayName = u"Status Page"_s;
+        baseURL = QString::fromLatin1(exampleServiceURL);
+        statusPageSlug = u"public"_s;
+        break;
+    case Example::Website:
+        displayName = u"Website"_s;
+        baseURL = QString::fromLatin1(exampleWebsiteURL);
+        break;
+    case Example::Minecraft:
+        displayName = u"Minecraft Server"_s;
+        host = QString::fromLatin1(exampleMinecraftHost);
+        break;
+    }
+}
+
+SourceFormState::SourceFormState(const AnySourceConfig &config)
+    : SourceFormState(static_cast<SourceType>(static_cast<int>(config.kind())))
+{
+    const SourceConfig &common = config.common();
+    displayName = common.displayName;
+    alertsEnabled = common.alertsEnabled;
+    // An edited source keeps its port whatever game is chosen later.
+    portEdited = true;
+    const double interval = common.pollInterval;
+    pollSeconds =
+        std::isfinite(interval) ? QString::number(static_cast<qint64>(std::clamp(interval, 5.0, 3600.0))) : u"60"_s;
+    alertThreshold = std::clamp<qint64>(common.alertThreshold, 1, 10);
+
+    std::visit(
+        [this](const auto &c) {
+            using T = std::decay_t<decltype(c)>;
+            if constexpr (std::is_same_v<T, KumaConfig>) {
+                baseURL = c.baseURL;
+                username = c.username.value_or(QString());
+                statusPageSlug = c.statusPageSlug.value_or(QString());
+                hasStoredSecret = present(c.passwordRef);
+            } else if constexpr (std::is_same_v<T, BeszelConfig>) {
+                baseURL = c.baseURL;
+                hasStoredSecret = !c.tokenRef.isEmpty();
+            } else if constexpr (std::is_same_v<T, GameServerConfig>) {
+                gameID = c.gameID;
+                host = c.host;
+                port = QString::number(c.port);
+                gameQueryPort = c.queryPort ? QString::number(*c.queryPort) : QString();
+                useTLS = c.useTLS;
+                hasStoredSecret = present(c.credentialRef);
+            } else if constexpr (std::is_same_v<T, HTTPPingConfig>) {
+                baseURL = c.url;
+            } else if constexpr (std::is_same_v<T, TCPPortConfig>) {
+                host = c.host;
+                port = QString::number(c.port);
+            } else if constexpr (std::is_same_v<T, JSONWidgetConfig>) {
+                baseURL = c.url;
+                jsonFields = c.fields;
+                hasStoredSecret = present(c.bearerTokenRef);
+            }
+        },
+        config.payload());
+}
+
+std::optional<double> SourceFormState::parsedPollSeconds() const
+{
+    const auto value = strictInteger(pollSeconds.trimmed());
+    if (!value || *value < 5 || *value > 3600)
+        return std::nullopt;
+    return static_cast<double>(*value);
+}
+
+std::optional<QString> SourceFormState::normalizedBaseURL() const
+{
+    if (baseURL.trimmed().isEmpty() || beginsWithHTTP(baseURL))
+        return std::nullopt;
+    if (!parsedURL(baseURL).host().isEmpty())
+        return std::nullopt;
+    const QUrl completed = parsedURL(u"https://"_s + baseURL);
+    if (!completed.isValid() || completed.host().isEmpty() || !completed.userName().isEmpty()
+        || !completed.password().isEmpty())
+        return std::nullopt;
+    return u"https://"_s + baseURL;
+}
+
+std::optional<std::pair<QString, QString>> SourceFormState::parsedHostPort() const
+{
+    const QString text = host.trimmed();
+    if (text.isEmpty() || hasWhiteSpace(text))
+        return std::nullopt;
+    const QStringList pieces = text.split(u':');
+    if (pieces.size() != 2 || pieces[0].isEmpty() || pieces[1].isEmpty())
+        return std::nullopt;
+    const QStringView portText = pieces[1].startsWith(u'+') ? QStringView(pieces[1]).mid(1) : QStringView(pieces[1]);
+    if (portText.startsWith(u'-'))
+        return std::nullopt;
+    const auto number = portNumber(portText);
+    if (!number)
+        return std::nullopt;
+    return std::pair{pieces[0], QString::number(*number)};
+}
+
+std::optional<qint64> SourceFormState::parsedQueryPort() const
+{
+    return portNumber(gameQueryPort.trimmed());
+}
+
+bool SourceFormState::urlHasCredentials() const
+{
+    if (baseURL.isEmpty())
+        return false;
+    const QUrl url = parsedURL(baseURL);
+    return url.isValid() && (!url.userName().isEmpty() || !url.password().isEmpty());
+}
+
+bool SourceFormState::urlHasWrongScheme() const
+{
+    if (baseURL.isEmpty())
+        return false;
+    const QUrl url = parsedURL(baseURL);
+    if (!url.isValid() || url.scheme().isEmpty())
+        return false;
+    const QString scheme = url.scheme().toLower();
+    return scheme != u"http" && scheme != u"https" && !normalizedBaseURL();
+}
+
+bool SourceFormState::urlHasNoHost() const
+{
+    if (baseURL.isEmpty() || !beginsWithHTTP(baseURL) || normalizedBaseURL())
+        return false;
+    return parsedURL(baseURL).host().isEmpty();
+}
+
+bool SourceFormState::hostIsBad() const
+{
+    if (host.isEmpty() || parsedHostPort())
+        return false;
+    static const QRegularExpression scheme(u"^[a-zA-Z][a-zA-Z0-9+.-]*://"_s);
+    const QString text = host.trimmed();
+    return text.isEmpty() || hasWhiteSpace(text) || scheme.match(text).hasMatch() || text.contains(u':');
+}
+
+bool SourceFormState::queryPortIsBad() const
+{
+    return type == SourceType::GameServer && !gameQueryPort.trimmed().isEmpty() && !parsedQueryPort();
+}
+
+std::optional<QString> SourceFormState::validationMessage() const
+{
+    if (urlHasCredentials())
+        return u"The URL contains a username/password. Remove it and use the username/token field(s) below instead."_s;
+    if (urlHasWrongScheme())
+        return u"Enter a full URL starting with http:// or https://."_s;
+    if (urlHasNoHost())
+        return u"Enter a full URL including a host, e.g. "_s + QString::fromLatin1(exampleServiceURL) + u"."_s;
+    if (hostIsBad())
+        return u"Enter a plain host or IP, like "_s + QString::fromLatin1(exampleHostName) + u" or "_s
+            + QString::fromLatin1(examplePrivateAddress) + u" — no spaces, line breaks, or scheme."_s;
+    if (!parsedPollSeconds())
+        return u"Enter a check interval between 5 and 3600 seconds."_s;
+    if (queryPortIsBad())
+        return u"Enter a query port between 1 and 65535, or leave it blank."_s;
+    return std::nullopt;
+}
+
+std::optional<std::pair<QString, qint64>> SourceFormState::hostAndPort() const
+{
+    if (const auto split = parsedHostPort())
+        return std::pair{split->first, split->second.toLongLong()};
+    const QString name = host.trimmed();
+    const auto number = portNumber(port.trimmed());
+    if (name.isEmpty() || !number)
+        return std::nullopt;
+    return std::pair{name, *number};
+}
+
+bool SourceFormState::isComplete() const
+{
+    if (displayName.trimmed().isEmpty() || !parsedPollSeconds())
+        return false;
+    if (urlHasCredentials() || urlHasWrongScheme() || urlHasNoHost() || hostIsBad())
+        return false;
+    switch (type) {
+    case SourceType::Kuma:
+        return !baseURL.isEmpty() && ((!username.isEmpty() && hasSecret()) || !statusPageSlug.isEmpty());
+    case SourceType::Beszel:
+        return !baseURL.isEmpty() && hasSecret();
+    case SourceType::GameServer:
+        return hostAndPort() && !queryPortIsBad() && (credentialUse() != CredentialUse::Required || hasSecret());
+    case SourceType::HTTPPing:
+        return !baseURL.isEmpty();
+    case SourceType::TCPPort:
+        return hostAndPort().has_value();
+    case SourceType::JSONWidget:
+        return !baseURL.isEmpty() && !jsonFields.isEmpty();
+    }
+    return false;
+}
+
+std::optional<GameDefinition> SourceFormState::game() const
+{
+    return GameRegistry::definition(gameID);
+}
+
+GameDefinition::CredentialUse SourceFormState::credentialUse() const
+{
+    if (type != SourceType::GameServer)
+        return CredentialUse::None;
+    return credentialUseOf(game());
+}
+
+std::optional<QString> SourceFormState::credentialRef(const QUuid &id) const
+{
+    if (!hasSecret())
+        return std::nullopt;
+    switch (type) {
+    case SourceType::HTTPPing:
+    case SourceType::TCPPort:
+        return std::nullopt;
+    case SourceType::GameServer:
+        // Only the engines that send a secret get a name for one; a typed secret for any other
+        // game is never stored.
+        if (const auto engine = engineOf(game()); engine != Engine::PalworldREST && engine != Engine::FiveMHTTP)
+            return std::nullopt;
+        break;
+    default:
+        break;
+    }
+    return AnySourceConfig::credentialName(kindOf(type), id);
+}
+
+std::optional<AnySourceConfig> SourceFormState::makeConfig(const QUuid &id) const
+{
+    const auto interval = parsedPollSeconds();
+    if (!isComplete() || !interval)
+        return std::nullopt;
+    const QString url = normalizedBaseURL().value_or(baseURL);
+    const QString name = displayName.trimmed();
+    const auto common = [&](SourceConfig &c) {
+        c.pollInterval = *interval;
+        c.alertsEnabled = alertsEnabled;
+        c.alertThreshold = alertThreshold;
+    };
+    switch (type) {
+    case SourceType::Kuma: {
+        KumaConfig c(id, name, url);
+        common(c);
+        c.username = nonEmpty(username);
+        c.passwordRef = credentialRef(id);
+        c.statusPageSlug = nonEmpty(statusPageSlug);
+        return c;
+    }
+    case SourceType::Beszel: {
+        BeszelConfig c(id, name, url, credentialRef(id).value_or(QString()));
+        common(c);
+        return c;
+    }
+    case SourceType::GameServer: {
+        const auto [h, p] = *hostAndPort();
+        GameServerConfig c(id, name, gameID, h, p);
+        common(c);
+        c.queryPort = parsedQueryPort();
+        c.credentialRef = credentialRef(id);
+        c.useTLS = useTLS;
+        return c;
+    }
+    case SourceType::HTTPPing: {
+        HTTPPingConfig c(id, name, url);
+        common(c);
+        return c;
+    }
+    case SourceType::TCPPort: {
+        const auto [h, p] = *hostAndPort();
+        TCPPortConfig c(id, name, h, p);
+        common(c);
+        return c;
+    }
+    case SourceType::JSONWidget: {
+        JSONWidgetConfig c(id, name, url, jsonFields);
+        common(c);
+        c.bearerTokenRef = credentialRef(id);
+        return c;
+    }
+    }
+    return std::nullopt;
+}
+
+void SourceFormState::chooseGame(const QString &id)
+{
+    const auto before = game();
+    const auto after = GameRegistry::definition(id);
+    gameID = id;
+    if (!portEdited)
+        port = QString::number(after ? after->defaultPort : 0);
+    // A secret belongs to one query engine: FiveM's token works for RedM, not for Palworld.
+    if (credentialUseOf(before) != credentialUseOf(after) || engineOf(before) != engineOf(after)) {
+        secret.clear();
+        hasStoredSecret = false;
+    }
+}
+
+void SourceFormState::editPort(const QString &text)
+{
+    port = text;
+    portEdited = true;
+}
+
+QString SourceFormState::fieldsText(const QList<JSONWidgetConfig::FieldMapping> &fields)
+{
+    QStringList lines;
+    for (const auto &field : fields)
+        lines.append(field.label + u" = "_s + field.path);
+    return lines.join(u'\n');
+}
+
+QList<JSONWidgetConfig::FieldMapping> SourceFormState::parseFields(const QString &text)
+{
+    QList<JSONWidgetConfig::FieldMapping> fields;
+    for (const QString &line : text.split(u'\n', Qt::SkipEmptyParts)) {
+        const qsizetype equals = line.indexOf(u'=');
+        if (equals < 0)
+            continue;
+        fields.append({trimmedOfBlanks(line.left(equals)), trimmedOfBlanks(line.mid(equals + 1))});
+    }
+    return fields;
+}
+
+QList<SourceFormState::SourceType> SourceFormState::allTypes()
+{
+    return {SourceType::Kuma,
+            SourceType::Beszel,
+            SourceType::GameServer,
+            SourceType::HTTPPing,
+            SourceType::TCPPort,
+            SourceType::JSONWidget};
+}
+
+QList<SourceFormState::Example> SourceFormState::allExamples()
+{
+    return {Example::StatusPage, Example::Website, Example::Minecraft};
+}
+
+QString SourceFormState::title(SourceType type)
+{
+    switch (type) {
+    case SourceType::Kuma:
+        return u"Uptime Kuma"_s;
+    case SourceType::Beszel:
+        return u"Beszel"_s;
+    case SourceType::GameServer:
+        return u"Game Server"_s;
+    case SourceType::HTTPPing:
+        return u"HTTP Ping"_s;
+    case SourceType::TCPPort:
+        return u"TCP Port"_s;
+    case SourceType::JSONWidget:
+        return u"Custom JSON"_s;
+    }
+    return {};
+}
+
+QString SourceFormState::icon(SourceType type)
+{
+    switch (type) {
+    case SourceType::Kuma:
+        return u"waveform.path.ecg"_s;
+    case SourceType::Beszel:
+        return u"gauge.with.dots.needle.33percent"_s;
+    case SourceType::GameServer:
+        return u"gamecontroller"_s;
+    case SourceType::HTTPPing:
+        return u"globe"_s;
+    case SourceType::TCPPort:
+        return u"network"_s;
+    case SourceType::JSONWidget:
+        return u"curlybraces"_s;
+    }
+    return {};
+}
+
+QString SourceFormState::exampleLine(SourceType type)
+{
+    switch (type) {
+    case SourceType::Kuma:
+        return u"Service state"_s;
+    case SourceType::Beszel:
+        return u"Server stats"_s;
+    case SourceType::GameServer:
+        return QString::number(GameRegistry::all().size()) + u" games"_s;
+    case SourceType::HTTPPing:
+        return u"Web checks"_s;
+    case SourceType::TCPPort:
+        return u"Port listener"_s;
+    case SourceType::JSONWidget:
+        return u"API endpoint"_s;
+    }
+    return {};
+}
+
+QString SourceFormState::exampleIcon(Example example)
+{
+    switch (example) {
+    case Example::StatusPage:
+        return u"checkmark.seal"_s;
+    case Example::Website:
+        return u"globe"_s;
+    case Example::Minecraft:
+        return u"cube"_s;
+    }
+    return {};
+}
+
+QString SourceFormState::exampleLabel(Example example)
+{
+    return SourceFormState(example).displayName + u" example"_s;
+}
+
+QString toText(SourceFormState::SourceType type)
+{
+    return toText(kindOf(type));
+}
+
+QString toText(SourceFormState::Example example)
+{
+    switch (example) {
+    case SourceFormState::Example::StatusPage:
+        return u"statusPage"_s;
+    case SourceFormState::Example::Website:
+        return u"website"_s;
+    case SourceFormState::Example::Minecraft:
+        return u"minecraft"_s;
+    }
+    return {};
+}
+
+std::optional<SourceFormState::SourceType> sourceTypeFromText(QStringView text)
+{
+    const auto kind = sourceKindFromString(text);
+    if (!kind)
+        return std::nullopt;
+    return static_cast<SourceFormState::SourceType>(static_cast<int>(*kind));
+}
+
+std::optional<SourceFormState::Example> exampleFromText(QStringView text)
+{
+    for (auto example : SourceFormState::allExamples()) {
+        if (toText(example) == text)
+            return example;
+    }
+    return std::nullopt;
+}
+
+} // namespace tw

@@ -1,0 +1,489 @@
+#include "app/Preferences.h"
+#include "app/SourceEditor.h"
+#include "app/SourceSheetController.h"
+#include "app/Theme.h"
+#include "app/TidewatchApp.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
+#include "kit/monitor/CredentialError.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/monitor/ProviderRegistry.h"
+#include "support/Await.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+#include "support/TestData.h"
+
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+void collect(QQuickItem *root, const QString &name, QList<QQuickItem *> &found)
+{
+    if (root->objectName() == name)
+        found.append(root);
+    for (QQuickItem *child : root->childItems())
+        collect(child, name, found);
+}
+
+// The item of that name that the user can see, since fields of other kinds keep their names while
+// hidden; or a hidden one when none is visible.
+QQuickItem *findItem(QQuickItem *root, const QString &name)
+{
+    QList<QQuickItem *> found;
+    if (root)
+        collect(root, name, found);
+    for (QQuickItem *item : found) {
+        if (item->isVisible())
+            return item;
+    }
+    return found.value(0);
+}
+
+// A store that refuses every write, as a locked or missing keyring does.
+class RefusingStore : public InMemoryCredentialStore
+{
+public:
+    QCoro::Task<> write(QString, QString) override
+    {
+        throw CredentialError::unexpectedStatus(-25308);
+        co_return;
+    }
+};
+
+// A provider that answers only when the store holds `expected` under the source's secret name, so a
+// test can see which store a sheet's test used.
+class SecretCheckingProvider : public SourceProvider
+{
+public:
+    SecretCheckingProvider(AnySourceConfig config,
+                           std::shared_ptr<CredentialStore> store,
+                           QString expected,
+                           int widgets)
+        : m_config(std::move(config))
+        , m_store(std::move(store))
+        , m_expected(std::move(expected))
+        , m_widgets(widgets)
+    { }
+    QCoro::Task<SourceSnapshot> fetch(StopToken) override
+    {
+        const QStringList names = m_config.credentialNames();
+        std::optional<QString> secret;
+        if (!names.isEmpty())
+            secret = co_await m_store->read(names.first());
+        if (secret != m_expected)
+            throw ProviderError::upstream(u"HTTP 401"_s);
+        QList<WidgetData> widgets;
+        for (int i = 0; i < m_widgets; ++i)
+            widgets.append(FakeProviders::widgetFor(m_config, i));
+        co_return SourceSnapshot{m_config.id(), QDateTime::currentDateTimeUtc(), widgets};
+    }
+
+private:
+    AnySourceConfig m_config;
+    std::shared_ptr<CredentialStore> m_store;
+    QString m_expected;
+    int m_widgets;
+};
+
+ProviderMaker secretChecking(const QString &expected, int widgets = 1)
+{
+    return [expected, widgets](const AnySourceConfig &config, std::shared_ptr<CredentialStore> store) {
+        return std::make_unique<SecretCheckingProvider>(config, std::move(store), expected, widgets);
+    };
+}
+
+const QUuid palID(u"{0B8E5C1A-2F3D-4E6B-9A7C-5D4E3F2A1B0C}"_s);
+const QString palSecretName = u"gameServer-0B8E5C1A-2F3D-4E6B-9A7C-5D4E3F2A1B0C"_s;
+
+// The sheet over a real hub; the hub polls with the production providers unless told otherwise.
+struct Rig
+{
+    QTemporaryDir dir;
+    std::shared_ptr<CredentialStore> store;
+    ManualSleeper sleeper;
+    ManualSleeper historySleeper;
+    std::shared_ptr<QSettings> settings;
+    std::unique_ptr<AppState> state;
+    std::unique_ptr<Preferences> preferences;
+    std::unique_ptr<Theme> theme;
+    std::unique_ptr<QQmlEngine> engine;
+    std::unique_ptr<SourceEditor> editor;
+
+    Rig(const QList<AnySourceConfig> &sources,
+        std::shared_ptr<CredentialStore> credentials,
+        ProviderMaker sheetMaker = ProviderRegistry::maker())
+        : store(std::move(credentials))
+        , settings(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+    {
+        SourcesStore::save(sources, dir.path());
+        AppState::Environment environment;
+        environment.credentials = store;
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = settings;
+        environment.makeProvider = ProviderRegistry::maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = historySleeper.function();
+        environment.testHost = true;
+        state = std::make_unique<AppState>(environment);
+        state->startSync();
+        preferences = std::make_unique<Preferences>(settings);
+        theme = std::make_unique<Theme>();
+        engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
+        editor = std::make_unique<SourceEditor>(state.get(), std::move(sheetMaker), [this] { return engine.get(); });
+    }
+    ~Rig() { editor.reset(); }
+
+    SourceSheetController &sheet() { return *editor->controller(); }
+    // Searched from the window's content item, so that items of the overlay (the alert) are found too.
+    QQuickItem *item(const QString &name) { return findItem(editor->view()->contentItem(), name); }
+    bool shown()
+    {
+        return editor->view() && QTest::qWaitForWindowExposed(editor->view()) && editor->view()->rootObject();
+    }
+    // Presses a control as a keyboard user does.
+    bool press(const QString &name)
+    {
+        QQuickItem *control = item(name);
+        if (!control || !control->isVisible() || !control->isEnabled())
+            return false;
+        control->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(editor->view(), Qt::Key_Space);
+        return true;
+    }
+    // Types into the text field of a labelled field, replacing what it held.
+    bool type(const QString &field, const QString &text)
+    {
+        QQuickItem *input = item(field + u".input"_s);
+        if (!input)
+            input = item(field);
+        if (!input || !input->isVisible())
+            return false;
+        input->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(editor->view(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(editor->view(), Qt::Key_Backspace);
+        for (QChar c : text)
+            QTest::keyClick(editor->view(), c.toLatin1());
+        return true;
+    }
+    QString text(const QString &name)
+    {
+        QQuickItem *found = item(name);
+        return found ? found->property("text").toString() : u"<missing %1>"_s.arg(name);
+    }
+    bool visible(const QString &name)
+    {
+        QQuickItem *found = item(name);
+        return found && found->isVisible();
+    }
+    bool enabled(const QString &name)
+    {
+        QQuickItem *found = item(name);
+        return found && found->isEnabled();
+    }
+    // Picks a game through the search field and its row in the picker.
+    bool pickGame(const QString &id) { return type(u"source.gameSearch"_s, id) && press(u"source.game."_s + id); }
+};
+
+GameServerConfig palworld()
+{
+    GameServerConfig config(palID, u"Pal"_s, u"palworld"_s, u"pal.lan"_s, 8212);
+    config.credentialRef = palSecretName;
+    return config;
+}
+
+} // namespace
+
+class SourceSheetViewTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void addTcpSourceAndSeeItPolled()
+    {
+        QTcpServer listener;
+        QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QCOMPARE(rig.text(u"source.header"_s), u"Add Source"_s);
+        QVERIFY(rig.press(u"source.kind.tcpPort"_s));
+        QCOMPARE(rig.text(u"source.header"_s), u"TCP Port Config"_s);
+        QVERIFY(!rig.enabled(u"source.save"_s));
+        QVERIFY(rig.type(u"source.name"_s, u"Local listener"_s));
+        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.1:%1"_s.arg(listener.serverPort())));
+        QCOMPARE(rig.text(u"source.host.hint"_s), u"Will use host 127.0.0.1, port %1"_s.arg(listener.serverPort()));
+        QVERIFY(rig.type(u"source.interval"_s, u"15"_s));
+        QCOMPARE(rig.text(u"source.save"_s), u"Save Source"_s);
+        QVERIFY(rig.press(u"source.save"_s));
+
+        QTRY_VERIFY(!rig.editor->isVisible());
+        QCOMPARE(rig.state->sources().size(), 1);
+        const auto *tcp = rig.state->sources().first().as<TCPPortConfig>();
+        QVERIFY(tcp);
+        QCOMPARE(tcp->displayName, u"Local listener"_s);
+        QCOMPARE(tcp->host, u"127.0.0.1"_s);
+        QCOMPARE(tcp->port, listener.serverPort());
+        QCOMPARE(tcp->pollInterval, 15.0);
+        // The hub polls the new source against the listener.
+        QTRY_VERIFY_WITH_TIMEOUT(rig.state->snapshots().contains(tcp->id), 5000);
+        const auto *check = rig.state->snapshots().value(tcp->id).widgets.first().as<CheckResult>();
+        QVERIFY(check);
+        QCOMPARE(check->status, ServiceStatus::Up);
+        // And it is on disk.
+        QCOMPARE(SourcesStore::load(rig.dir.path()), rig.state->sources());
+    }
+
+    void editKeepsStoredSecretWithoutRetyping()
+    {
+        auto store = std::make_shared<InMemoryCredentialStore>(QHash<QString, QString>{{palSecretName, u"admin"_s}});
+        Rig rig({palworld()}, store);
+        rig.editor->edit(palID);
+        QVERIFY(rig.shown());
+        QCOMPARE(rig.text(u"source.header"_s), u"Game Server Config"_s);
+        QVERIFY(!rig.visible(u"source.back"_s));
+        QVERIFY(rig.visible(u"source.gameSecret"_s));
+        QCOMPARE(rig.item(u"source.gameSecret.input"_s)->property("placeholderText").toString(),
+                 u"Leave blank to keep the current secret"_s);
+        QCOMPARE(rig.text(u"source.save"_s), u"Save Changes"_s);
+        QVERIFY(rig.enabled(u"source.save"_s));
+        QVERIFY(rig.type(u"source.name"_s, u"Palworld box"_s));
+        QVERIFY(rig.press(u"source.save"_s));
+
+        QTRY_VERIFY(!rig.editor->isVisible());
+        QCOMPARE(rig.state->sources().size(), 1);
+        GameServerConfig expected = palworld();
+        expected.displayName = u"Palworld box"_s;
+        QCOMPARE(rig.state->sources().first(), AnySourceConfig(expected));
+        QCOMPARE(await(store->read(palSecretName)), u"admin"_s);
+    }
+
+    void changingGameKeepsOrClearsToken_data()
+    {
+        QTest::addColumn<QString>("to");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("fivem to redm") << u"redm"_s << true;
+        QTest::newRow("fivem to palworld") << u"palworld"_s << false;
+    }
+    void changingGameKeepsOrClearsToken()
+    {
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.kind.gameServer"_s));
+        QVERIFY(!rig.visible(u"source.gameSecret"_s)); // Minecraft takes none
+        QVERIFY(rig.pickGame(u"fivem"_s));
+        QCOMPARE(rig.sheet().gameID(), u"fivem"_s);
+        QCOMPARE(rig.text(u"source.gameSecret.input"_s).isEmpty(), true);
+        QVERIFY(rig.type(u"source.gameSecret"_s, u"token123"_s));
+        QCOMPARE(rig.sheet().secret(), u"token123"_s);
+        QVERIFY(rig.pickGame(TW_DATA(QString, to)));
+        QCOMPARE(rig.sheet().gameID(), TW_DATA(QString, to));
+        const QString expected = TW_DATA(bool, kept) ? u"token123"_s : QString();
+        QCOMPARE(rig.sheet().secret(), expected);
+        QCOMPARE(rig.text(u"source.gameSecret.input"_s), expected);
+        QVERIFY(rig.visible(u"source.gameSecret"_s));
+    }
+
+    void pickerFollowsTheGame()
+    {
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.kind.gameServer"_s));
+        QCOMPARE(rig.text(u"source.port.input"_s), u"25565"_s);
+        QVERIFY(rig.pickGame(u"valheim"_s));
+        QCOMPARE(rig.text(u"source.port.input"_s), u"2456"_s);
+        QVERIFY(rig.visible(u"source.advanced"_s));
+        QVERIFY(!rig.visible(u"source.useTLS"_s));
+        QVERIFY(rig.text(u"source.setupNote"_s).startsWith(u"Start the server with -public 1."_s));
+        QVERIFY(rig.type(u"source.port"_s, u"2460"_s));
+        QVERIFY(rig.pickGame(u"rust"_s));
+        QCOMPARE(rig.text(u"source.port.input"_s), u"2460"_s);
+        QVERIFY(!rig.visible(u"source.setupNote"_s));
+        QVERIFY(rig.pickGame(u"palworld"_s));
+        QVERIFY(rig.visible(u"source.useTLS"_s));
+        QVERIFY(!rig.visible(u"source.advanced"_s));
+        QVERIFY(rig.text(u"source.secretNote"_s).endsWith(u"so use it on a trusted network only."_s));
+        QVERIFY(rig.press(u"source.useTLS"_s));
+        QVERIFY(rig.text(u"source.secretNote"_s).endsWith(u"grants full control."_s));
+    }
+
+    // A typed secret is tried from a store of its own; without one, the stored secret is used.
+    void testUsesTheRightSecret_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("accepted");
+        QTest::addColumn<int>("widgets");
+        QTest::addColumn<QString>("status");
+        QTest::newRow("typed secret") << u"new"_s << u"new"_s << 1 << u"Connected"_s;
+        QTest::newRow("typed secret, server wants stored") << u"new"_s << u"old"_s << 1 << u"Failed: HTTP 401"_s;
+        QTest::newRow("stored secret") << QString() << u"old"_s << 1 << u"Connected"_s;
+        QTest::newRow("nothing to show") << QString() << u"old"_s << 0
+                                         << u"Failed: Connected, but the source reported nothing to show. Check the "
+                                            "status page slug has monitors assigned."_s;
+    }
+    void testUsesTheRightSecret()
+    {
+        const QUuid id = QUuid::createUuid();
+        const QString name = AnySourceConfig::credentialName(AnySourceConfig::Kind::Kuma, id);
+        KumaConfig kuma(id, u"Kuma"_s, u"https://kuma.lan"_s);
+        kuma.username = u"admin"_s;
+        kuma.passwordRef = name;
+        auto store = std::make_shared<InMemoryCredentialStore>(QHash<QString, QString>{{name, u"old"_s}});
+        Rig rig({kuma}, store, secretChecking(TW_DATA(QString, accepted), TW_DATA(int, widgets)));
+        rig.editor->edit(id);
+        QVERIFY(rig.shown());
+        if (!TW_DATA(QString, typed).isEmpty())
+            QVERIFY(rig.type(u"source.secret"_s, TW_DATA(QString, typed)));
+        QVERIFY(!rig.visible(u"source.testStatus"_s));
+        QSignalSpy finished(&rig.sheet(), &SourceSheetController::testFinished);
+        QVERIFY(rig.press(u"source.test"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 5000);
+        QVERIFY(rig.visible(u"source.testStatus"_s));
+        QCOMPARE(rig.text(u"source.testText"_s), TW_DATA(QString, status));
+        QCOMPARE(await(store->read(name)), u"old"_s);
+        QCOMPARE(rig.state->sources().first(), AnySourceConfig(kuma));
+        // Any change of the form forgets the outcome.
+        QVERIFY(rig.type(u"source.name"_s, u"Kuma 2"_s));
+        QVERIFY(!rig.visible(u"source.testStatus"_s));
+    }
+
+    // The test says the source works, not that the server is up: an unanswered game server is a
+    // row with an offline status.
+    void gameServerWithNothingListeningReadsConnected()
+    {
+        QTcpServer closed;
+        QVERIFY(closed.listen(QHostAddress(u"127.0.0.77"_s), 0));
+        const quint16 port = closed.serverPort();
+        closed.close();
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.example.minecraft"_s));
+        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.77"_s));
+        QVERIFY(rig.type(u"source.port"_s, QString::number(port)));
+        QSignalSpy finished(&rig.sheet(), &SourceSheetController::testFinished);
+        QVERIFY(rig.press(u"source.test"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 15000);
+        QCOMPARE(rig.sheet().testPassed(), QVariant(true));
+        QCOMPARE(rig.text(u"source.testText"_s), u"Connected"_s);
+        QVERIFY(rig.state->sources().isEmpty());
+    }
+
+    void failedSecretWriteKeepsTheSheetOpen()
+    {
+        Rig rig({}, std::make_shared<RefusingStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.kind.beszel"_s));
+        QCOMPARE(rig.text(u"source.interval.input"_s), u"30"_s);
+        QVERIFY(rig.type(u"source.name"_s, u"Hub"_s));
+        QVERIFY(rig.type(u"source.url"_s, u"beszel.lan:8090"_s));
+        QCOMPARE(rig.text(u"source.url.hint"_s), u"Will use https://beszel.lan:8090"_s);
+        QVERIFY(!rig.enabled(u"source.save"_s));
+        QVERIFY(rig.type(u"source.secret"_s, u"token"_s));
+        QSignalSpy saved(&rig.sheet(), &SourceSheetController::saveFinished);
+        QVERIFY(rig.press(u"source.save"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(saved.count(), 1, 5000);
+        QObject *alert = rig.editor->view()->rootObject()->findChild<QObject *>(u"source.saveFailed"_s);
+        QVERIFY(alert);
+        QTRY_VERIFY(alert->property("opened").toBool());
+        QCOMPARE(alert->property("title").toString(), u"Couldn't Save Source"_s);
+        QCOMPARE(rig.text(u"source.saveFailedText"_s), u"Keychain error -25308"_s);
+        QVERIFY(rig.editor->isVisible());
+        QVERIFY(rig.state->sources().isEmpty());
+        // OK closes the alert; the form still holds what was typed.
+        QMetaObject::invokeMethod(alert, "accept");
+        QTRY_VERIFY(!alert->property("visible").toBool());
+        QCOMPARE(rig.sheet().saveError(), QString());
+        QCOMPARE(rig.sheet().secret(), u"token"_s);
+    }
+
+    void errorLineShowsTheFirstProblemOnly_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("empty") << QString() << QString();
+        QTest::newRow("fine") << u"https://example.com"_s << QString();
+        QTest::newRow("scheme") << u"ftp://example.com"_s << u"Enter a full URL starting with http:// or https://."_s;
+        QTest::newRow("credentials") << u"https://me:pw@example.com"_s
+                                     << u"The URL contains a username/password. Remove it and use the "
+                                        "username/token field(s) below instead."_s;
+    }
+    void errorLineShowsTheFirstProblemOnly()
+    {
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.example.website"_s));
+        QCOMPARE(rig.text(u"source.name.input"_s), u"Website"_s);
+        QVERIFY(rig.type(u"source.url"_s, TW_DATA(QString, url)));
+        QVERIFY(rig.type(u"source.interval"_s, u"2"_s));
+        QVERIFY(rig.visible(u"source.error"_s));
+        QVERIFY(rig.type(u"source.interval"_s, u"60"_s));
+        QCOMPARE(rig.visible(u"source.error"_s), !TW_DATA(QString, shown).isEmpty());
+        QCOMPARE(rig.text(u"source.error"_s), TW_DATA(QString, shown));
+        // Back drops what was typed.
+        QVERIFY(rig.press(u"source.back"_s));
+        QCOMPARE(rig.text(u"source.header"_s), u"Add Source"_s);
+        QVERIFY(rig.press(u"source.kind.httpPing"_s));
+        QCOMPARE(rig.text(u"source.url.input"_s), QString());
+    }
+
+    // The settings window and the welcome window ask the program, which opens this sheet.
+    void programOpensTheSheetOnRequest()
+    {
+        QTemporaryDir dir;
+        const TCPPortConfig ssh(QUuid::createUuid(), u"SSH"_s, u"nas"_s, 22);
+        SourcesStore::save({ssh}, dir.path());
+        ManualSleeper sleeper;
+        AppState::Environment environment;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.makeProvider = FakeProviders().maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = sleeper.function();
+        environment.testHost = true;
+        TidewatchApp app(environment, {});
+        SourceEditor *editor = app.sourceEditor();
+        QVERIFY(editor && !editor->isVisible());
+        Q_EMIT app.editSourceRequested(ssh.id.toString(QUuid::WithoutBraces).toUpper());
+        QVERIFY(editor->isVisible());
+        QVERIFY(editor->controller()->editing());
+        QCOMPARE(editor->controller()->host(), u"nas"_s);
+        editor->controller()->cancel();
+        QVERIFY(!editor->isVisible());
+        Q_EMIT app.editSourceRequested(QUuid::createUuid().toString());
+        QVERIFY(!editor->isVisible());
+        Q_EMIT app.addSourceRequested();
+        QVERIFY(editor->isVisible());
+        QVERIFY(editor->controller()->choosing());
+    }
+
+    void escapeCancels()
+    {
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.kind.kuma"_s));
+        QVERIFY(rig.type(u"source.name"_s, u"K"_s));
+        QTest::keyClick(rig.editor->view(), Qt::Key_Escape);
+        QTRY_VERIFY(!rig.editor->isVisible());
+        QVERIFY(rig.state->sources().isEmpty());
+    }
+};
+
+QTEST_MAIN(SourceSheetViewTest)
+#include "SourceSheetViewTest.moc"
