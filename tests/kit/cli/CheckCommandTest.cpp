@@ -144,7 +144,8 @@ private Q_SLOTS:
         const auto row = [&lines](const QString &pattern) {
             return !lines.filter(QRegularExpression(pattern)).isEmpty();
         };
-        QVERIFY2(row(uR"(^Java +Java +up +\d+\.\d ms +2/20 players \(Alex, Noor\) · Paper 1\.21\.4$)"_s), run.out.constData());
+        QVERIFY2(row(uR"(^Java +Java +up +\d+\.\d ms +2/20 players \(Alex, Noor\) · Paper 1\.21\.4$)"_s),
+                 run.out.constData());
         QVERIFY2(row(uR"(^Bedrock +Bedrock +up +\d+\.\d ms +3/10 players · 1\.21\.2$)"_s), run.out.constData());
         QVERIFY2(row(uR"(^Gone +Gone +down +— +connection refused$)"_s), run.out.constData());
         QCOMPARE(bedrock.received().size(), 1);
