@@ -6,9 +6,9 @@
 
 namespace tw::test {
 
-MinecraftResponder::MinecraftResponder()
+MinecraftResponder::MinecraftResponder(quint16 port)
 {
-    m_server.listen(QHostAddress::LocalHost, 0);
+    m_server.listen(QHostAddress::LocalHost, port);
     connect(&m_server, &QTcpServer::newConnection, this, [this] {
         while (QTcpSocket *socket = m_server.nextPendingConnection()) {
             socket->setParent(this);

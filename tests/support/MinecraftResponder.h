@@ -12,7 +12,7 @@ class MinecraftResponder : public QObject
 {
     Q_OBJECT
 public:
-    MinecraftResponder();
+    explicit MinecraftResponder(quint16 port = 0);
     quint16 port() const { return m_server.serverPort(); }
 
     // A well-formed reply carrying this JSON.

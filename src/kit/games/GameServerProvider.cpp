@@ -99,7 +99,9 @@ QCoro::Task<GameServerProvider::Probed> GameServerProvider::probe(QList<quint16>
     order.append(candidates.first());
     for (const quint16 port : std::as_const(order)) {
         try {
-            co_return Probed{co_await attempt(port), port};
+            // Awaited into a named value: g++ 12 mishandles a co_await inside a braced initialiser.
+            GameFacts facts = co_await attempt(port);
+            co_return Probed{std::move(facts), port};
         } catch (const ProviderError &error) {
             const bool wrongRatherThanMissing = error.kind() != ProviderError::Kind::Upstream
                 || error.text() == u"host not found"_s || error.text() == u"host unreachable"_s;
@@ -115,6 +117,36 @@ QCoro::Task<GameServerProvider::Probed> GameServerProvider::probe(QList<quint16>
     for (const quint16 port : std::as_const(candidates))
         tried.append(u":"_s + QString::number(port));
     throw ProviderError::upstream(u"no query port answered (tried "_s + tried.join(u", "_s) + u')');
+}
+
+QCoro::Task<GameFacts> GameServerProvider::unavailableSteamQuery(QString, quint16, GameDefinition definition, StopToken)
+{
+    throw ProviderError::misconfigured(definition.displayName + u" servers cannot be queried by this build yet"_s);
+    co_return {};
+}
+
+QCoro::Task<GameFacts> GameServerProvider::fetchA2S(GameServerConfig config,
+                                                    GameDefinition definition,
+                                                    quint16 gamePort,
+                                                    Dependencies dependencies,
+                                                    StopToken stop)
+{
+    std::optional<quint16> userPort;
+    if (config.queryPort)
+        userPort = checkedPort(*config.queryPort, u"query port"_s);
+    const std::optional<quint16> cached =
+        dependencies.portCache ? dependencies.portCache->port(config.id) : std::nullopt;
+    const QList<quint16> candidates = candidateQueryPorts(gamePort, definition, userPort, cached);
+    const QueryServer query = dependencies.queryServer;
+    // Named, not a temporary inside the co_await: g++ 12 destroys such temporaries twice.
+    const Attempt attempt = [config, definition, query, stop](quint16 port) {
+        return query(config.host, port, definition, stop);
+    };
+    const Probed probed = co_await probe(candidates, attempt);
+    // Also a port the user gave: should they clear it later, the one that worked is tried first.
+    if (dependencies.portCache)
+        dependencies.portCache->store(probed.port, config.id);
+    co_return probed.facts;
 }
 
 QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
@@ -152,6 +184,7 @@ QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
     case GameDefinition::Engine::BedrockPing:
         co_return co_await BedrockPing::ping(config.host, port, dependencies.udp, stop);
     case GameDefinition::Engine::A2S:
+        co_return co_await fetchA2S(config, definition, port, dependencies, stop);
     case GameDefinition::Engine::PalworldREST:
     case GameDefinition::Engine::FiveMHTTP:
     case GameDefinition::Engine::TShockREST:

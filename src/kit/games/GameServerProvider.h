@@ -19,16 +19,26 @@ namespace tw {
 class GameServerProvider : public SourceProvider
 {
 public:
+    // One Steam query of one port: the facts, or a failure that probe() judges.
+    using QueryServer =
+        std::function<QCoro::Task<GameFacts>(QString host, quint16 port, GameDefinition definition, StopToken stop)>;
+
     struct Dependencies
     {
         ProviderTransports transports;
         std::shared_ptr<SRVResolver> resolver;
         std::shared_ptr<UDPTransport> udp;
-        QueryPortCache *portCache = nullptr;
+        QueryPortCache *portCache = nullptr; // must outlive every fetch
         std::chrono::milliseconds minecraftLimit = std::chrono::seconds(10);
+        QueryServer queryServer = unavailableSteamQuery;
 
         static Dependencies production();
     };
+
+    // What a Steam query game does while this build has no Steam query engine: the poll fails with
+    // a plain text rather than showing the server offline.
+    static QCoro::Task<GameFacts>
+    unavailableSteamQuery(QString host, quint16 port, GameDefinition definition, StopToken);
 
     GameServerProvider(const AnySourceConfig &config,
                        std::shared_ptr<CredentialStore> credentials,
@@ -58,6 +68,11 @@ public:
     static QCoro::Task<Probed> probe(QList<quint16> candidates, Attempt attempt);
 
 private:
+    static QCoro::Task<GameFacts> fetchA2S(GameServerConfig config,
+                                           GameDefinition definition,
+                                           quint16 gamePort,
+                                           Dependencies dependencies,
+                                           StopToken stop);
     static QCoro::Task<GameFacts> runEngine(GameServerConfig config,
                                             GameDefinition definition,
                                             quint16 port,

@@ -3,7 +3,6 @@
 #include "kit/games/LooseJson.h"
 #include "kit/monitor/ProviderError.h"
 
-#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -14,12 +13,7 @@ namespace tw::MinecraftSLP {
 
 bool wantsSRV(const QString &host, quint16 port)
 {
-    if (port != 25565 || host.isEmpty())
-        return false;
-    QHostAddress literal;
-    if (literal.setAddress(host))
-        return false;
-    return !host.toLower().endsWith(u".local"_s);
+    return port == 25565 && isSRVEligibleHost(host) && !host.toLower().endsWith(u".local"_s);
 }
 
 QCoro::Task<Target> resolveTarget(QString host, quint16 port, std::shared_ptr<SRVResolver> resolver, StopToken stop)

@@ -26,6 +26,10 @@ struct DeleteLater
 };
 using SocketPtr = std::unique_ptr<QUdpSocket, DeleteLater>;
 
+// Datagrams are taken off the socket the moment Qt announces them, not when receive() gets round to
+// it: a readyRead that nobody waits for (the reply came while the caller was busy elsewhere) is
+// otherwise gone, and with it the only sign of an ICMP "port unreachable", which Qt reports as a
+// readyRead with nothing to read.
 class SocketUDPSession : public UDPSession
 {
 public:
@@ -33,10 +37,15 @@ public:
         : m_socket(std::move(socket))
         , m_timeout(timeout)
         , m_stop(std::move(stop))
-    { }
+    {
+        QObject::connect(m_socket.get(), &QUdpSocket::readyRead, &m_context, [this] { take(true); });
+        take(false);
+    }
 
     QCoro::Task<> send(QByteArray datagram) override
     {
+        if (m_ended)
+            throw ProviderError::upstream(*m_ended);
         if (m_socket->write(datagram) != datagram.size())
             throw TransportError::classify(m_socket->error(), m_socket->errorString());
         co_return;
@@ -44,38 +53,70 @@ public:
 
     QCoro::Task<QByteArray> receive() override
     {
-        if (!m_socket->hasPendingDatagrams()) {
+        // A session that timed out or was closed stays so: fail at once rather than wait again.
+        if (m_ended)
+            throw ProviderError::upstream(*m_ended);
+        if (m_stop && m_stop->isStopped())
+            throw Cancelled();
+        int why = Ready;
+        if (m_arrived.isEmpty() && !m_refused) {
             Wakeup wakeup(m_timeout);
             wakeup.on(m_socket.get(), &QUdpSocket::readyRead, Ready)
                 .on(m_socket.get(), &QUdpSocket::errorOccurred, Failed);
             if (m_stop)
                 wakeup.on(m_stop.get(), &StopSource::stopped, Stopped);
-            const int why = co_await wakeup;
+            why = co_await wakeup;
             if (why == Stopped)
                 throw Cancelled();
             if (why == Wakeup::Timeout) {
                 m_socket->abort();
-                throw ProviderError::upstream(u"timed out"_s);
-            }
-            if (!m_socket->hasPendingDatagrams()) {
-                // A wake-up with nothing to read is how a refusal (ICMP "port unreachable") can show.
-                if (why == Failed && m_socket->error() != QAbstractSocket::ConnectionRefusedError)
-                    throw TransportError::classify(m_socket->error(), m_socket->errorString());
-                throw ProviderError::upstream(u"connection refused"_s);
+                m_ended = u"timed out"_s;
+                throw ProviderError::upstream(*m_ended);
             }
         }
-        const QNetworkDatagram datagram = m_socket->receiveDatagram();
-        if (datagram.data().isEmpty())
-            throw ProviderError::upstream(u"empty reply"_s);
-        co_return datagram.data();
+        if (!m_arrived.isEmpty()) {
+            const QByteArray datagram = m_arrived.takeFirst();
+            if (datagram.isEmpty())
+                throw ProviderError::upstream(u"empty reply"_s);
+            co_return datagram;
+        }
+        if (why == Failed && m_socket->error() != QAbstractSocket::ConnectionRefusedError)
+            throw TransportError::classify(m_socket->error(), m_socket->errorString());
+        throw ProviderError::upstream(u"connection refused"_s);
     }
 
-    void close() override { m_socket->abort(); }
+    void close() override
+    {
+        m_socket->abort();
+        if (!m_ended)
+            m_ended = u"closed"_s;
+    }
 
 private:
+    // The longest reply of any protocol here is a split one of 32 datagrams; a flood beyond that
+    // is dropped rather than held.
+    static constexpr qsizetype maxWaiting = 64;
+
+    void take(bool announced)
+    {
+        bool any = false;
+        while (m_socket->hasPendingDatagrams()) {
+            const QByteArray data = m_socket->receiveDatagram().data();
+            if (m_arrived.size() < maxWaiting)
+                m_arrived.append(data);
+            any = true;
+        }
+        if (announced && !any)
+            m_refused = true;
+    }
+
     SocketPtr m_socket;
     std::chrono::milliseconds m_timeout;
     StopToken m_stop;
+    QList<QByteArray> m_arrived;
+    bool m_refused = false;
+    std::optional<QString> m_ended;
+    QObject m_context; // last, so its connection ends before anything it touches goes
 };
 
 } // namespace
@@ -85,6 +126,8 @@ SocketUDPTransport::open(QString host, quint16 port, std::chrono::milliseconds t
 {
     if (port == 0)
         throw ProviderError::misconfigured(u"port 0 out of range (1-65535)"_s);
+    if (stop && stop->isStopped())
+        throw Cancelled();
     SocketPtr socket(new QUdpSocket);
     int why = 0;
     {

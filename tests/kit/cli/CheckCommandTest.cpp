@@ -1,14 +1,18 @@
 #include "kit/model/SourcesStore.h"
 #include "support/LocalHttpServer.h"
+#include "support/MinecraftResponder.h"
+#include "support/RakNetResponder.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUdpSocket>
 
 using namespace tw;
 using namespace tw::test;
@@ -109,6 +113,42 @@ private Q_SLOTS:
         QFile after(file);
         QVERIFY(after.open(QIODevice::ReadOnly));
         QCOMPARE(after.readAll(), before);
+    }
+
+    void gameServersShowPlayersAndVersion()
+    {
+        QTemporaryDir dir;
+        MinecraftResponder java;
+        java.replyWith(R"({"version":{"name":"Paper 1.21.4","protocol":769},"players":{"max":20,"online":2,)"
+                       R"("sample":[{"name":"Alex","id":"a"},{"name":"Noor","id":"b"}]},"description":"hi"})");
+        RakNetResponder bedrock;
+        bedrock.replyWith("MCPE;Island;712;1.21.2;3;10;1234;world;Survival;1;19132;19133;");
+        const quint16 nothing = [] {
+            QUdpSocket probe;
+            probe.bind(QHostAddress::LocalHost, 0);
+            return probe.localPort();
+        }();
+        SourcesStore::save(
+            {GameServerConfig(QUuid::createUuid(), u"Java"_s, u"minecraft-java"_s, u"127.0.0.1"_s, java.port()),
+             GameServerConfig(QUuid::createUuid(),
+                              u"Bedrock"_s,
+                              u"minecraft-bedrock"_s,
+                              u"127.0.0.1"_s,
+                              bedrock.port()),
+             GameServerConfig(QUuid::createUuid(), u"Gone"_s, u"minecraft-bedrock"_s, u"127.0.0.1"_s, nothing)},
+            dir.path());
+
+        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path())});
+        QCOMPARE(run.exitCode, 2);
+        const QStringList lines = QString::fromUtf8(run.out).split(u'\n');
+        const auto row = [&lines](const QString &pattern) {
+            return !lines.filter(QRegularExpression(pattern)).isEmpty();
+        };
+        QVERIFY2(row(uR"(^Java +Java +up +\d+\.\d ms +2/20 players \(Alex, Noor\) · Paper 1\.21\.4$)"_s),
+                 run.out.constData());
+        QVERIFY2(row(uR"(^Bedrock +Bedrock +up +\d+\.\d ms +3/10 players · 1\.21\.2$)"_s), run.out.constData());
+        QVERIFY2(row(uR"(^Gone +Gone +down +— +connection refused$)"_s), run.out.constData());
+        QCOMPARE(bedrock.received().size(), 1);
     }
 
     void exitStatusFollowsTheEstate_data()

@@ -19,6 +19,7 @@ using namespace std::chrono_literals;
 using Ports = QList<quint16>;
 using OptPort = std::optional<quint16>;
 Q_DECLARE_METATYPE(OptPort)
+Q_DECLARE_METATYPE(std::optional<qint64>)
 
 namespace {
 
@@ -55,6 +56,29 @@ Outcome poll(const GameServerConfig &config)
     } catch (const ProviderError &error) {
         return {std::nullopt, error.description()};
     }
+}
+
+// A Steam query stand-in: answers on some ports, fails the rest with one text, records every try.
+struct SteamServers
+{
+    Ports answering;
+    QString failure = u"timed out"_s;
+    Ports tries;
+};
+
+QCoro::Task<GameFacts> queryFake(std::shared_ptr<SteamServers> servers, quint16 port)
+{
+    servers->tries.append(port);
+    if (!servers->answering.contains(port))
+        throw ProviderError::upstream(servers->failure);
+    co_return GameFacts{3, 10, {}, u"on :%1"_s.arg(port)};
+}
+
+QString describe(const Outcome &outcome)
+{
+    if (!outcome.status)
+        return u"fails: "_s + outcome.failure;
+    return outcome.status->online ? u"online: "_s + outcome.status->detail : u"offline: "_s + outcome.status->detail;
 }
 
 } // namespace
@@ -186,6 +210,68 @@ private Q_SLOTS:
         const Outcome silent = poll(config);
         QVERIFY(silent.status && !silent.status->online);
         QCOMPARE(silent.status->detail, u"timed out"_s);
+    }
+
+    void steamQueryPortsAcrossPolls_data()
+    {
+        QTest::addColumn<std::optional<qint64>>("userPort");
+        QTest::addColumn<OptPort>("cachedBefore");
+        QTest::addColumn<Ports>("answering");
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<Ports>("tries");
+        QTest::addColumn<OptPort>("cachedAfter");
+        QTest::addColumn<QString>("outcome");
+        const std::optional<qint64> none;
+        const QString timedOut = u"timed out"_s;
+        QTest::newRow("the offset answers")
+            << none << OptPort() << Ports{2457} << timedOut << Ports{2457} << OptPort(2457) << u"online: on :2457"_s;
+        QTest::newRow("a stale cache costs one try") << none << OptPort(2460) << Ports{2457} << timedOut
+                                                     << Ports{2460, 2457} << OptPort(2457) << u"online: on :2457"_s;
+        QTest::newRow("nothing answers") << none << OptPort() << Ports{} << timedOut << Ports{2457, 2457} << OptPort()
+                                         << u"offline: no query port answered (tried :2457)"_s;
+        QTest::newRow("a failure keeps the old entry")
+            << none << OptPort(2460) << Ports{} << timedOut << Ports{2460, 2457, 2460} << OptPort(2460)
+            << u"offline: no query port answered (tried :2460, :2457)"_s;
+        QTest::newRow("the user's port alone, and cached")
+            << std::optional<qint64>(27020) << OptPort(2460) << Ports{27020, 2460} << timedOut << Ports{27020}
+            << OptPort(27020) << u"online: on :27020"_s;
+        QTest::newRow("the user's port out of range")
+            << std::optional<qint64>(70000) << OptPort() << Ports{2457} << timedOut << Ports{} << OptPort()
+            << u"fails: query port 70000 out of range (1-65535)"_s;
+        QTest::newRow("host not found ends the probe") << none << OptPort(2460) << Ports{} << u"host not found"_s
+                                                       << Ports{2460} << OptPort(2460) << u"offline: host not found"_s;
+    }
+    void steamQueryPortsAcrossPolls()
+    {
+        QueryPortCache cache;
+        GameServerConfig config(QUuid::createUuid(), u"Viking"_s, u"valheim"_s, u"127.0.0.1"_s, 2456);
+        config.queryPort = TW_DATA(std::optional<qint64>, userPort);
+        if (const OptPort before = TW_DATA(OptPort, cachedBefore))
+            cache.store(*before, config.id);
+        auto servers =
+            std::make_shared<SteamServers>(SteamServers{TW_DATA(Ports, answering), TW_DATA(QString, failure), {}});
+        GameServerProvider::Dependencies dependencies = local();
+        dependencies.portCache = &cache;
+        dependencies.queryServer = [servers](QString, quint16 port, GameDefinition, StopToken) {
+            return queryFake(servers, port);
+        };
+        Outcome outcome;
+        try {
+            GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), dependencies);
+            const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
+            outcome.status = std::get<GameServerStatus>(snapshot.widgets.first().payload);
+        } catch (const ProviderError &error) {
+            outcome.failure = error.description();
+        }
+        QCOMPARE(describe(outcome), TW_DATA(QString, outcome));
+        QCOMPARE(servers->tries, TW_DATA(Ports, tries));
+        QCOMPARE(cache.port(config.id), TW_DATA(OptPort, cachedAfter));
+    }
+
+    void steamQueryWithoutItsEngineFailsPlainly()
+    {
+        const Outcome outcome = poll(GameServerConfig(QUuid::createUuid(), u"V"_s, u"valheim"_s, u"127.0.0.1"_s, 2456));
+        QCOMPARE(outcome.failure, u"Valheim servers cannot be queried by this build yet"_s);
     }
 
     void whatFailsThePoll_data()
