@@ -14,6 +14,7 @@
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
 
+#include <QDir>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
@@ -333,6 +334,55 @@ private Q_SLOTS:
         rig.click(find(root, u"onboarding.next"_s));
         QTRY_VERIFY(!rig.welcome->isVisible());
         QVERIFY(rig.preferences->onboardingCompleted());
+    }
+
+    // Both tabs and the three welcome steps as pictures for the README and a look by eye; they go
+    // to $TW_SCREENSHOT_DIR. Each must at least show the window's own colour and some text.
+    void screenshots_data()
+    {
+        QTest::addColumn<QString>("stop");
+        for (const char *stop : {"settings-sources", "settings-general", "welcome-1", "welcome-2", "welcome-3"})
+            QTest::newRow(stop) << QString::fromLatin1(stop);
+    }
+    void screenshots()
+    {
+        QFETCH(QString, stop);
+        TCPPortConfig nas = port(u"NAS"_s);
+        TCPPortConfig router = port(u"Router SSH"_s);
+        router.alertsEnabled = false;
+        Rig rig({nas, router, port(u"Home Assistant"_s)});
+        QQuickWindow *view = nullptr;
+        if (stop.startsWith(u"settings"_s)) {
+            QVERIFY(rig.show());
+            if (stop == u"settings-general"_s)
+                rig.click(u"settings.tab.General"_s);
+            view = rig.window->view();
+        } else {
+            rig.welcome->show();
+            view = rig.welcome->view();
+            QVERIFY(QTest::qWaitForWindowExposed(view));
+            for (int step = 1; step < stop.right(1).toInt(); ++step)
+                rig.click(find(view->contentItem(), u"onboarding.next"_s));
+            QTRY_COMPARE(rig.onboarding->step(), stop.right(1).toInt() - 1);
+        }
+        QTest::qWait(200);
+        const QImage image = view->grabWindow();
+        QVERIFY(!image.isNull());
+        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
+        QDir().mkpath(out);
+        QVERIFY(image.save(QDir(out).filePath(stop + u".png"_s)));
+        int windowColour = 0;
+        int other = 0;
+        const QColor window = rig.theme->window();
+        for (int y = 0; y < image.height(); y += 2)
+            for (int x = 0; x < image.width(); x += 2) {
+                const QColor p = image.pixelColor(x, y);
+                const int distance = std::abs(p.red() - window.red()) + std::abs(p.green() - window.green())
+                    + std::abs(p.blue() - window.blue());
+                ++(distance < 24 ? windowColour : other);
+            }
+        QVERIFY2(windowColour * 10 > other, "the window's own colour should show");
+        QVERIFY2(other * 100 > windowColour, "something should be drawn on it");
     }
 
     void launchAtLoginSwitchWritesAndRemovesTheEntry()
