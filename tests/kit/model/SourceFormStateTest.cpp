@@ -401,7 +401,9 @@ private Q_SLOTS:
         game.host = u" nas:2460 "_s;
         game.gameQueryPort = u"2461"_s;
         game.useTLS = true;
-        const auto *g = std::get_if<GameServerConfig>(&game.makeConfig(fixedID)->payload());
+        const auto gameConfig = game.makeConfig(fixedID);
+        QVERIFY(gameConfig);
+        const auto *g = gameConfig->as<GameServerConfig>();
         QVERIFY(g);
         QCOMPARE(g->host, u"nas"_s);
         QCOMPARE(g->port, 2460);
