@@ -104,13 +104,17 @@ QList<AnySourceConfig> importFile(const QString &path)
     if (bytes.size() > JSONFileStore::maxFileBytes)
         throw ImportError(QStringLiteral("%1 is larger than 8 MiB and is not a Tidewatch sources file.")
                               .arg(QDir::toNativeSeparators(path)));
-    QList<AnySourceConfig> decoded;
     try {
-        decoded = decode(bytes);
+        return importBytes(bytes);
     } catch (const DecodeError &e) {
         throw ImportError(
             QStringLiteral("%1 is not a Tidewatch sources file: %2").arg(QDir::toNativeSeparators(path), e.text()));
     }
+}
+
+QList<AnySourceConfig> importBytes(const QByteArray &bytes)
+{
+    const QList<AnySourceConfig> decoded = decode(bytes);
     QSet<QUuid> seen;
     QList<AnySourceConfig> imported;
     for (const AnySourceConfig &source : std::as_const(decoded)) {

@@ -28,6 +28,8 @@ void save(const QList<AnySourceConfig> &sources, const QString &directory);
 // every secret a new name, so an import can never collide with a source or reach another's secret.
 // Throws ImportError with the user's text.
 QList<AnySourceConfig> importFile(const QString &path);
+// The same for bytes already read; throws DecodeError.
+QList<AnySourceConfig> importBytes(const QByteArray &bytes);
 
 class ImportError : public std::runtime_error
 {
