@@ -1,3 +1,4 @@
+#include "kit/games/MinecraftSLP.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "kit/monitor/PollEngine.h"
 #include "kit/monitor/ProviderError.h"
@@ -6,6 +7,7 @@
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
+#include "support/MinecraftResponder.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -102,10 +104,26 @@ private Q_SLOTS:
         const HTTPPingConfig ok(QUuid::createUuid(), u"ok"_s, good.url(u"/"_s));
         const HTTPPingConfig stuck(QUuid::createUuid(), u"stuck"_s, slow.url(u"/"_s));
         const TCPPortConfig port(QUuid::createUuid(), u"port"_s, u"127.0.0.1"_s, silent.serverPort());
+        // Minecraft servers: one that answers, one with a six-byte length, one announcing half a
+        // megabyte and one more.
+        MinecraftResponder fine;
+        fine.replyWith(R"({"players":{"online":2,"max":10}})");
+        MinecraftResponder endlessVarInt;
+        endlessVarInt.replyRaw(QByteArray::fromHex("8080808080") + QByteArray(1, '\x01'));
+        MinecraftResponder huge;
+        huge.replyRaw(QByteArray::fromHex("05") + QByteArray(1, '\0') + MinecraftSLP::encodeVarInt(524289));
+        const auto minecraft = [](const QString &name, quint16 at) {
+            return GameServerConfig(QUuid::createUuid(), name, u"minecraft-java"_s, u"127.0.0.1"_s, at);
+        };
+        const GameServerConfig mcFine = minecraft(u"fine"_s, fine.port());
+        const GameServerConfig mcVarInt = minecraft(u"varint"_s, endlessVarInt.port());
+        const GameServerConfig mcHuge = minecraft(u"huge"_s, huge.port());
         QElapsedTimer clock;
         clock.start();
-        engine.sync({ok, stuck, port});
-        QTRY_VERIFY_WITH_TIMEOUT(engine.currentState().snapshots.size() == 3, 5000);
+        engine.sync({ok, stuck, port, mcFine, mcVarInt, mcHuge});
+        QTRY_VERIFY2_WITH_TIMEOUT(engine.currentState().snapshots.size() == 6,
+                                  qPrintable(QStringList(engine.currentState().errors.values()).join(u", "_s)),
+                                  5000);
         const auto status = [&](const QUuid &id) {
             return engine.currentState().snapshots.value(id).widgets.first().status();
         };
@@ -114,6 +132,15 @@ private Q_SLOTS:
         QCOMPARE(status(stuck.id), ServiceStatus::Down);
         QCOMPARE(std::get<CheckResult>(engine.currentState().snapshots.value(stuck.id).widgets.first().payload).detail,
                  u"timed out"_s);
+        const auto game = [&](const QUuid &id) {
+            return std::get<GameServerStatus>(engine.currentState().snapshots.value(id).widgets.first().payload);
+        };
+        QVERIFY(game(mcFine.id).online);
+        QCOMPARE(game(mcFine.id).playersCurrent, 2);
+        QCOMPARE(game(mcVarInt.id).online, false);
+        QCOMPARE(game(mcVarInt.id).detail, u"varint too long"_s);
+        QCOMPARE(game(mcHuge.id).online, false);
+        QCOMPARE(game(mcHuge.id).detail, u"status reply too large"_s);
         QVERIFY(clock.elapsed() < 3000);
     }
 };
