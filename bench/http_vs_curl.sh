@@ -15,3 +15,12 @@ URL="http://127.0.0.1:$PORT/status"
 "$BUILD/bench/http_latency_bench" "$URL" "$COUNT"
 for _ in $(seq 1 "$COUNT"); do curl -s -o /dev/null -w '%{time_total}\n' "$URL"; done | sort -n |
     awk -v n="$COUNT" '{ v[NR] = $1 * 1000 } END { printf "curl       runs=%d  median_ms=%.3f  p90_ms=%.3f\n", n, v[int(n/2)+1], v[int(n*9/10)+1] }'
+# curl's own CPU per request (user and system time of the curl processes, process start included).
+python3 - "$URL" "$COUNT" <<'PY'
+import resource, subprocess, sys
+url, count = sys.argv[1], int(sys.argv[2])
+for _ in range(count):
+    subprocess.run(["curl", "-s", "-o", "/dev/null", url], check=True)
+r = resource.getrusage(resource.RUSAGE_CHILDREN)
+print("curl       cpu_ms_per_request=%.3f" % ((r.ru_utime + r.ru_stime) * 1000 / count))
+PY
