@@ -8,6 +8,7 @@
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
 #include "support/MinecraftResponder.h"
+#include "support/RakNetResponder.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -118,10 +119,20 @@ private Q_SLOTS:
         const GameServerConfig mcFine = minecraft(u"fine"_s, fine.port());
         const GameServerConfig mcVarInt = minecraft(u"varint"_s, endlessVarInt.port());
         const GameServerConfig mcHuge = minecraft(u"huge"_s, huge.port());
+        // A Bedrock server whose pong announces more text than the datagram holds: read up to its end.
+        RakNetResponder overlong;
+        QByteArray pong = RakNetResponder::pong("MCPE;m;1;1.2;4;8");
+        pong[34] = '\x7f'; // the length's low byte: 127 bytes announced, 16 sent
+        overlong.replyRaw(pong);
+        const GameServerConfig bedrock(QUuid::createUuid(),
+                                       u"bedrock"_s,
+                                       u"minecraft-bedrock"_s,
+                                       u"127.0.0.1"_s,
+                                       overlong.port());
         QElapsedTimer clock;
         clock.start();
-        engine.sync({ok, stuck, port, mcFine, mcVarInt, mcHuge});
-        QTRY_VERIFY2_WITH_TIMEOUT(engine.currentState().snapshots.size() == 6,
+        engine.sync({ok, stuck, port, mcFine, mcVarInt, mcHuge, bedrock});
+        QTRY_VERIFY2_WITH_TIMEOUT(engine.currentState().snapshots.size() == 7,
                                   qPrintable(QStringList(engine.currentState().errors.values()).join(u", "_s)),
                                   5000);
         const auto status = [&](const QUuid &id) {
@@ -141,6 +152,8 @@ private Q_SLOTS:
         QCOMPARE(game(mcVarInt.id).detail, u"varint too long"_s);
         QCOMPARE(game(mcHuge.id).online, false);
         QCOMPARE(game(mcHuge.id).detail, u"status reply too large"_s);
+        QVERIFY(game(bedrock.id).online);
+        QCOMPARE(game(bedrock.id).playersMax, 8);
         QVERIFY(clock.elapsed() < 3000);
     }
 };
