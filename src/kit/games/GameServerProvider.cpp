@@ -1,5 +1,7 @@
 #include "GameServerProvider.h"
 
+#include "kit/games/A2SQuery.h"
+#include "kit/games/A2SReplyError.h"
 #include "kit/games/BedrockPing.h"
 #include "kit/games/GameRegistry.h"
 #include "kit/games/MinecraftSLP.h"
@@ -36,7 +38,7 @@ GameServerProvider::Dependencies GameServerProvider::Dependencies::production()
 {
     static const auto resolver = std::make_shared<DnsSRVResolver>();
     static const auto udp = std::make_shared<SocketUDPTransport>();
-    return {ProviderTransports::production(), resolver, udp, &QueryPortCache::shared(), std::chrono::seconds(10)};
+    return {ProviderTransports::production(), resolver, udp, &QueryPortCache::shared(), std::chrono::seconds(10), {}};
 }
 
 GameServerProvider::GameServerProvider(const AnySourceConfig &config,
@@ -109,6 +111,8 @@ QCoro::Task<GameServerProvider::Probed> GameServerProvider::probe(QList<quint16>
                 throw;
         } catch (const Cancelled &) {
             throw;
+        } catch (const A2SReplyError &) {
+            throw; // something answers there, and wrongly: another port will not make it right
         } catch (const std::exception &) {
             // Anything else is worth the next port.
         }
@@ -117,12 +121,6 @@ QCoro::Task<GameServerProvider::Probed> GameServerProvider::probe(QList<quint16>
     for (const quint16 port : std::as_const(candidates))
         tried.append(u":"_s + QString::number(port));
     throw ProviderError::upstream(u"no query port answered (tried "_s + tried.join(u", "_s) + u')');
-}
-
-QCoro::Task<GameFacts> GameServerProvider::unavailableSteamQuery(QString, quint16, GameDefinition definition, StopToken)
-{
-    throw ProviderError::misconfigured(definition.displayName + u" servers cannot be queried by this build yet"_s);
-    co_return {};
 }
 
 QCoro::Task<GameFacts> GameServerProvider::fetchA2S(GameServerConfig config,
@@ -137,7 +135,12 @@ QCoro::Task<GameFacts> GameServerProvider::fetchA2S(GameServerConfig config,
     const std::optional<quint16> cached =
         dependencies.portCache ? dependencies.portCache->port(config.id) : std::nullopt;
     const QList<quint16> candidates = candidateQueryPorts(gamePort, definition, userPort, cached);
-    const QueryServer query = dependencies.queryServer;
+    const std::shared_ptr<UDPTransport> udp = dependencies.udp;
+    const QueryServer query = dependencies.queryServer
+        ? dependencies.queryServer
+        : QueryServer([udp](QString host, quint16 port, GameDefinition game, StopToken until) {
+              return A2SQuery::queryServer(host, port, game, udp, until);
+          });
     // Named, not a temporary inside the co_await: g++ 12 destroys such temporaries twice.
     const Attempt attempt = [config, definition, query, stop](quint16 port) {
         return query(config.host, port, definition, stop);
@@ -217,6 +220,8 @@ QCoro::Task<SourceSnapshot> GameServerProvider::fetch(StopToken stop)
         message = error.description();
     } catch (const Cancelled &) {
         throw;
+    } catch (const A2SReplyError &error) {
+        message = error.description();
     } catch (const std::exception &error) {
         message = QString::fromUtf8(error.what());
     }

@@ -30,15 +30,10 @@ public:
         std::shared_ptr<UDPTransport> udp;
         QueryPortCache *portCache = nullptr; // must outlive every fetch
         std::chrono::milliseconds minecraftLimit = std::chrono::seconds(10);
-        QueryServer queryServer = unavailableSteamQuery;
+        QueryServer queryServer; // empty: the Steam query over `udp`
 
         static Dependencies production();
     };
-
-    // What a Steam query game does while this build has no Steam query engine: the poll fails with
-    // a plain text rather than showing the server offline.
-    static QCoro::Task<GameFacts>
-    unavailableSteamQuery(QString host, quint16 port, GameDefinition definition, StopToken);
 
     GameServerProvider(const AnySourceConfig &config,
                        std::shared_ptr<CredentialStore> credentials,
