@@ -34,6 +34,50 @@ A2SResponder::A2SResponder(quint16 port)
     });
 }
 
+A2SResponder::Info A2SResponder::valheimInfo()
+{
+    return {.name = "Viking Hall",
+            .map = "Viking Hall",
+            .folder = "valheim",
+            .game = "Valheim",
+            .appID = 0,
+            .players = 3,
+            .maxPlayers = 10,
+            .version = "0.219.16",
+            .keywords = "0.219.16,hc,pvp",
+            .steamID = true};
+}
+
+A2SResponder::Info A2SResponder::rustInfo()
+{
+    // The byte counts stop at 255; the keywords carry the real ones.
+    return {.name = "Tidewatch Rust | Monthly",
+            .map = "Procedural Map",
+            .folder = "rust",
+            .game = "Rust",
+            .appID = 0,
+            .players = 255,
+            .maxPlayers = 255,
+            .version = "2531",
+            .keywords = "born1763800000,mp500,cp300,qp12,ptrak,h5f7c2a1e,stok,cs42,gmrust,v2531",
+            .steamID = false};
+}
+
+A2SResponder::Info A2SResponder::cs2Info()
+{
+    Info info;
+    info.name = "Tidewatch CS2 Retakes";
+    info.players = 4;
+    info.maxPlayers = 12;
+    info.bots = 2;
+    return info;
+}
+
+QList<A2SResponder::Player> A2SResponder::cs2Players()
+{
+    return {{""}, {""}, {""}, {""}};
+}
+
 int A2SResponder::infoRequests() const
 {
     return int(std::count_if(m_received.begin(), m_received.end(), [](const QByteArray &r) {

@@ -45,6 +45,12 @@ public:
         int foreignAt = -1; // the datagram at this place in the order carries another reply's id
     };
 
+    // Servers as the games' own send them.
+    static Info valheimInfo();
+    static Info rustInfo(); // counts above 255 in its keywords
+    static Info cs2Info();
+    static QList<Player> cs2Players(); // nameless, as Counter-Strike 2 keeps them
+
     explicit A2SResponder(quint16 port = 0);
     quint16 port() const { return m_socket.localPort(); }
 

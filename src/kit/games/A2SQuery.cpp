@@ -67,7 +67,9 @@ exchange(UDPSession &session, Clock::time_point deadline, Request request, std::
 
 QCoro::Task<InfoExchange> exchangeInfo(UDPSession &session, Clock::time_point deadline)
 {
-    const Request request = [](std::optional<quint32> challenge) { return A2SWire::infoRequest(challenge); };
+    const Request request = [](std::optional<quint32> challenge) {
+        return A2SWire::infoRequest(challenge);
+    };
     co_return co_await exchange(session, deadline, request, std::nullopt);
 }
 

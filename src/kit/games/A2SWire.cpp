@@ -189,7 +189,8 @@ std::optional<QStringList> parsePlayers(const QByteArray &reply)
         const qsizetype end = reply.indexOf('\0', nameStart);
         if (end < 0)
             break;
-        const std::optional<QString> name = Reader::decodeUtf8(QByteArrayView(reply).sliced(nameStart, end - nameStart));
+        const std::optional<QString> name =
+            Reader::decodeUtf8(QByteArrayView(reply).sliced(nameStart, end - nameStart));
         // Score and duration follow the name; an entry without them is cut off, not kept.
         if (!name || reply.size() - end < 9)
             break;

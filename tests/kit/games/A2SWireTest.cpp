@@ -1,5 +1,6 @@
-#include "kit/games/A2SReplyError.h"
 #include "kit/games/A2SWire.h"
+
+#include "kit/games/A2SReplyError.h"
 #include "support/A2SResponder.h"
 #include "support/TestData.h"
 
@@ -35,7 +36,9 @@ QString describe(const std::optional<GameFacts> &facts)
 {
     if (!facts)
         return u"nothing"_s;
-    const auto count = [](OptInt n) { return n ? QString::number(*n) : u"-"_s; };
+    const auto count = [](OptInt n) {
+        return n ? QString::number(*n) : u"-"_s;
+    };
     return count(facts->playersCurrent) + u'/' + count(facts->playersMax) + u' ' + facts->detail;
 }
 
@@ -77,8 +80,7 @@ private Q_SLOTS:
         QTest::newRow("unknown header") << hex("FDFFFFFF49") << u"malformed reply"_s;
         QTest::newRow("split of 11 bytes") << hex("FEFFFFFF0100000002") + hex("0000") << u"malformed reply"_s;
         QTest::newRow("split, header only") << hex("FEFFFFFF010000000201E004") << u"split id=1 1/2 "_s;
-        QTest::newRow("split with payload")
-            << hex("FEFFFFFF78563412030200FFAABB") << u"split id=12345678 2/3 aabb"_s;
+        QTest::newRow("split with payload") << hex("FEFFFFFF78563412030200FFAABB") << u"split id=12345678 2/3 aabb"_s;
         QTest::newRow("total 1, number 0") << hex("FEFFFFFF070000000100E004CC") << u"split id=7 0/1 cc"_s;
         QTest::newRow("total 32") << hex("FEFFFFFF07000000201FE004") << u"split id=7 31/32 "_s;
         QTest::newRow("total 0") << hex("FEFFFFFF070000000000E004") << u"malformed reply"_s;
@@ -107,8 +109,8 @@ private Q_SLOTS:
         const QByteArray full = A2SResponder::infoReply({});
         QTest::newRow("a full reply") << full << false << u"2/16 Tidewatch test"_s;
         QTest::newRow("ends at the VAC byte") << info("x", 3, 8) << false << u"3/8 x"_s;
-        QTest::newRow("bots are not subtracted") << info("x", 5, 8).replace(hex("0508 04"), hex("0508 05")) << false
-                                                 << u"5/8 x"_s;
+        QTest::newRow("bots are not subtracted")
+            << info("x", 5, 8).replace(hex("0508 04"), hex("0508 05")) << false << u"5/8 x"_s;
         QTest::newRow("empty name") << info("", 0, 0) << false << u"0/0 "_s;
         QTest::newRow("VAC byte missing") << info("x", 3, 8).chopped(1) << false << u"nothing"_s;
         QTest::newRow("type 0x6D") << info("x", 3, 8).replace(4, 1, hex("6D")) << false << u"nothing"_s;
@@ -117,8 +119,8 @@ private Q_SLOTS:
         QTest::newRow("name without its end") << hex("FFFFFFFF4911") + "Tidewatch" << false << u"nothing"_s;
         QTest::newRow("invalid UTF-8 in the map")
             << info("x", 3, 8).replace("map", hex("6DC0AF")) << false << u"nothing"_s;
-        QTest::newRow("overlong UTF-8 in the name") << info("x", 3, 8).replace(6, 1, hex("C1BF")) << false
-                                                    << u"nothing"_s;
+        QTest::newRow("overlong UTF-8 in the name")
+            << info("x", 3, 8).replace(6, 1, hex("C1BF")) << false << u"nothing"_s;
         QTest::newRow("UTF-8 name") << info("Wikinger Ø", 1, 10) << false << u"1/10 Wikinger Ø"_s;
 
         // With counts in the keywords the flags byte is the version text's first byte.
@@ -127,8 +129,7 @@ private Q_SLOTS:
         QTest::newRow("keywords ignored unless asked for")
             << info("r", 3, 8, " cp300,mp500" + hex("00")) << false << u"3/8 r"_s;
         QTest::newRow("a full reply's keywords are not where the reader looks")
-            << A2SResponder::infoReply({.version = "1.0", .keywords = "cp40,mp50"}) << true
-            << u"2/16 Tidewatch test"_s;
+            << A2SResponder::infoReply({.version = "1.0", .keywords = "cp40,mp50"}) << true << u"2/16 Tidewatch test"_s;
         QTest::newRow("nothing after VAC") << info("r", 3, 8) << true << u"3/8 r"_s;
         QTest::newRow("flag 0x80 skips two bytes")
             << info("r", 3, 8, hex("A0") + "XYcp9" + hex("00")) << true << u"9/8 r"_s;
@@ -143,12 +144,12 @@ private Q_SLOTS:
             << info("r", 3, 8, hex("21") + "cp4" + hex("00") + "1234567") << true << u"3/8 r"_s;
         QTest::newRow("flag 0x01 with its eight bytes")
             << info("r", 3, 8, hex("21") + "cp4" + hex("00") + "12345678") << true << u"4/8 r"_s;
-        QTest::newRow("keywords over 255") << info("r", 255, 255, hex("20") + "cp1000,mp2000" + hex("00")) << true
-                                           << u"1000/2000 r"_s;
-        QTest::newRow("keywords without counts") << info("r", 3, 8, hex("20") + "pve,modded" + hex("00")) << true
-                                                 << u"3/8 r"_s;
-        QTest::newRow("keywords with invalid UTF-8") << info("r", 3, 8, hex("20") + "cp9" + hex("FF00")) << true
-                                                     << u"3/8 r"_s;
+        QTest::newRow("keywords over 255")
+            << info("r", 255, 255, hex("20") + "cp1000,mp2000" + hex("00")) << true << u"1000/2000 r"_s;
+        QTest::newRow("keywords without counts")
+            << info("r", 3, 8, hex("20") + "pve,modded" + hex("00")) << true << u"3/8 r"_s;
+        QTest::newRow("keywords with invalid UTF-8")
+            << info("r", 3, 8, hex("20") + "cp9" + hex("FF00")) << true << u"3/8 r"_s;
     }
     void parseInfo()
     {
@@ -172,18 +173,17 @@ private Q_SLOTS:
         QTest::newRow("last entry without its score")
             << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01") + text("Noor") + score.left(7)
             << u"Alex"_s;
-        QTest::newRow("name without its end") << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01")
-                + "No" << u"Alex"_s;
+        QTest::newRow("name without its end")
+            << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01") + "No" << u"Alex"_s;
         QTest::newRow("index byte last") << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01")
                                          << u"Alex"_s;
-        QTest::newRow("invalid UTF-8 stops the list")
-            << hex("FFFFFFFF4403") + hex("00") + text("Alex") + score + hex("01") + text(hex("C3")) + score
-                + hex("02") + text("Noor") + score
-            << u"Alex"_s;
+        QTest::newRow("invalid UTF-8 stops the list") << hex("FFFFFFFF4403") + hex("00") + text("Alex") + score
+                + hex("01") + text(hex("C3")) + score + hex("02") + text("Noor")
+                + score << u"Alex"_s;
         QTest::newRow("reads no more than declared")
             << hex("FFFFFFFF4401") + hex("00") + text("Alex") + score + hex("01") + text("Noor") + score << u"Alex"_s;
-        QTest::newRow("a score with a zero byte in it") << A2SResponder::playerReply({{"Alex", 0, 0}, {"Noor", 7, 1}})
-                                                        << u"Alex|Noor"_s;
+        QTest::newRow("a score with a zero byte in it")
+            << A2SResponder::playerReply({{"Alex", 0, 0}, {"Noor", 7, 1}}) << u"Alex|Noor"_s;
     }
     void parsePlayers()
     {

@@ -5,6 +5,7 @@
 #include "kit/monitor/ProviderError.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"
+#include "support/A2SResponder.h"
 #include "support/Await.h"
 #include "support/MinecraftResponder.h"
 #include "support/TestData.h"
@@ -20,6 +21,8 @@ using Ports = QList<quint16>;
 using OptPort = std::optional<quint16>;
 Q_DECLARE_METATYPE(OptPort)
 Q_DECLARE_METATYPE(std::optional<qint64>)
+Q_DECLARE_METATYPE(tw::test::A2SResponder::Info)
+Q_DECLARE_METATYPE(QList<tw::test::A2SResponder::Player>)
 
 namespace {
 
@@ -268,10 +271,65 @@ private Q_SLOTS:
         QCOMPARE(cache.port(config.id), TW_DATA(OptPort, cachedAfter));
     }
 
-    void steamQueryWithoutItsEngineFailsPlainly()
+    void steamQueryOfRealGames_data()
     {
-        const Outcome outcome = poll(GameServerConfig(QUuid::createUuid(), u"V"_s, u"valheim"_s, u"127.0.0.1"_s, 2456));
-        QCOMPARE(outcome.failure, u"Valheim servers cannot be queried by this build yet"_s);
+        QTest::addColumn<QString>("game");
+        QTest::addColumn<A2SResponder::Info>("info");
+        QTest::addColumn<QList<A2SResponder::Player>>("players");
+        QTest::addColumn<QString>("row");
+        QTest::newRow("Valheim asks no player list")
+            << u"valheim"_s << A2SResponder::valheimInfo() << QList<A2SResponder::Player>{{"Ragnar"}}
+            << u"online 3/10 [] Viking Hall"_s;
+        QTest::newRow("Rust counts in its keywords, names from the list")
+            << u"rust"_s << A2SResponder::rustInfo() << QList<A2SResponder::Player>{{"Alex"}, {"Noor"}}
+            << u"online 300/500 [Alex,Noor] Tidewatch Rust | Monthly"_s;
+        QTest::newRow("Counter-Strike 2 counts its nameless players")
+            << u"cs2"_s << A2SResponder::cs2Info() << A2SResponder::cs2Players()
+            << u"online 4/12 [] Tidewatch CS2 Retakes"_s;
+    }
+    void steamQueryOfRealGames()
+    {
+        A2SResponder responder;
+        responder.setChallenge(A2SResponder::Challenge::Once);
+        responder.setInfo(TW_DATA(A2SResponder::Info, info));
+        responder.setPlayers(TW_DATA(QList<A2SResponder::Player>, players));
+        const QString gameID = TW_DATA(QString, game);
+        // The game port one below, so that every catalogue offset of these games is tried first.
+        GameServerConfig config(QUuid::createUuid(), u"G"_s, gameID, u"127.0.0.1"_s, 2456);
+        config.queryPort = responder.port();
+        const Outcome outcome = poll(config);
+        QVERIFY2(outcome.status, qPrintable(outcome.failure));
+        const GameServerStatus &row = *outcome.status;
+        const auto count = [](std::optional<qint64> n) {
+            return n ? QString::number(*n) : u"-"_s;
+        };
+        QCOMPARE(u"%1 %2/%3 [%4] %5"_s.arg(row.online ? u"online"_s : u"offline"_s,
+                                           count(row.playersCurrent),
+                                           count(row.playersMax),
+                                           row.playerNames.join(u','),
+                                           row.detail),
+                 TW_DATA(QString, row));
+        QVERIFY(row.latencyMs.has_value());
+    }
+
+    void aWrongSteamReplyStopsTheProbe()
+    {
+        // The cached port answers, wrongly; the catalogue's port would answer well but is not asked.
+        A2SResponder wrong;
+        wrong.splitInfo({.fragments = 2, .compressed = true});
+        A2SResponder right;
+        QueryPortCache cache;
+        const GameServerConfig config(QUuid::createUuid(), u"V"_s, u"valheim"_s, u"127.0.0.1"_s, right.port() - 1);
+        cache.store(wrong.port(), config.id);
+        GameServerProvider::Dependencies dependencies = local();
+        dependencies.portCache = &cache;
+        GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), dependencies);
+        const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
+        const auto row = std::get<GameServerStatus>(snapshot.widgets.first().payload);
+        QVERIFY(!row.online);
+        QCOMPARE(row.detail, u"compressed reply not supported"_s);
+        QCOMPARE(wrong.infoRequests(), 1);
+        QCOMPARE(right.infoRequests(), 0);
     }
 
     void whatFailsThePoll_data()

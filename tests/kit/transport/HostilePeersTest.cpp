@@ -5,6 +5,7 @@
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"
+#include "support/A2SResponder.h"
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
 #include "support/MinecraftResponder.h"
@@ -129,10 +130,29 @@ private Q_SLOTS:
                                        u"minecraft-bedrock"_s,
                                        u"127.0.0.1"_s,
                                        overlong.port());
+        // Steam query servers: one looping on challenges, one sending 33 fragments of a two-part
+        // reply without ever the second, one slipping in a fragment of another reply, and a good one.
+        A2SResponder looping;
+        looping.setChallenge(A2SResponder::Challenge::Forever);
+        A2SResponder flooding;
+        flooding.splitInfo({.fragments = 2, .order = QList<int>(33, 0)});
+        A2SResponder foreign;
+        foreign.splitInfo({.fragments = 3, .foreignAt = 2});
+        A2SResponder steamFine;
+        steamFine.setInfo(A2SResponder::valheimInfo());
+        const auto valheim = [](const QString &name, quint16 at) {
+            GameServerConfig config(QUuid::createUuid(), name, u"valheim"_s, u"127.0.0.1"_s, 2456);
+            config.queryPort = at;
+            return config;
+        };
+        const GameServerConfig a2sLoop = valheim(u"loop"_s, looping.port());
+        const GameServerConfig a2sFlood = valheim(u"flood"_s, flooding.port());
+        const GameServerConfig a2sForeign = valheim(u"foreign"_s, foreign.port());
+        const GameServerConfig a2sFine = valheim(u"a2s fine"_s, steamFine.port());
         QElapsedTimer clock;
         clock.start();
-        engine.sync({ok, stuck, port, mcFine, mcVarInt, mcHuge, bedrock});
-        QTRY_VERIFY2_WITH_TIMEOUT(engine.currentState().snapshots.size() == 7,
+        engine.sync({ok, stuck, port, mcFine, mcVarInt, mcHuge, bedrock, a2sLoop, a2sFlood, a2sForeign, a2sFine});
+        QTRY_VERIFY2_WITH_TIMEOUT(engine.currentState().snapshots.size() == 11,
                                   qPrintable(QStringList(engine.currentState().errors.values()).join(u", "_s)),
                                   5000);
         const auto status = [&](const QUuid &id) {
@@ -154,6 +174,14 @@ private Q_SLOTS:
         QCOMPARE(game(mcHuge.id).detail, u"status reply too large"_s);
         QVERIFY(game(bedrock.id).online);
         QCOMPARE(game(bedrock.id).playersMax, 8);
+        QCOMPARE(game(a2sLoop.id).detail, u"challenge loop exceeded"_s);
+        QCOMPARE(looping.infoRequests(), 4);
+        QCOMPARE(game(a2sFlood.id).detail, u"malformed reply"_s);
+        QCOMPARE(game(a2sForeign.id).detail, u"malformed reply"_s);
+        for (const GameServerConfig *broken : {&a2sLoop, &a2sFlood, &a2sForeign})
+            QVERIFY(!game(broken->id).online);
+        QVERIFY(game(a2sFine.id).online);
+        QCOMPARE(game(a2sFine.id).detail, u"Viking Hall"_s);
         QVERIFY(clock.elapsed() < 3000);
     }
 };
