@@ -1,4 +1,5 @@
 #include "kit/model/SourcesStore.h"
+#include "support/A2SResponder.h"
 #include "support/LocalHttpServer.h"
 #include "support/MinecraftResponder.h"
 #include "support/RakNetResponder.h"
@@ -149,6 +150,58 @@ private Q_SLOTS:
         QVERIFY2(row(uR"(^Bedrock +Bedrock +up +\d+\.\d ms +3/10 players · 1\.21\.2$)"_s), run.out.constData());
         QVERIFY2(row(uR"(^Gone +Gone +down +— +connection refused$)"_s), run.out.constData());
         QCOMPARE(bedrock.received().size(), 1);
+    }
+
+    void steamGameServersShowCountsNamesAndDetails()
+    {
+        QTemporaryDir dir;
+        A2SResponder valheim;
+        valheim.setInfo(A2SResponder::valheimInfo());
+        A2SResponder rust;
+        rust.setChallenge(A2SResponder::Challenge::Once);
+        rust.setInfo(A2SResponder::rustInfo());
+        rust.setPlayers({{"Alex"}, {"Noor"}, {"Sam"}});
+        rust.splitPlayers({.fragments = 2, .order = {1, 0}});
+        A2SResponder cs2;
+        cs2.setChallenge(A2SResponder::Challenge::Once);
+        cs2.setInfo(A2SResponder::cs2Info());
+        cs2.setPlayers(A2SResponder::cs2Players());
+        // Found through each game's query port offset from the game port, as a user would set them up.
+        SourcesStore::save(
+            {GameServerConfig(QUuid::createUuid(), u"Vikings"_s, u"valheim"_s, u"127.0.0.1"_s, valheim.port() - 1),
+             GameServerConfig(QUuid::createUuid(), u"Rust"_s, u"rust"_s, u"127.0.0.1"_s, rust.port()),
+             GameServerConfig(QUuid::createUuid(), u"Retakes"_s, u"cs2"_s, u"127.0.0.1"_s, cs2.port())},
+            dir.path());
+        const QString file = SourcesStore::sourcesPath(dir.path());
+
+        const Run json = check({u"--sources"_s, file, u"--json"_s});
+        QCOMPARE(json.exitCode, 0);
+        const QJsonObject report = QJsonDocument::fromJson(json.out).object();
+        const auto facts = [&](const QString &name) {
+            const QJsonObject row = onlyRow(sourceNamed(report, name));
+            QStringList names;
+            for (const QJsonValue &player : row.value(u"playerNames"_s).toArray())
+                names.append(player.toString());
+            return u"%1 %2/%3 [%4] %5"_s.arg(row.value(u"online"_s).toBool() ? u"online"_s : u"offline"_s)
+                .arg(row.value(u"playersCurrent"_s).toInteger())
+                .arg(row.value(u"playersMax"_s).toInteger())
+                .arg(names.join(u','), row.value(u"detail"_s).toString());
+        };
+        QCOMPARE(facts(u"Vikings"_s), u"online 3/10 [] Viking Hall"_s);
+        // Rust's real counts stand in its keywords, above what the info's bytes can hold.
+        QCOMPARE(facts(u"Rust"_s), u"online 300/500 [Alex,Noor,Sam] Tidewatch Rust | Monthly"_s);
+        QCOMPARE(facts(u"Retakes"_s), u"online 4/12 [] Tidewatch CS2 Retakes"_s);
+
+        const Run text = check({u"--sources"_s, file});
+        QCOMPARE(text.exitCode, 0);
+        const QStringList lines = QString::fromUtf8(text.out).split(u'\n');
+        const auto row = [&lines](const QString &pattern) {
+            return !lines.filter(QRegularExpression(pattern)).isEmpty();
+        };
+        QVERIFY2(
+            row(uR"(^Rust +Rust +up +\d+\.\d ms +300/500 players \(Alex, Noor, Sam\) · Tidewatch Rust \| Monthly$)"_s),
+            text.out.constData());
+        QVERIFY2(row(uR"(^Vikings +Vikings +up +\d+\.\d ms +3/10 players · Viking Hall$)"_s), text.out.constData());
     }
 
     void exitStatusFollowsTheEstate_data()
