@@ -15,7 +15,9 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     const QStringList arguments = app.arguments();
-    const auto port = [&arguments](int at) { return arguments.value(at).toUShort(); };
+    const auto port = [&arguments](int at) {
+        return arguments.value(at).toUShort();
+    };
     tw::test::MinecraftResponder java(port(1));
     java.replyWith(
         R"({"version":{"name":"Paper 1.21.4","protocol":769},)"

@@ -5,7 +5,9 @@
 #include "kit/games/BedrockPing.h"
 #include "kit/games/GameRegistry.h"
 #include "kit/games/MinecraftSLP.h"
+#include "kit/games/RestGameEngines.h"
 #include "kit/model/AnySourceConfig.h"
+#include "kit/monitor/CredentialStore.h"
 #include "kit/monitor/ProviderError.h"
 #include "kit/providers/CheckedPort.h"
 #include "kit/transport/Cancelled.h"
@@ -152,10 +154,19 @@ QCoro::Task<GameFacts> GameServerProvider::fetchA2S(GameServerConfig config,
     co_return probed.facts;
 }
 
+QCoro::Task<std::optional<QString>> GameServerProvider::readSecret(GameServerConfig config,
+                                                                   std::shared_ptr<CredentialStore> credentials)
+{
+    if (!config.credentialRef || config.credentialRef->isEmpty())
+        co_return std::nullopt;
+    co_return co_await credentials->read(*config.credentialRef);
+}
+
 QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
                                                      GameDefinition definition,
                                                      quint16 port,
                                                      Dependencies dependencies,
+                                                     std::shared_ptr<CredentialStore> credentials,
                                                      StopToken stop)
 {
     switch (definition.engine) {
@@ -188,19 +199,38 @@ QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
         co_return co_await BedrockPing::ping(config.host, port, dependencies.udp, stop);
     case GameDefinition::Engine::A2S:
         co_return co_await fetchA2S(config, definition, port, dependencies, stop);
-    case GameDefinition::Engine::PalworldREST:
-    case GameDefinition::Engine::FiveMHTTP:
-    case GameDefinition::Engine::TShockREST:
-        break;
+    case GameDefinition::Engine::PalworldREST: {
+        const std::optional<QString> password = co_await readSecret(config, credentials);
+        // Without its password the source cannot work at all: the poll fails rather than show offline.
+        if (!password)
+            throw ProviderError::missingCredential(config.gameID);
+        co_return co_await RestGames::fetchPalworld(config.host,
+                                                    port,
+                                                    *password,
+                                                    config.useTLS,
+                                                    dependencies.transports.http,
+                                                    stop);
     }
-    // The engines this build does not have yet fail the poll plainly rather than look offline.
-    throw ProviderError::misconfigured(definition.displayName + u" servers cannot be queried by this build yet"_s);
+    case GameDefinition::Engine::FiveMHTTP: {
+        const std::optional<QString> token = co_await readSecret(config, credentials);
+        co_return co_await RestGames::fetchFiveM(config.host,
+                                                 port,
+                                                 token,
+                                                 config.useTLS,
+                                                 dependencies.transports.http,
+                                                 stop);
+    }
+    case GameDefinition::Engine::TShockREST:
+        co_return co_await RestGames::fetchTShock(config.host, port, config.useTLS, dependencies.transports.http, stop);
+    }
+    throw ProviderError::misconfigured(definition.displayName + u" has no query engine"_s);
 }
 
 QCoro::Task<SourceSnapshot> GameServerProvider::fetch(StopToken stop)
 {
     const GameServerConfig config = m_config;
     const Dependencies dependencies = m_dependencies;
+    const std::shared_ptr<CredentialStore> credentials = m_credentials;
     const std::optional<GameDefinition> definition = GameRegistry::definition(config.gameID);
     if (!definition)
         throw ProviderError::misconfigured(u"unknown game \""_s + config.gameID + u'"');
@@ -212,7 +242,7 @@ QCoro::Task<SourceSnapshot> GameServerProvider::fetch(StopToken stop)
     QElapsedTimer clock;
     clock.start();
     try {
-        facts = co_await runEngine(config, *definition, port, dependencies, stop);
+        facts = co_await runEngine(config, *definition, port, dependencies, credentials, stop);
         latency = double(clock.nsecsElapsed()) / 1e6;
     } catch (const ProviderError &error) {
         if (error.kind() != ProviderError::Kind::Upstream)

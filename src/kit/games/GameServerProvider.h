@@ -72,7 +72,11 @@ private:
                                             GameDefinition definition,
                                             quint16 port,
                                             Dependencies dependencies,
+                                            std::shared_ptr<CredentialStore> credentials,
                                             StopToken stop);
+    // The secret the source names, if it names one and the store holds it.
+    static QCoro::Task<std::optional<QString>> readSecret(GameServerConfig config,
+                                                          std::shared_ptr<CredentialStore> credentials);
 
     GameServerConfig m_config;
     std::shared_ptr<CredentialStore> m_credentials;

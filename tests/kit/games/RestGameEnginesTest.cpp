@@ -1,0 +1,311 @@
+#include "kit/games/RestGameEngines.h"
+
+#include "kit/games/GameServerProvider.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "kit/monitor/ProviderError.h"
+#include "kit/transport/BoundedHTTPClient.h"
+#include "kit/transport/TCPByteChannelFactory.h"
+#include "kit/transport/Wakeup.h"
+#include "support/Await.h"
+#include "support/LocalHttpServer.h"
+#include "support/TestData.h"
+
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Route
+{
+    QByteArray path;
+    int status = 200;
+    QByteArray body;
+};
+using Routes = QList<Route>;
+
+QString describe(const std::function<QCoro::Task<GameFacts>()> &run)
+{
+    try {
+        const GameFacts facts = await(run());
+        const auto count = [](std::optional<qint64> n) {
+            return n ? QString::number(*n) : u"-"_s;
+        };
+        return u"online %1/%2 [%3] %4"_s.arg(count(facts.playersCurrent),
+                                             count(facts.playersMax),
+                                             facts.playerNames.join(u','),
+                                             facts.detail);
+    } catch (const ProviderError &error) {
+        return (error.kind() == ProviderError::Kind::Upstream ? u"offline: "_s : u"fails: "_s) + error.description();
+    }
+}
+
+QCoro::Task<GameFacts> runEngine(const QString &engine, quint16 port, std::optional<QString> secret)
+{
+    const auto http = std::make_shared<BoundedHTTPClient>();
+    const QString host = u"127.0.0.1"_s;
+    if (engine == u"palworld")
+        return RestGames::fetchPalworld(host, port, secret.value_or(u"pw"_s), false, http, makeStopToken());
+    if (engine == u"fivem")
+        return RestGames::fetchFiveM(host, port, secret, false, http, makeStopToken());
+    return RestGames::fetchTShock(host, port, false, http, makeStopToken());
+}
+
+// Records what would be sent and how many requests were waiting at once, answering 200 "{}"
+// after a short pause.
+class RecordingClient : public HTTPClient
+{
+public:
+    QCoro::Task<HTTPResult> data(HTTPRequest request, StopToken) override
+    {
+        requests.append(request);
+        mostAtOnce = std::max(mostAtOnce, ++inFlight);
+        Wakeup pause(20ms);
+        co_await pause;
+        --inFlight;
+        co_return HTTPResult{"{}", {200, {}}};
+    }
+    QList<HTTPRequest> requests;
+    int inFlight = 0;
+    int mostAtOnce = 0;
+};
+
+QByteArray header(const QByteArray &head, const QByteArray &name)
+{
+    for (const QByteArray &line : head.split('\n')) {
+        if (line.toLower().startsWith(QByteArray(name.toLower() + ':')))
+            return line.mid(name.size() + 1).trimmed();
+    }
+    return {};
+}
+
+const QByteArray palInfo = R"({"version":"v0.5.1.61010","servername":"Pals"})";
+const QByteArray palPlayers = R"({"players":[{"name":"ann","level":12},{"name":"bo","level":3}]})";
+const QByteArray palMetrics = R"({"currentplayernum":2,"maxplayernum":32,"serverfps":59})";
+const QByteArray fiveInfo = R"({"vars":{"sv_projectName":"RP City","sv_maxClients":"48"},"version":1})";
+const QByteArray fivePlayers = R"([{"name":"ann","id":1,"ping":40},{"name":"bo","id":2,"ping":61}])";
+const QByteArray tshockStatus = R"({"status":"200","name":"Terra","port":7777,"playercount":2,"maxplayers":8,)"
+                                R"("players":[{"nickname":"ann"},{"nickname":"","username":"bob"}]})";
+
+} // namespace
+
+Q_DECLARE_METATYPE(Routes)
+
+class RestGameEnginesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void gameURL_data()
+    {
+        QTest::addColumn<bool>("tls");
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<QString>("url");
+        QTest::newRow("plain") << false << u"pals.lan"_s << QString() << u"http://pals.lan:8212/v1/api/info"_s;
+        QTest::newRow("TLS keeps the port")
+            << true << u"pals.lan"_s << QString() << u"https://pals.lan:8212/v1/api/info"_s;
+        QTest::newRow("query") << false << u"10.0.0.5"_s << u"players=true"_s
+                               << u"http://10.0.0.5:8212/v1/api/info?players=true"_s;
+        QTest::newRow("IPv6") << false << u"::1"_s << QString() << u"http://[::1]:8212/v1/api/info"_s;
+        QTest::newRow("space") << false << u"x y"_s << QString() << u"fails: bad host \"x y\""_s;
+        QTest::newRow("empty") << false << QString() << QString() << u"fails: bad host \"\""_s;
+        QTest::newRow("a path in the host")
+            << false << u"pals.lan/x"_s << QString() << u"fails: bad host \"pals.lan/x\""_s;
+    }
+    void gameURL()
+    {
+        QString url;
+        try {
+            url = RestGames::gameURL(TW_DATA(bool, tls),
+                                     TW_DATA(QString, host),
+                                     8212,
+                                     u"/v1/api/info"_s,
+                                     TW_DATA(QString, query))
+                      .toString();
+        } catch (const ProviderError &error) {
+            QCOMPARE(error.kind(), ProviderError::Kind::Misconfigured);
+            url = u"fails: "_s + error.description();
+        }
+        QCOMPARE(url, TW_DATA(QString, url));
+    }
+
+    void engines_data()
+    {
+        QTest::addColumn<QString>("engine");
+        QTest::addColumn<Routes>("routes"); // every other path answers 404
+        QTest::addColumn<QString>("outcome");
+        const QByteArray tshockPath = "/v2/server/status?players=true";
+        QTest::newRow("Palworld") << u"palworld"_s
+                                  << Routes{{"/v1/api/info", 200, palInfo},
+                                            {"/v1/api/players", 200, palPlayers},
+                                            {"/v1/api/metrics", 200, palMetrics}}
+                                  << u"online 2/32 [ann,bo] v0.5.1.61010"_s;
+        QTest::newRow("Palworld: a 401 wins over two answers") << u"palworld"_s
+                                                               << Routes{{"/v1/api/info", 200, palInfo},
+                                                                         {"/v1/api/players", 401, {}},
+                                                                         {"/v1/api/metrics", 200, palMetrics}}
+                                                               << u"fails: HTTP 401 — check the password"_s;
+        QTest::newRow("Palworld: a 403 as well")
+            << u"palworld"_s << Routes{{"/v1/api/info", 403, {}}} << u"fails: HTTP 403 — check the password"_s;
+        QTest::newRow("Palworld: one endpoint failing leaves the rest") << u"palworld"_s
+                                                                        << Routes{{"/v1/api/info", 500, {}},
+                                                                                  {"/v1/api/players", 200, palPlayers},
+                                                                                  {"/v1/api/metrics", 200, palMetrics}}
+                                                                        << u"online 2/32 [ann,bo] "_s;
+        QTest::newRow("Palworld: the version alone")
+            << u"palworld"_s << Routes{{"/v1/api/info", 200, palInfo}} << u"online -/- [] v0.5.1.61010"_s;
+        QTest::newRow("Palworld: only invalid JSON")
+            << u"palworld"_s
+            << Routes{{"/v1/api/info", 200, "<html>"}, {"/v1/api/players", 200, "{"}, {"/v1/api/metrics", 200, "[1]"}}
+            << u"offline: malformed reply"_s;
+        QTest::newRow("Palworld: a redirect is not followed")
+            << u"palworld"_s
+            << Routes{{"/v1/api/info", 301, {}}, {"/v1/api/players", 301, {}}, {"/v1/api/metrics", 301, {}}}
+            << u"offline: HTTP 301"_s;
+        QTest::newRow("FiveM") << u"fivem"_s
+                               << Routes{{"/info.json", 200, fiveInfo}, {"/players.json", 200, fivePlayers}}
+                               << u"online 2/48 [ann,bo] RP City"_s;
+        QTest::newRow("FiveM: players hidden")
+            << u"fivem"_s << Routes{{"/info.json", 200, fiveInfo}, {"/players.json", 403, {}}}
+            << u"online -/48 [] RP City"_s;
+        QTest::newRow("FiveM: 401 on both is offline, with the info's status")
+            << u"fivem"_s << Routes{{"/info.json", 401, {}}, {"/players.json", 403, {}}} << u"offline: HTTP 401"_s;
+        QTest::newRow("FiveM: players as an object")
+            << u"fivem"_s << Routes{{"/info.json", 404, {}}, {"/players.json", 200, R"({"name":"a"})"}}
+            << u"offline: malformed reply"_s;
+        QTest::newRow("TShock") << u"tshock"_s << Routes{{tshockPath, 200, tshockStatus}}
+                                << u"online 2/8 [ann,bob] Terra"_s;
+        QTest::newRow("TShock: 403") << u"tshock"_s << Routes{{tshockPath, 403, {}}}
+                                     << u"fails: HTTP 403 — the REST interface needs a token"_s;
+        QTest::newRow("TShock: 401 too") << u"tshock"_s << Routes{{tshockPath, 401, {}}}
+                                         << u"fails: HTTP 401 — the REST interface needs a token"_s;
+        QTest::newRow("TShock: without the players query")
+            << u"tshock"_s << Routes{{"/v2/server/status", 200, tshockStatus}} << u"offline: HTTP 404"_s;
+    }
+    void engines()
+    {
+        LocalHttpServer server;
+        for (const Route &route : TW_DATA(Routes, routes))
+            server.route(route.path, {.status = route.status, .body = route.body});
+        const QString engine = TW_DATA(QString, engine);
+        const quint16 port = server.port();
+        QCOMPARE(describe([&] { return runEngine(engine, port, std::nullopt); }), TW_DATA(QString, outcome));
+    }
+
+    void secretsGoInHeadersWhereTheyBelong()
+    {
+        LocalHttpServer server;
+        const quint16 port = server.port();
+        describe([&] { return runEngine(u"palworld"_s, port, u"p:w"_s); });
+        QCOMPARE(server.requests().size(), 3);
+        for (const LocalHttpServer::Request &request : server.requests()) {
+            QCOMPARE(header(request.head, "Authorization"), "Basic " + QByteArray("admin:p:w").toBase64());
+            QVERIFY(!request.path.contains("p:w"));
+        }
+
+        LocalHttpServer open;
+        const quint16 openPort = open.port();
+        describe([&] { return runEngine(u"fivem"_s, openPort, std::nullopt); });
+        QCOMPARE(open.requests().size(), 2);
+        for (const LocalHttpServer::Request &request : open.requests())
+            QVERIFY2(!request.head.toLower().contains("x-players-token"), request.head.constData());
+
+        LocalHttpServer guarded;
+        const quint16 guardedPort = guarded.port();
+        describe([&] { return runEngine(u"fivem"_s, guardedPort, u"t0ken"_s); });
+        QCOMPARE(guarded.requests().size(), 2);
+        for (const LocalHttpServer::Request &request : guarded.requests()) {
+            const QByteArray expected = request.path == "/players.json" ? "t0ken" : "";
+            QCOMPARE(header(request.head, "X-Players-Token"), expected);
+        }
+    }
+
+    void requestsRunAtOnceAndABadHostSendsNothing()
+    {
+        auto client = std::make_shared<RecordingClient>();
+        const GameFacts facts =
+            await(RestGames::fetchPalworld(u"pals.lan"_s, 8212, u"pw"_s, true, client, makeStopToken()));
+        QCOMPARE(facts.playersCurrent, std::nullopt);
+        QCOMPARE(client->mostAtOnce, 3);
+        QCOMPARE(client->requests.first().url.toString(), u"https://pals.lan:8212/v1/api/info"_s);
+
+        auto untouched = std::make_shared<RecordingClient>();
+        const QString failure =
+            describe([&] { return RestGames::fetchTShock(u"x y"_s, 7878, false, untouched, makeStopToken()); });
+        QCOMPARE(failure, u"fails: bad host \"x y\""_s);
+        QVERIFY(untouched->requests.isEmpty());
+    }
+
+    void refusedEverywhereIsOffline()
+    {
+        quint16 closed = 0;
+        {
+            LocalHttpServer gone;
+            closed = gone.port();
+        }
+        QCOMPARE(describe([&] { return runEngine(u"fivem"_s, closed, std::nullopt); }),
+                 u"offline: connection refused"_s);
+    }
+
+    void providerReadsTheSecretAsEachGameNeeds_data()
+    {
+        QTest::addColumn<QString>("game");
+        QTest::addColumn<QString>("credentialRef"); // empty: none set
+        QTest::addColumn<QString>("row"); // or the poll's failure
+        QTest::newRow("Palworld with its password") << u"palworld"_s << u"pals"_s << u"online 2/32 Pals"_s;
+        QTest::newRow("Palworld without a reference")
+            << u"palworld"_s << QString() << u"fails: missing credential: palworld"_s;
+        QTest::newRow("Palworld with nothing stored")
+            << u"palworld"_s << u"nothing-here"_s << u"fails: missing credential: palworld"_s;
+        QTest::newRow("FiveM with nothing stored") << u"fivem"_s << u"nothing-here"_s << u"online 2/48 Five"_s;
+        QTest::newRow("TShock never reads the store")
+            << u"terraria-tshock"_s << u"broken-store"_s << u"online 2/8 Terra"_s;
+    }
+    void providerReadsTheSecretAsEachGameNeeds()
+    {
+        LocalHttpServer server;
+        server.route("/v1/api/info", {.body = R"({"version":"Pals"})"});
+        server.route("/v1/api/metrics", {.body = palMetrics});
+        server.route("/info.json", {.body = R"({"vars":{"hostname":"Five","sv_maxClients":48}})"});
+        server.route("/players.json", {.body = fivePlayers});
+        server.route("/v2/server/status?players=true", {.body = tshockStatus});
+        class Store : public InMemoryCredentialStore
+        {
+        public:
+            using InMemoryCredentialStore::InMemoryCredentialStore;
+            QCoro::Task<std::optional<QString>> read(QString name) override
+            {
+                if (name == u"broken-store")
+                    throw std::runtime_error("store unavailable");
+                return InMemoryCredentialStore::read(name);
+            }
+        };
+        const auto credentials = std::make_shared<Store>(QHash<QString, QString>{{u"pals"_s, u"secret"_s}});
+
+        GameServerConfig config(QUuid::createUuid(), u"G"_s, TW_DATA(QString, game), u"127.0.0.1"_s, server.port());
+        if (const QString reference = TW_DATA(QString, credentialRef); !reference.isEmpty())
+            config.credentialRef = reference;
+        GameServerProvider::Dependencies dependencies = GameServerProvider::Dependencies::production();
+        dependencies.transports = {std::make_shared<BoundedHTTPClient>(), std::make_shared<TCPByteChannelFactory>()};
+        QString row;
+        try {
+            GameServerProvider provider(config, credentials, dependencies);
+            const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
+            const auto status = std::get<GameServerStatus>(snapshot.widgets.first().payload);
+            row = u"%1 %2/%3 %4"_s.arg(status.online ? u"online"_s : u"offline"_s)
+                      .arg(status.playersCurrent.value_or(-1))
+                      .arg(status.playersMax.value_or(-1))
+                      .arg(status.detail);
+        } catch (const ProviderError &error) {
+            row = u"fails: "_s + error.description();
+        }
+        QCOMPARE(row, TW_DATA(QString, row));
+    }
+};
+
+QTEST_GUILESS_MAIN(RestGameEnginesTest)
+#include "RestGameEnginesTest.moc"

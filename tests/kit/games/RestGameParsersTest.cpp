@@ -1,0 +1,148 @@
+#include "kit/games/RestGameParsers.h"
+
+#include "kit/monitor/ProviderError.h"
+
+#include <QTest>
+
+using namespace tw;
+using namespace tw::RestGames;
+using namespace Qt::StringLiterals;
+
+using Body = std::optional<QByteArray>;
+Q_DECLARE_METATYPE(Body)
+
+namespace {
+
+// One line per outcome, so a table row reads as what the user would see: "3/32 [a,b] v1".
+QString describe(const std::function<GameFacts()> &parse)
+{
+    try {
+        const GameFacts facts = parse();
+        const auto count = [](std::optional<qint64> n) {
+            return n ? QString::number(*n) : u"-"_s;
+        };
+        return count(facts.playersCurrent) + u'/' + count(facts.playersMax) + u" ["_s + facts.playerNames.join(u',')
+            + u"] "_s + facts.detail;
+    } catch (const ProviderError &error) {
+        return u"fails: "_s + error.description();
+    }
+}
+
+Body none()
+{
+    return std::nullopt;
+}
+
+} // namespace
+
+class RestGameParsersTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void palworld_data()
+    {
+        QTest::addColumn<Body>("info");
+        QTest::addColumn<Body>("players");
+        QTest::addColumn<Body>("metrics");
+        QTest::addColumn<QString>("expected");
+        const Body info = QByteArray(R"({"version":"v0.3.1","servername":"x"})");
+        const Body metrics = QByteArray(R"({"currentplayernum":3,"maxplayernum":32})");
+        QTest::newRow("all three") << info << Body(R"({"players":[{"name":"ann"},{"name":"bo"}]})") << metrics
+                                   << u"2/32 [ann,bo] v0.3.1"_s;
+        QTest::newRow("names beat the metric")
+            << none() << Body(R"({"players":[{"name":"ann"}]})") << metrics << u"1/32 [ann] "_s;
+        QTest::newRow("empty list, metric zero")
+            << none() << Body(R"({"players":[]})") << Body(R"({"currentplayernum":0,"maxplayernum":"8"})")
+            << u"0/8 [] "_s;
+        QTest::newRow("nameless entries count without a metric")
+            << none() << Body(R"({"players":[{"name":""},{"ip":"1.2.3.4"}]})") << none() << u"2/- [] "_s;
+        QTest::newRow("metric beats nameless entries")
+            << none() << Body(R"({"players":[{"name":""}]})") << metrics << u"3/32 [] "_s;
+        QTest::newRow("list with a non-object is no list")
+            << none() << Body(R"({"players":[{"name":"ann"},7]})") << none() << u"-/- [] "_s;
+        QTest::newRow("info alone") << info << none() << none() << u"-/- [] v0.3.1"_s;
+        QTest::newRow("empty version") << Body(R"({"version":""})") << none() << none() << u"-/- [] "_s;
+        QTest::newRow("metrics as text and fraction")
+            << none() << none() << Body(R"({"currentplayernum":"+4","maxplayernum":31.9})") << u"4/31 [] "_s;
+        QTest::newRow("garbage metric") << none() << none() << Body(R"({"currentplayernum":"4 players"})")
+                                        << u"-/- [] "_s;
+        QTest::newRow("nothing") << none() << none() << none() << u"fails: malformed reply"_s;
+        QTest::newRow("only invalid JSON")
+            << Body("<html>") << Body(R"({"players":)") << Body("") << u"fails: malformed reply"_s;
+        QTest::newRow("lists instead of objects")
+            << Body("[]") << Body(R"([{"name":"a"}])") << Body("3") << u"fails: malformed reply"_s;
+    }
+    void palworld()
+    {
+        QFETCH(Body, info);
+        QFETCH(Body, players);
+        QFETCH(Body, metrics);
+        QFETCH(QString, expected);
+        QCOMPARE(describe([&] { return parsePalworld(objectReply(info), objectReply(players), objectReply(metrics)); }),
+                 expected);
+    }
+
+    void fivem_data()
+    {
+        QTest::addColumn<Body>("info");
+        QTest::addColumn<Body>("players");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("both") << Body(R"({"vars":{"sv_projectName":"RP City","sv_maxClients":48,"hostname":"h"}})")
+                              << Body(R"([{"name":"ann","id":1},{"name":"bo"}])") << u"2/48 [ann,bo] RP City"_s;
+        QTest::newRow("empty project name falls back on hostname, max as text")
+            << Body(R"({"vars":{"sv_projectName":"","hostname":"Host","sv_maxClients":"48"}})") << none()
+            << u"-/48 [] Host"_s;
+        QTest::newRow("lower-case max") << Body(R"({"vars":{"sv_maxclients":"64","sv_maxClients":"lots"}})") << none()
+                                        << u"-/64 [] "_s;
+        QTest::newRow("vars missing") << Body(R"({"server":"FXServer"})") << none() << u"-/- [] "_s;
+        QTest::newRow("nameless players count")
+            << none() << Body(R"([{"id":1},{"name":""},{"name":"c"}])") << u"3/- [c] "_s;
+        QTest::newRow("empty player list") << none() << Body("[]") << u"0/- [] "_s;
+        QTest::newRow("player list with a non-object is missing")
+            << Body(R"({"vars":{"hostname":"h"}})") << Body(R"([{"name":"a"},"b"])") << u"-/- [] h"_s;
+        QTest::newRow("player object instead of list")
+            << none() << Body(R"({"name":"a"})") << u"fails: malformed reply"_s;
+        QTest::newRow("info list instead of object") << Body("[]") << none() << u"fails: malformed reply"_s;
+        QTest::newRow("nothing") << none() << none() << u"fails: malformed reply"_s;
+    }
+    void fivem()
+    {
+        QFETCH(Body, info);
+        QFETCH(Body, players);
+        QFETCH(QString, expected);
+        QCOMPARE(describe([&] { return parseFiveM(objectReply(info), objectListReply(players)); }), expected);
+    }
+
+    void tshock_data()
+    {
+        QTest::addColumn<Body>("status");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("full") << Body(R"({"status":"200","name":"Terra","playercount":2,"maxplayers":8,)"
+                                      R"("players":[{"nickname":"ann","username":"a1"},{"nickname":"bo"}]})")
+                              << u"2/8 [ann,bo] Terra"_s;
+        QTest::newRow("empty nickname falls back on username")
+            << Body(R"({"players":[{"nickname":"","username":"bob"},{"nickname":7,"username":"cy"}]})")
+            << u"2/- [bob,cy] "_s;
+        QTest::newRow("nameless entry counts without a name")
+            << Body(R"({"players":[{"nickname":"ann"},{"group":"guest"}]})") << u"2/- [ann] "_s;
+        QTest::newRow("count beats an empty list") << Body(R"({"playercount":5,"players":[]})") << u"5/- [] "_s;
+        QTest::newRow("count as text beats the list")
+            << Body(R"({"playercount":"1","players":[{"nickname":"a"},{"nickname":"b"}]})") << u"1/- [a,b] "_s;
+        QTest::newRow("no count, no list") << Body(R"({"name":"","maxplayers":"16"})") << u"-/16 [] "_s;
+        QTest::newRow("list with a non-object is no list")
+            << Body(R"({"players":[{"nickname":"a"},null]})") << u"-/- [] "_s;
+        QTest::newRow("list root") << Body(R"([{"nickname":"a"}])") << u"fails: malformed reply"_s;
+        QTest::newRow("invalid JSON") << Body(R"({"name":"Terra")") << u"fails: malformed reply"_s;
+        QTest::newRow("nothing") << none() << u"fails: malformed reply"_s;
+    }
+    void tshock()
+    {
+        QFETCH(Body, status);
+        QFETCH(QString, expected);
+        QCOMPARE(describe([&] { return parseTShock(objectReply(status)); }), expected);
+    }
+};
+
+QTEST_GUILESS_MAIN(RestGameParsersTest)
+#include "RestGameParsersTest.moc"
