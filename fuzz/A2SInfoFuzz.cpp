@@ -14,7 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         std::abort();
     if (!plain)
         return 0;
-    const auto byteCount = [](const std::optional<qint64> &n) { return n && *n >= 0 && *n <= 255; };
+    const auto byteCount = [](const std::optional<qint64> &n) {
+        return n && *n >= 0 && *n <= 255;
+    };
     if (!byteCount(plain->playersCurrent) || !byteCount(plain->playersMax) || !plain->playerNames.isEmpty()
         || plain->detail.toUtf8().size() > bytes.size() - 19)
         std::abort();
