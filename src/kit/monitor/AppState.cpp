@@ -15,6 +15,35 @@ namespace tw {
 
 namespace {
 
+template<typename Value>
+bool takeEntry(QHash<QUuid, Value> &mine, const QHash<QUuid, Value> &theirs, const QUuid &id)
+{
+    const auto theirEntry = theirs.constFind(id);
+    if (theirEntry == theirs.cend())
+        return mine.remove(id);
+    const auto myEntry = mine.constFind(id);
+    if (myEntry != mine.cend() && *myEntry == *theirEntry)
+        return false;
+    mine.insert(id, *theirEntry);
+    return true;
+}
+
+// Rare (sources removed): a deep copy, so that the engine's table stays unshared.
+template<typename Value>
+bool takeAll(QHash<QUuid, Value> &mine, const QHash<QUuid, Value> &theirs)
+{
+    if (mine == theirs)
+        return false;
+    mine.clear();
+    for (auto it = theirs.cbegin(); it != theirs.cend(); ++it)
+        mine.insert(it.key(), it.value());
+    return true;
+}
+
+} // namespace
+
+namespace {
+
 QString keyPrefix(const QUuid &id)
 {
     return JsonRead::uuidText(id) + u'/';
@@ -164,13 +193,17 @@ void AppState::consume(const PollEngine::Update &update)
         }
         post(evaluateAlerts(update));
     }
-    if (m_snapshots != update.snapshots) {
-        m_snapshots = update.snapshots;
+    // A poll changes one source: only its entries are copied. Holding the engine's tables themselves
+    // would make its next write copy all of them, once per poll — quadratic in the number of sources.
+    const bool snapshotsMoved = update.polledSourceID ? takeEntry(m_snapshots, update.snapshots, *update.polledSourceID)
+                                                      : takeAll(m_snapshots, update.snapshots);
+    if (snapshotsMoved) {
         Q_EMIT snapshotsChanged();
         Q_EMIT stateChanged();
     }
-    if (m_errors != update.errors) {
-        m_errors = update.errors;
+    const bool errorsMoved = update.polledSourceID ? takeEntry(m_errors, update.errors, *update.polledSourceID)
+                                                   : takeAll(m_errors, update.errors);
+    if (errorsMoved) {
         Q_EMIT errorsChanged();
         Q_EMIT stateChanged();
     }
