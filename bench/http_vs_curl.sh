@@ -5,7 +5,8 @@ set -eu
 BUILD=${1:-build/release}
 COUNT=${2:-200}
 DIR=$(mktemp -d)
-trap 'kill $SERVER 2>/dev/null; rm -rf "$DIR"' EXIT
+KEEPALIVE=
+trap 'kill $SERVER $KEEPALIVE 2>/dev/null; rm -rf "$DIR"' EXIT
 head -c 2048 /dev/urandom > "$DIR/status"
 PORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
 python3 -m http.server "$PORT" --bind 127.0.0.1 --directory "$DIR" >/dev/null 2>&1 & SERVER=$!
@@ -24,3 +25,10 @@ for _ in range(count):
 r = resource.getrusage(resource.RUSAGE_CHILDREN)
 print("curl       cpu_ms_per_request=%.3f" % ((r.ru_utime + r.ru_stime) * 1000 / count))
 PY
+# The same check against a peer that keeps its connections open, as most real services do; curl, one
+# process per request, cannot reuse a connection, so it has no counterpart here.
+KPORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+python3 "$(dirname "$0")/keepalive_peer.py" "$KPORT" & KEEPALIVE=$!
+for _ in $(seq 1 100); do curl -s -o /dev/null "http://127.0.0.1:$KPORT/status" && break; sleep 0.05; done
+printf 'kept alive: '
+"$BUILD/bench/http_latency_bench" "http://127.0.0.1:$KPORT/status" "$COUNT"

@@ -3,20 +3,30 @@
 # MINUTES minutes, the HTTP peer stopped or restarted every minute (a fault the sources must ride
 # out). Each minute prints the
 # watcher's resident memory, open file descriptors and the CPU it used in that minute.
-# usage: [SOURCES=N] [HTTP_PROTOCOL=HTTP/1.1] bench/soak.sh BUILD_DIR [MINUTES]
+# usage: [SOURCES=N] [HTTP_PROTOCOL=HTTP/1.1 | HTTP_PEER=keepalive] bench/soak.sh BUILD_DIR [MINUTES]
 set -eu
 BUILD=${1:-build/release}
 MINUTES=${2:-30}
 SOURCES=${SOURCES:-300}
-# HTTP/1.1 lets the peer keep connections open between checks, as most real services do.
+# The HTTP peer: python3's http.server with a new connection per check (HTTP/1.0, the default) or
+# kept alive (HTTP/1.1), or HTTP_PEER=keepalive, which keeps connections and answers in one write
+# as nginx does.
 HTTP_PROTOCOL=${HTTP_PROTOCOL:-HTTP/1.0}
+HTTP_PEER=${HTTP_PEER:-http.server}
+HERE=$(cd "$(dirname "$0")" && pwd)
 WORK=$(mktemp -d)
 WATCH=; HTTP=; TCP=
 cleanup() { kill $WATCH $HTTP $TCP 2>/dev/null || true; wait 2>/dev/null || true; rm -rf "$WORK"; }
 trap cleanup EXIT
 port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])'; }
 HTTP_PORT=$(port); TCP_PORT=$(port)
-serve_http() { python3 -m http.server --protocol "$HTTP_PROTOCOL" "$HTTP_PORT" --bind 127.0.0.1 --directory "$WORK" >/dev/null 2>&1 & HTTP=$!; }
+serve_http() {
+    if [ "$HTTP_PEER" = keepalive ]; then
+        python3 "$HERE/keepalive_peer.py" "$HTTP_PORT" >/dev/null 2>&1 & HTTP=$!
+    else
+        python3 -m http.server --protocol "$HTTP_PROTOCOL" "$HTTP_PORT" --bind 127.0.0.1 --directory "$WORK" >/dev/null 2>&1 & HTTP=$!
+    fi
+}
 python3 -c "
 import socket, time
 s = socket.socket(); s.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
