@@ -204,6 +204,77 @@ private Q_SLOTS:
         QVERIFY2(row(uR"(^Vikings +Vikings +up +\d+\.\d ms +3/10 players · Viking Hall$)"_s), text.out.constData());
     }
 
+    // The three web engines end to end: local peers that answer as the servers do, and a Palworld
+    // password from the private credentials file.
+    void webGameServersReadTheirCounts()
+    {
+        QTemporaryDir dir;
+        LocalHttpServer pal;
+        const QByteArray auth = QByteArray("Authorization: Basic ") + QByteArray("admin:hunter2").toBase64();
+        pal.fallback([auth](const LocalHttpServer::Request &request) {
+            if (!request.head.contains(auth))
+                return LocalHttpServer::Reply{.status = 401};
+            if (request.path == "/v1/api/info")
+                return LocalHttpServer::Reply{.body = R"({"version":"v0.3.1.55694","servername":"Pals"})"};
+            if (request.path == "/v1/api/players")
+                return LocalHttpServer::Reply{.body = R"({"players":[{"name":"ann","level":12},{"name":"bo"}]})"};
+            if (request.path == "/v1/api/metrics")
+                return LocalHttpServer::Reply{.body = R"({"currentplayernum":2,"maxplayernum":32,"uptime":60})"};
+            return LocalHttpServer::Reply{.status = 404};
+        });
+        LocalHttpServer fivem;
+        fivem.route("/info.json", {.body = R"({"vars":{"sv_projectName":"RP City","sv_maxClients":"48"}})"});
+        fivem.route("/players.json", {.body = R"([{"name":"Player","id":1},{"name":"Player","id":2}])"});
+        LocalHttpServer tshock;
+        tshock.route("/v2/server/status?players=true",
+                     {.body = R"({"status":"200","name":"Terra","playercount":1,"maxplayers":8,)"
+                              R"("players":[{"nickname":"","username":"bob"}]})"});
+
+        GameServerConfig palworld(QUuid::createUuid(), u"Pal"_s, u"palworld"_s, u"127.0.0.1"_s, pal.port());
+        palworld.credentialRef = u"pal-admin"_s;
+        GameServerConfig locked = palworld;
+        locked.id = QUuid::createUuid();
+        locked.displayName = u"Pal locked"_s;
+        locked.credentialRef = u"nothing-stored"_s;
+        SourcesStore::save(
+            {palworld,
+             locked,
+             GameServerConfig(QUuid::createUuid(), u"FX"_s, u"fivem"_s, u"127.0.0.1"_s, fivem.port()),
+             GameServerConfig(QUuid::createUuid(), u"Terra"_s, u"terraria-tshock"_s, u"127.0.0.1"_s, tshock.port())},
+            dir.path());
+        const QString secrets = dir.filePath(u"secrets.json"_s);
+        QFile f(secrets);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(R"({"pal-admin":"hunter2"})");
+        f.close();
+        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+
+        const Run run =
+            check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets, u"--json"_s});
+        const QJsonObject report = QJsonDocument::fromJson(run.out).object();
+        QVERIFY2(!report.isEmpty(), run.err.constData());
+
+        const QJsonObject pals = onlyRow(sourceNamed(report, u"Pal"_s));
+        QVERIFY2(pals.value(u"online"_s).toBool(), QJsonDocument(pals).toJson().constData());
+        QCOMPARE(pals.value(u"playersCurrent"_s).toInt(), 2);
+        QCOMPARE(pals.value(u"playersMax"_s).toInt(), 32);
+        QCOMPARE(pals.value(u"playerNames"_s).toArray(), QJsonArray({u"ann"_s, u"bo"_s}));
+        QCOMPARE(pals.value(u"detail"_s).toString(), u"v0.3.1.55694"_s);
+        QCOMPARE(sourceNamed(report, u"Pal locked"_s).value(u"error"_s).toString(), u"missing credential: palworld"_s);
+
+        const QJsonObject fx = onlyRow(sourceNamed(report, u"FX"_s));
+        QCOMPARE(fx.value(u"playersCurrent"_s).toInt(), 2);
+        QCOMPARE(fx.value(u"playersMax"_s).toInt(), 48);
+        QCOMPARE(fx.value(u"detail"_s).toString(), u"RP City"_s);
+        const QJsonObject terra = onlyRow(sourceNamed(report, u"Terra"_s));
+        QCOMPARE(terra.value(u"playersCurrent"_s).toInt(), 1);
+        QCOMPARE(terra.value(u"playersMax"_s).toInt(), 8);
+        QCOMPARE(terra.value(u"playerNames"_s).toArray(), QJsonArray({u"bob"_s}));
+        QCOMPARE(terra.value(u"detail"_s).toString(), u"Terra"_s);
+        // Only the source with the password reached the server, once per endpoint.
+        QCOMPARE(pal.requests().size(), 3);
+    }
+
     void exitStatusFollowsTheEstate_data()
     {
         QTest::addColumn<QByteArray>("file"); // written as the sources file; empty for none
