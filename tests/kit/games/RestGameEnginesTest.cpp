@@ -4,13 +4,16 @@
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "kit/monitor/ProviderError.h"
 #include "kit/transport/BoundedHTTPClient.h"
+#include "kit/transport/Cancelled.h"
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "kit/transport/Wakeup.h"
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
 #include "support/TestData.h"
 
+#include <QElapsedTimer>
 #include <QTest>
+#include <QTimer>
 
 using namespace tw;
 using namespace tw::test;
@@ -238,6 +241,23 @@ private Q_SLOTS:
             describe([&] { return RestGames::fetchTShock(u"x y"_s, 7878, false, untouched, makeStopToken()); });
         QCOMPARE(failure, u"fails: bad host \"x y\""_s);
         QVERIFY(untouched->requests.isEmpty());
+    }
+
+    // A stopped poll ends every request it started, not only the one being awaited.
+    void stoppingThePollEndsEveryRequest()
+    {
+        LocalHttpServer server;
+        server.fallback([](const LocalHttpServer::Request &) { return LocalHttpServer::Reply{.silent = true}; });
+        const StopToken stop = makeStopToken();
+        QTimer::singleShot(300, stop.get(), [stop] { stop->requestStop(); });
+        QElapsedTimer clock;
+        clock.start();
+        const auto http = std::make_shared<BoundedHTTPClient>();
+        QVERIFY_THROWS_EXCEPTION(
+            Cancelled,
+            await(RestGames::fetchPalworld(u"127.0.0.1"_s, server.port(), u"pw"_s, false, http, stop)));
+        QVERIFY(clock.elapsed() < 5000); // far below the client's own time-outs
+        QCOMPARE(server.requests().size(), 3);
     }
 
     void refusedEverywhereIsOffline()
