@@ -1,6 +1,7 @@
 #include "A2SWire.h"
 
 #include "kit/games/A2SReplyError.h"
+#include "kit/games/LooseJson.h"
 
 #include <QStringDecoder>
 #include <QtEndian>
@@ -62,17 +63,6 @@ private:
     const QByteArray &m_bytes;
     qsizetype m_at = 0;
 };
-
-// Base 10 with an optional sign and nothing else: no spaces, no hex, no trailing letters.
-std::optional<qint64> strictInteger(QStringView text)
-{
-    const QStringView digits = text.startsWith(u'+') || text.startsWith(u'-') ? text.sliced(1) : text;
-    if (digits.isEmpty() || !std::all_of(digits.begin(), digits.end(), [](QChar c) { return c >= u'0' && c <= u'9'; }))
-        return std::nullopt;
-    bool ok = false;
-    const qint64 value = text.toLongLong(&ok, 10);
-    return ok ? std::optional(value) : std::nullopt;
-}
 
 std::optional<QString> readKeywords(Reader &reader)
 {
@@ -207,7 +197,7 @@ KeywordCounts parseKeywordCounts(const QString &keywords)
         const bool current = piece.startsWith(u"cp"_s);
         if (!current && !piece.startsWith(u"mp"_s))
             continue;
-        const std::optional<qint64> value = strictInteger(piece.sliced(2));
+        const std::optional<qint64> value = LooseJson::intText(piece.sliced(2));
         if (value && *value >= 0)
             (current ? counts.current : counts.max) = value;
     }

@@ -1,5 +1,6 @@
 #include "BedrockPing.h"
 
+#include "kit/games/LooseJson.h"
 #include "kit/monitor/ProviderError.h"
 
 #include <QStringDecoder>
@@ -12,17 +13,6 @@ namespace tw::BedrockPing {
 namespace {
 
 const QByteArray magic = QByteArray::fromHex("00FFFF00FEFEFEFEFDFDFDFD12345678");
-
-std::optional<qint64> count(const QString &field)
-{
-    const QStringView digits =
-        field.startsWith(u'+') || field.startsWith(u'-') ? QStringView(field).sliced(1) : QStringView(field);
-    if (digits.isEmpty() || !std::all_of(digits.begin(), digits.end(), [](QChar c) { return c >= u'0' && c <= u'9'; }))
-        return std::nullopt;
-    bool ok = false;
-    const qint64 value = field.toLongLong(&ok, 10);
-    return ok ? std::optional(value) : std::nullopt;
-}
 
 } // namespace
 
@@ -53,8 +43,8 @@ std::optional<GameFacts> parsePong(const QByteArray &datagram)
         return std::nullopt;
     const QStringList fields = text.split(u';');
     GameFacts facts;
-    facts.playersCurrent = count(fields.value(4));
-    facts.playersMax = count(fields.value(5));
+    facts.playersCurrent = LooseJson::intText(fields.value(4));
+    facts.playersMax = LooseJson::intText(fields.value(5));
     facts.detail = !fields.value(3).isEmpty() ? fields.value(3) : fields.value(1);
     return facts;
 }

@@ -250,9 +250,8 @@ QCoro::Task<SourceSnapshot> GameServerProvider::fetch(StopToken stop)
         message = error.description();
     } catch (const Cancelled &) {
         throw;
-    } catch (const A2SReplyError &error) {
-        message = error.description();
     } catch (const std::exception &error) {
+        // An A2SReplyError among them: its text is its reason.
         message = QString::fromUtf8(error.what());
     }
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {makeStatus(config, facts, latency, message)}};

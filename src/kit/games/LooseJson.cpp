@@ -7,6 +7,16 @@
 
 namespace tw::LooseJson {
 
+std::optional<qint64> intText(QStringView text)
+{
+    const QStringView digits = text.startsWith(u'+') || text.startsWith(u'-') ? text.sliced(1) : text;
+    if (digits.isEmpty() || !std::all_of(digits.begin(), digits.end(), [](QChar c) { return c >= u'0' && c <= u'9'; }))
+        return std::nullopt;
+    bool ok = false;
+    const qint64 number = text.toLongLong(&ok, 10);
+    return ok ? std::optional(number) : std::nullopt;
+}
+
 std::optional<qint64> intValue(const QJsonValue &value)
 {
     if (value.isDouble()) {
@@ -15,17 +25,8 @@ std::optional<qint64> intValue(const QJsonValue &value)
             return std::nullopt;
         return qint64(number);
     }
-    if (value.isString()) {
-        const QString text = value.toString();
-        const QStringView digits =
-            text.startsWith(u'+') || text.startsWith(u'-') ? QStringView(text).sliced(1) : QStringView(text);
-        if (digits.isEmpty()
-            || !std::all_of(digits.begin(), digits.end(), [](QChar c) { return c >= u'0' && c <= u'9'; }))
-            return std::nullopt;
-        bool ok = false;
-        const qint64 number = text.toLongLong(&ok, 10);
-        return ok ? std::optional(number) : std::nullopt;
-    }
+    if (value.isString())
+        return intText(value.toString());
     return std::nullopt;
 }
 
