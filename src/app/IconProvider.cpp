@@ -51,6 +51,7 @@ const QHash<QString, QString> &symbolTable()
         {u"magnifyingglass"_s, u"search"_s},
         {u"xmark.circle"_s, u"circle-x"_s},
         {u"pencil"_s, u"pencil"_s},
+        {u"wifi.slash"_s, u"wifi-off"_s},
     };
     return table;
 }

@@ -7,6 +7,8 @@
 #include "app/TrayIconPainter.h"
 #include "kit/monitor/AppState.h"
 
+using namespace Qt::StringLiterals;
+
 namespace tw {
 
 PopoverController::PopoverController(AppState *state, PopoverModel *rows, QObject *parent)
@@ -16,6 +18,61 @@ PopoverController::PopoverController(AppState *state, PopoverModel *rows, QObjec
 {
     connect(m_state, &AppState::stateChanged, this, &PopoverController::changed);
     connect(m_state, &AppState::sourcesChanged, this, &PopoverController::changed);
+    connect(m_state, &AppState::hushChanged, this, &PopoverController::changed);
+    connect(m_state, &AppState::snoozesChanged, this, [this] {
+        ++m_snoozeRevision;
+        Q_EMIT snoozesChanged();
+    });
+}
+
+QString PopoverController::hushText() const
+{
+    return PopoverText::hushBanner(m_state->hush());
+}
+
+bool PopoverController::offline() const
+{
+    return m_state->hush() == AlertGate::Hush::Offline;
+}
+
+QString PopoverController::snoozeAllText() const
+{
+    const std::optional<Snooze> snooze = m_state->snoozeOf(std::nullopt);
+    return snooze ? u"Notifications snoozed until "_s + snooze->untilText(QDateTime::currentDateTimeUtc()) : QString();
+}
+
+QString PopoverController::snoozeText(const QString &sourceId) const
+{
+    const QUuid id = QUuid::fromString(sourceId);
+    if (id.isNull())
+        return {};
+    const std::optional<Snooze> snooze = m_state->snoozeOf(id);
+    return snooze ? snooze->describe(QDateTime::currentDateTimeUtc()) : QString();
+}
+
+void PopoverController::snoozeSource(const QString &sourceId, int hours)
+{
+    const QUuid id = QUuid::fromString(sourceId);
+    if (id.isNull())
+        return;
+    m_state->snoozeSource(id, hours > 0 ? std::optional<qint64>(hours * 3600) : std::nullopt);
+}
+
+void PopoverController::endSnooze(const QString &sourceId)
+{
+    const QUuid id = QUuid::fromString(sourceId);
+    if (!id.isNull())
+        m_state->endSnooze(id);
+}
+
+void PopoverController::snoozeAll(int hours)
+{
+    m_state->snoozeAll(qint64(hours) * 3600);
+}
+
+void PopoverController::resumeNotifications()
+{
+    m_state->endSnooze(std::nullopt);
 }
 
 QString PopoverController::headline() const

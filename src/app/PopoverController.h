@@ -24,6 +24,13 @@ class PopoverController : public QObject
     Q_PROPERTY(bool hasSources READ hasSources NOTIFY changed)
     Q_PROPERTY(QDateTime lastFetched READ lastFetched NOTIFY changed)
     Q_PROPERTY(tw::PopoverModel *rows READ rows CONSTANT)
+    // Why failures do not alert now ("You're offline — …"); empty when they do.
+    Q_PROPERTY(QString hushText READ hushText NOTIFY changed)
+    Q_PROPERTY(bool offline READ offline NOTIFY changed)
+    // "Notifications snoozed until 14:30"; empty without a snooze of everything.
+    Q_PROPERTY(QString snoozeAllText READ snoozeAllText NOTIFY snoozesChanged)
+    // Bumped whenever any snooze changes, for bindings that call snoozeText().
+    Q_PROPERTY(int snoozeRevision READ snoozeRevision NOTIFY snoozesChanged)
 
 public:
     PopoverController(AppState *state, PopoverModel *rows, QObject *parent = nullptr);
@@ -38,6 +45,18 @@ public:
     // The newest poll of any source; invalid before the first one.
     QDateTime lastFetched() const;
     PopoverModel *rows() const { return m_rows; }
+    QString hushText() const;
+    bool offline() const;
+    QString snoozeAllText() const;
+    int snoozeRevision() const { return m_snoozeRevision; }
+
+    // "Snoozed until 14:30" for a source's row; empty when it is not snoozed.
+    Q_INVOKABLE QString snoozeText(const QString &sourceId) const;
+    // Hours from the row's menu; 0 means until the source recovers.
+    Q_INVOKABLE void snoozeSource(const QString &sourceId, int hours);
+    Q_INVOKABLE void endSnooze(const QString &sourceId);
+    Q_INVOKABLE void snoozeAll(int hours);
+    Q_INVOKABLE void resumeNotifications();
 
     Q_INVOKABLE QString relativeTime(const QDateTime &date) const;
     // Formatting for the row views; an undefined value from QML stands for "no reading".
@@ -56,6 +75,7 @@ public:
 
 Q_SIGNALS:
     void changed();
+    void snoozesChanged();
     void settingsRequested();
     void quitRequested();
     void closeRequested();
@@ -63,6 +83,7 @@ Q_SIGNALS:
 private:
     AppState *m_state;
     PopoverModel *m_rows;
+    int m_snoozeRevision = 0;
 };
 
 } // namespace tw

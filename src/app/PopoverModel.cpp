@@ -141,17 +141,20 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
     std::visit(Overloaded{
                    [&](const Row::Error &error) {
                        map[u"type"_s] = u"error"_s;
+                       map[u"sourceId"_s] = JsonRead::uuidText(error.source.id());
                        map[u"name"_s] = error.source.common().displayName;
                        map[u"message"_s] = error.message;
                        map[u"status"_s] = toText(ServiceStatus::Down);
                    },
                    [&](const Row::Empty &empty) {
                        map[u"type"_s] = u"empty"_s;
+                       map[u"sourceId"_s] = JsonRead::uuidText(empty.source.id());
                        map[u"name"_s] = empty.source.common().displayName;
                        map[u"status"_s] = toText(ServiceStatus::Unknown);
                    },
                    [&](const Row::Single &single) {
                        map[u"type"_s] = u"single"_s;
+                       map[u"sourceId"_s] = single.key.section(u'/', 0, 0);
                        describeWidget(map, single.key, single.widget, latencyHistory);
                    },
                    [&](const Row::Header &header) {
@@ -174,6 +177,7 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
                    },
                    [&](const Row::Child &child) {
                        map[u"type"_s] = u"child"_s;
+                       map[u"sourceId"_s] = child.key.section(u'/', 0, 0);
                        describeWidget(map, child.key, child.widget, latencyHistory);
                    },
                },

@@ -53,4 +53,18 @@ QString relativeTime(const QDateTime &date, const QDateTime &now)
     return QString::number(s / 3600) + u"h ago"_s;
 }
 
+QString hushBanner(AlertGate::Hush hush)
+{
+    switch (hush) {
+    case AlertGate::Hush::None:
+        return {};
+    case AlertGate::Hush::Offline:
+        return u"You're offline — checks resume when the network is back"_s;
+    case AlertGate::Hush::Asleep:
+    case AlertGate::Hush::WakingUp:
+        return u"Just woke up — alerts resume once the network has settled"_s;
+    }
+    return {};
+}
+
 } // namespace tw::PopoverText

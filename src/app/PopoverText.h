@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/model/OverallStatus.h"
+#include "kit/monitor/AlertGate.h"
 
 #include <QDateTime>
 #include <QString>
@@ -13,6 +14,8 @@ namespace tw::PopoverText {
 QString headline(OverallStatus status, qsizetype sourceCount);
 // "Healthy", "Not configured", …
 QString chipText(OverallStatus status, qsizetype sourceCount);
+// Why failures are not alerts right now; empty when they are.
+QString hushBanner(AlertGate::Hush hush);
 // "just now", "59s ago", "1h ago", "1d ago"; a date in the future reads "just now".
 QString relativeTime(const QDateTime &date, const QDateTime &now);
 

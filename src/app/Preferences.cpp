@@ -1,6 +1,7 @@
 #include "Preferences.h"
 
 #include "app/Accent.h"
+#include "kit/model/QuietHours.h"
 #include "kit/model/StoredSetting.h"
 
 using namespace Qt::StringLiterals;
@@ -117,6 +118,62 @@ void Preferences::setAccentHex(const QString &text)
         return;
     m_settings->setValue(QString::fromLatin1(Accent::settingsKey), text);
     Q_EMIT changed();
+}
+
+bool Preferences::statusShapes() const
+{
+    return flag("statusShapes", false);
+}
+void Preferences::setStatusShapes(bool on)
+{
+    setFlag("statusShapes", on);
+}
+
+bool Preferences::quietHoursEnabled() const
+{
+    return QuietHours::load(*m_settings).enabled;
+}
+QString Preferences::quietHoursStart() const
+{
+    return QuietHours::load(*m_settings).start.toString(u"HH:mm"_s);
+}
+QString Preferences::quietHoursEnd() const
+{
+    return QuietHours::load(*m_settings).end.toString(u"HH:mm"_s);
+}
+
+void Preferences::setQuietHoursEnabled(bool on)
+{
+    QuietHours hours = QuietHours::load(*m_settings);
+    if (hours.enabled == on && m_settings->contains(QLatin1String(QuietHours::enabledKey)))
+        return;
+    hours.enabled = on;
+    hours.save(*m_settings);
+    Q_EMIT changed();
+}
+
+bool Preferences::setQuietHoursStart(const QString &text)
+{
+    const std::optional<QTime> time = QuietHours::parseTime(text);
+    if (!time)
+        return false;
+    QuietHours hours = QuietHours::load(*m_settings);
+    hours.start = *time;
+    hours.save(*m_settings);
+    Q_EMIT changed();
+    return true;
+}
+
+bool Preferences::setQuietHoursEnd(const QString &text)
+{
+    const std::optional<QTime> time = QuietHours::parseTime(text);
+    if (!time)
+        return false;
+    QuietHours hours = QuietHours::load(*m_settings);
+    hours.end = *time;
+    hours.save(*m_settings);
+    Q_EMIT changed();
+    return true;
 }
 
 } // namespace tw

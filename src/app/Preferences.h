@@ -26,6 +26,10 @@ class Preferences : public QObject
     Q_PROPERTY(QColor onAccent READ onAccent NOTIFY changed)
     Q_PROPERTY(QStringList accentPresets READ accentPresets CONSTANT)
     Q_PROPERTY(bool onboardingCompleted READ onboardingCompleted WRITE setOnboardingCompleted NOTIFY changed)
+    Q_PROPERTY(bool statusShapes READ statusShapes WRITE setStatusShapes NOTIFY changed)
+    Q_PROPERTY(bool quietHoursEnabled READ quietHoursEnabled WRITE setQuietHoursEnabled NOTIFY changed)
+    Q_PROPERTY(QString quietHoursStart READ quietHoursStart NOTIFY changed)
+    Q_PROPERTY(QString quietHoursEnd READ quietHoursEnd NOTIFY changed)
 
 public:
     explicit Preferences(std::shared_ptr<QSettings> settings, QObject *parent = nullptr);
@@ -41,6 +45,10 @@ public:
     QColor onAccent() const;
     QStringList accentPresets() const;
     bool onboardingCompleted() const;
+    bool statusShapes() const;
+    bool quietHoursEnabled() const;
+    QString quietHoursStart() const; // "02:00"
+    QString quietHoursEnd() const;
 
     void setLaunchAtLogin(bool on);
     void setGlobalQuiet(bool on);
@@ -50,6 +58,11 @@ public:
     void setCompactMode(bool on);
     void setAccentHex(const QString &text);
     void setOnboardingCompleted(bool on);
+    void setStatusShapes(bool on);
+    void setQuietHoursEnabled(bool on);
+    // Stores a time typed as "2:00" or "02:00" and returns true; anything else changes nothing.
+    Q_INVOKABLE bool setQuietHoursStart(const QString &text);
+    Q_INVOKABLE bool setQuietHoursEnd(const QString &text);
 
     // True when the swatch's text is the stored accent, letter case aside.
     Q_INVOKABLE bool isSelectedPreset(const QString &preset) const;

@@ -13,6 +13,7 @@
 #include "app/Theme.h"
 #include "app/TrayController.h"
 #include "kit/monitor/AlertCenter.h"
+#include "kit/monitor/ConnectivityWatcher.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/transport/BoundedHTTPClient.h"
 
@@ -107,6 +108,10 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
         Q_EMIT settingsRequested();
     });
     connect(m_controller, &PopoverController::quitRequested, this, &TidewatchApp::quit);
+    m_tray->setStatusShapes(m_preferences->statusShapes());
+    connect(m_preferences, &Preferences::changed, m_tray, [this] {
+        m_tray->setStatusShapes(m_preferences->statusShapes());
+    });
 }
 
 TidewatchApp::~TidewatchApp()
@@ -142,6 +147,13 @@ void TidewatchApp::start()
 {
     m_tray->show();
     const bool testHost = AppState::environmentIsTestHost();
+    // After the icon is up: asking NetworkManager and logind costs a few round trips on the bus.
+    if (!testHost) {
+        m_connectivity = new ConnectivityWatcher(QDBusConnection::systemBus(), true, this);
+        connect(m_connectivity, &ConnectivityWatcher::onlineChanged, m_state, &AppState::setNetworkOnline);
+        connect(m_connectivity, &ConnectivityWatcher::asleepChanged, m_state, &AppState::setAsleep);
+        m_state->setNetworkOnline(m_connectivity->isOnline());
+    }
     const bool completed = m_preferences->onboardingCompleted();
     if (opensOnboarding(m_options, testHost, completed))
         Q_EMIT onboardingRequested();

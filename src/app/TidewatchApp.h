@@ -12,6 +12,7 @@ class QQmlEngine;
 namespace tw {
 
 class AlertCenter;
+class ConnectivityWatcher;
 class OnboardingController;
 class PopoverController;
 class QmlWindow;
@@ -78,6 +79,7 @@ private:
     void flushAndQuit();
 
     LaunchOptions m_options;
+    ConnectivityWatcher *m_connectivity = nullptr;
     Preferences *m_preferences;
     Theme *m_theme;
     std::unique_ptr<QQmlEngine> m_qmlEngine;

@@ -16,13 +16,13 @@ namespace tw {
 
 namespace {
 
-QIcon trayIcon(OverallStatus status)
+QIcon trayIcon(OverallStatus status, bool shapes)
 {
     // Panels ask for different sizes; painting each keeps the rack crisp instead of scaled.
     const QColor glyph = QGuiApplication::palette().color(QPalette::WindowText);
     QIcon icon;
     for (const int size : {16, 22, 24, 32, 48, 64})
-        icon.addPixmap(QPixmap::fromImage(TrayIconPainter::paint(status, size, glyph)));
+        icon.addPixmap(QPixmap::fromImage(TrayIconPainter::paint(status, size, glyph, shapes)));
     return icon;
 }
 
@@ -37,6 +37,16 @@ TrayController::TrayController(AppState *state, QObject *parent)
     m_menu->addAction(u"Open Tidewatch"_s, this, &TrayController::popoverRequested);
     m_refreshAction = m_menu->addAction(u"Refresh Now"_s, m_state, &AppState::refreshAll);
     m_pauseAction = m_menu->addAction(u"Pause Monitoring"_s, m_state, &AppState::togglePaused);
+    m_snoozeMenu = m_menu->addMenu(u"Snooze Notifications"_s);
+    m_snoozeState = m_snoozeMenu->addAction(QString());
+    m_snoozeState->setEnabled(false);
+    for (const auto &[hours, label] : {std::pair{1, u"For 1 Hour"_s}, {4, u"For 4 Hours"_s}, {8, u"For 8 Hours"_s}}) {
+        m_snoozeMenu->addAction(label, m_state, [state = m_state, hours = hours] { state->snoozeAll(hours * 3600); });
+    }
+    m_snoozeMenu->addSeparator();
+    m_resumeNotifications = m_snoozeMenu->addAction(u"Resume Notifications"_s, m_state, [state = m_state] {
+        state->endSnooze(std::nullopt);
+    });
     m_menu->addSeparator();
     m_menu->addAction(u"Settings…"_s, this, &TrayController::settingsRequested);
     m_menu->addSeparator();
@@ -49,6 +59,7 @@ TrayController::TrayController(AppState *state, QObject *parent)
     });
     connect(m_state, &AppState::stateChanged, this, &TrayController::refresh);
     connect(m_state, &AppState::sourcesChanged, this, &TrayController::refresh);
+    connect(m_state, &AppState::snoozesChanged, this, &TrayController::refresh);
     refresh();
 }
 
@@ -69,11 +80,20 @@ QRect TrayController::iconGeometry() const
     return m_tray->geometry();
 }
 
+void TrayController::setStatusShapes(bool on)
+{
+    if (on == m_shapes)
+        return;
+    m_shapes = on;
+    m_painted = false;
+    refresh();
+}
+
 void TrayController::refresh()
 {
     const OverallStatus status = m_state->overallStatus();
     if (!m_painted || status != m_shown) {
-        m_tray->setIcon(trayIcon(status));
+        m_tray->setIcon(trayIcon(status, m_shapes));
         m_shown = status;
         m_painted = true;
     }
@@ -81,7 +101,16 @@ void TrayController::refresh()
     m_pauseAction->setText(paused ? u"Resume Monitoring"_s : u"Pause Monitoring"_s);
     m_refreshAction->setEnabled(!paused);
 
+    const std::optional<Snooze> snoozed = m_state->snoozeOf(std::nullopt);
+    m_snoozeState->setVisible(snoozed.has_value());
+    m_snoozeState->setText(snoozed ? snoozed->describe(QDateTime::currentDateTimeUtc()) : QString());
+    m_resumeNotifications->setEnabled(snoozed.has_value());
+
     QString tip = u"Tidewatch: "_s + PopoverText::headline(status, m_state->sources().size());
+    if (const QString hush = PopoverText::hushBanner(m_state->hush()); !hush.isEmpty())
+        tip += u"\n"_s + hush;
+    if (snoozed)
+        tip += u"\nNotifications snoozed until "_s + snoozed->untilText(QDateTime::currentDateTimeUtc());
     const auto summary = paused ? PopoverRows::inactiveSummary(m_state->snapshots())
                                 : PopoverRows::affectedSummary(m_state->snapshots(), m_state->errors());
     if (summary)

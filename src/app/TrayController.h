@@ -28,6 +28,9 @@ public:
     QRect iconGeometry() const;
     OverallStatus shownStatus() const { return m_shown; }
     void showMessage(const QString &title, const QString &body);
+    // Adds a shape to the status dot, for those who cannot tell the colours apart.
+    void setStatusShapes(bool on);
+    QMenu *menu() const { return m_menu.get(); }
 
 Q_SIGNALS:
     void popoverRequested();
@@ -42,6 +45,10 @@ private:
     QSystemTrayIcon *m_tray;
     QAction *m_pauseAction;
     QAction *m_refreshAction;
+    QMenu *m_snoozeMenu;
+    QAction *m_snoozeState;
+    QAction *m_resumeNotifications;
+    bool m_shapes = false;
     OverallStatus m_shown = OverallStatus::Unknown;
     bool m_painted = false;
 };

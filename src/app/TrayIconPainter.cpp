@@ -21,7 +21,60 @@ QColor statusColour(OverallStatus status)
     return Qt::gray;
 }
 
-QImage paint(OverallStatus status, int size, const QColor &glyph)
+namespace {
+
+// The shape inside a dot of `radius` around `centre`, in strokes that stay legible at 16 pixels.
+void paintShape(QPainter &p, OverallStatus status, const QPointF &centre, qreal radius)
+{
+    const qreal r = radius;
+    // Dark on the yellow dot, white on the others: each keeps its contrast.
+    const QColor ink = status == OverallStatus::Degraded ? QColor(0x3a, 0x2c, 0x00) : Qt::white;
+    QPen pen(ink, std::max(1.0, r * 0.32), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    p.setBrush(Qt::NoBrush);
+    p.setPen(pen);
+    const auto at = [&](qreal x, qreal y) {
+        return centre + QPointF(x * r, y * r);
+    };
+    switch (status) {
+    case OverallStatus::Up: {
+        QPainterPath tick;
+        tick.moveTo(at(-0.48, 0.02));
+        tick.lineTo(at(-0.12, 0.38));
+        tick.lineTo(at(0.5, -0.34));
+        p.drawPath(tick);
+        break;
+    }
+    case OverallStatus::Degraded:
+        p.drawLine(at(0, -0.5), at(0, 0.1));
+        p.setPen(Qt::NoPen);
+        p.setBrush(ink);
+        p.drawEllipse(at(0, 0.46), pen.widthF() * 0.6, pen.widthF() * 0.6);
+        break;
+    case OverallStatus::Down:
+        p.drawLine(at(-0.38, -0.38), at(0.38, 0.38));
+        p.drawLine(at(-0.38, 0.38), at(0.38, -0.38));
+        break;
+    case OverallStatus::Paused:
+        p.drawLine(at(-0.22, -0.42), at(-0.22, 0.42));
+        p.drawLine(at(0.22, -0.42), at(0.22, 0.42));
+        break;
+    case OverallStatus::Unknown: {
+        QPainterPath hook;
+        hook.moveTo(at(-0.36, -0.22));
+        hook.cubicTo(at(-0.36, -0.62), at(0.38, -0.62), at(0.38, -0.24));
+        hook.cubicTo(at(0.38, 0.02), at(0, 0.02), at(0, 0.2));
+        p.drawPath(hook);
+        p.setPen(Qt::NoPen);
+        p.setBrush(ink);
+        p.drawEllipse(at(0, 0.5), pen.widthF() * 0.6, pen.widthF() * 0.6);
+        break;
+    }
+    }
+}
+
+} // namespace
+
+QImage paint(OverallStatus status, int size, const QColor &glyph, bool shapes)
 {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
@@ -51,6 +104,8 @@ QImage paint(OverallStatus status, int size, const QColor &glyph)
     p.setCompositionMode(QPainter::CompositionMode_SourceOver);
     p.setBrush(statusColour(status));
     p.drawEllipse(centre, radius, radius);
+    if (shapes)
+        paintShape(p, status, centre, radius);
     return image;
 }
 

@@ -13,6 +13,8 @@ namespace tw::TrayIconPainter {
 QColor statusColour(OverallStatus status);
 
 // A square icon of `size` pixels; `glyph` is the colour of the rack (the panel's text colour).
-QImage paint(OverallStatus status, int size, const QColor &glyph);
+// With `shapes`, the dot carries a tick, an exclamation mark, a cross, two bars or a question mark,
+// so that the state does not rest on colour alone.
+QImage paint(OverallStatus status, int size, const QColor &glyph, bool shapes = false);
 
 } // namespace tw::TrayIconPainter

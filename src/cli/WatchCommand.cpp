@@ -4,6 +4,7 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AlertCenter.h"
 #include "kit/monitor/AppState.h"
+#include "kit/monitor/ConnectivityWatcher.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/monitor/UnixSignalWatcher.h"
 
@@ -11,6 +12,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QTimer>
 
 #include <csignal>
 
@@ -52,8 +54,11 @@ int run(const QStringList &arguments)
     QTextStream out(stdout);
     QTextStream err(stderr);
     QCommandLineParser parser;
-    parser.setApplicationDescription(u"Monitors every source like Tidewatch does and prints each alert.\n"
-                                     "Stops cleanly on Ctrl+C or SIGTERM, writing the latency history first."_s);
+    parser.setApplicationDescription(
+        u"Monitors every source like Tidewatch does and prints each alert it would post.\n"
+        "Alerts follow the application's snoozes, quiet hours and notification switches; failures while\n"
+        "the machine is offline, asleep or just awake wait until they outlast that.\n"
+        "Stops cleanly on Ctrl+C or SIGTERM, writing the latency history first."_s);
     CliSupport::addSourceOptions(parser);
     parser.addOption({u"verbose"_s, u"Also print a line for every poll."_s});
     parser.addOption({u"notify"_s, u"Also post desktop notifications, as the application does."_s});
@@ -83,21 +88,11 @@ int run(const QStringList &arguments)
     if (const double scale = timeScale(); scale < 1) {
         environment.sleep = scaled(scale);
         environment.historySleep = scaled(scale);
+        environment.wakeGraceMs = qint64(double(environment.wakeGraceMs) * scale);
+        environment.reviewIntervalMs = std::max(1, int(environment.reviewIntervalMs * scale));
     }
-    std::shared_ptr<AlertCenter> alerts;
-    if (parser.isSet(u"notify"_s)) {
-        alerts = std::make_shared<AlertCenter>();
-        environment.postAlert = [alerts](const AlertEvent &event, bool sound) {
-            alerts->post(event, sound);
-        };
-    }
-    environment.deferPolling = true; // polling starts below, once everything is connected
-
-    QList<AlertEvent> pending; // outlives the hub, whose listeners hold it
-    AppState state(environment);
+    const std::shared_ptr<AlertCenter> alerts = parser.isSet(u"notify"_s) ? std::make_shared<AlertCenter>() : nullptr;
     const bool verbose = parser.isSet(u"verbose"_s);
-    // The hub hears of a poll before any later listener, so with --verbose its events wait for the
-    // poll's own line: a reader sees the poll first and what it caused after.
     const auto printEvents = [&out](const QList<AlertEvent> &events) {
         for (const AlertEvent &event : events) {
             out << stamp() << ' ' << toText(event.kind).leftJustified(9) << ' ' << event.title << " — "
@@ -105,14 +100,34 @@ int run(const QStringList &arguments)
         }
         out.flush();
     };
-    state.setAlertEventsSink([&pending, printEvents, verbose](const QList<AlertEvent> &events) {
-        if (verbose)
-            pending += events;
-        else
-            printEvents(events);
-    });
+    // Prints what the application would post: snoozes, quiet hours, a lost network and sleep
+    // silence this as they silence the desktop. The hub posts during a poll, before any later
+    // listener hears of it, so with --verbose an alert waits for its poll's own line; one posted
+    // between polls (a quiet-hours summary) goes out on the next turn of the event loop.
+    QList<AlertEvent> pending; // outlives the hub, whose listeners hold it
+    const auto flushPending = [&pending, printEvents] {
+        printEvents(std::exchange(pending, {}));
+    };
+    environment.postAlert = [alerts, &pending, flushPending, verbose, printEvents](const AlertEvent &event,
+                                                                                   bool sound) {
+        if (alerts)
+            alerts->post(event, sound);
+        if (!verbose) {
+            printEvents({event});
+            return;
+        }
+        pending.append(event);
+        QTimer::singleShot(0, QCoreApplication::instance(), flushPending);
+    };
+    environment.deferPolling = true; // polling starts below, once everything is connected
+
+    AppState state(environment);
+    ConnectivityWatcher connectivity;
+    QObject::connect(&connectivity, &ConnectivityWatcher::onlineChanged, &state, &AppState::setNetworkOnline);
+    QObject::connect(&connectivity, &ConnectivityWatcher::asleepChanged, &state, &AppState::setAsleep);
+    state.setNetworkOnline(connectivity.isOnline());
     if (verbose) {
-        state.engine().subscribe(&state, [&out, &state, &pending, printEvents](const PollEngine::Update &update) {
+        state.engine().subscribe(&state, [&out, &state, flushPending](const PollEngine::Update &update) {
             if (!update.polledSourceID)
                 return;
             const auto source =
@@ -134,7 +149,7 @@ int run(const QStringList &arguments)
                 }
                 out << parts.join(u", "_s) << '\n';
             }
-            printEvents(std::exchange(pending, {}));
+            flushPending();
         });
     }
 

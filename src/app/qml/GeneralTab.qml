@@ -83,6 +83,67 @@ Item {
                     checked: prefs.notifyOnRecovery
                     onToggled: (on) => prefs.notifyOnRecovery = on
                 }
+                Divider {}
+                SwitchRow {
+                    objectName: "general.quietHours"
+                    label: "Quiet hours"
+                    checked: prefs.quietHoursEnabled
+                    onToggled: (on) => prefs.quietHoursEnabled = on
+                }
+                Column {
+                    id: quietHours
+                    objectName: "general.quietHoursWindow"
+                    visible: prefs.quietHoursEnabled
+                    width: parent.width
+                    spacing: 4
+                    property bool startInvalid: false
+                    property bool endInvalid: false
+                    Row {
+                        spacing: 8
+                        Text { text: "From"; font.pixelSize: 13; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        TextField {
+                            objectName: "general.quietHoursStart"
+                            width: 72
+                            text: prefs.quietHoursStart
+                            inputMethodHints: Qt.ImhTime
+                            placeholderText: "02:00"
+                            selectByMouse: true
+                            font.pixelSize: 13
+                            Accessible.name: "Quiet hours start"
+                            onEditingFinished: quietHours.startInvalid = !prefs.setQuietHoursStart(text)
+                        }
+                        Text { text: "to"; font.pixelSize: 13; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        TextField {
+                            objectName: "general.quietHoursEnd"
+                            width: 72
+                            text: prefs.quietHoursEnd
+                            inputMethodHints: Qt.ImhTime
+                            placeholderText: "04:00"
+                            selectByMouse: true
+                            font.pixelSize: 13
+                            Accessible.name: "Quiet hours end"
+                            onEditingFinished: quietHours.endInvalid = !prefs.setQuietHoursEnd(text)
+                        }
+                    }
+                    Text {
+                        objectName: "general.quietHoursError"
+                        visible: quietHours.startInvalid || quietHours.endInvalid
+                        width: parent.width
+                        wrapMode: Text.WordWrap
+                        text: "Enter a time as HH:MM, such as 02:00. The last valid time is kept."
+                        font.pixelSize: 11
+                        color: "#E5484D"
+                        Accessible.role: Accessible.AlertMessage
+                        Accessible.name: text
+                    }
+                    Text {
+                        width: parent.width
+                        wrapMode: Text.WordWrap
+                        text: "No notification is posted in this window each day. Anything still down when it ends is summed up in one notification."
+                        font.pixelSize: 11
+                        color: theme.secondary
+                    }
+                }
             }
 
             SettingsSection {
@@ -104,6 +165,13 @@ Item {
                     label: "Compact mode"
                     checked: prefs.compactMode
                     onToggled: (on) => prefs.compactMode = on
+                }
+                Divider {}
+                SwitchRow {
+                    objectName: "general.statusShapes"
+                    label: "Show status shapes in the tray icon"
+                    checked: prefs.statusShapes
+                    onToggled: (on) => prefs.statusShapes = on
                 }
             }
 

@@ -7,8 +7,10 @@ Rectangle {
     id: root
     objectName: "popover"
     readonly property bool scrolling: popover.usesScrollingForm(popover.hasSources ? 1 : 0, popover.rows.flatRowCount)
+    // A row's menu lives inside this window: while one is open the window is at least that tall.
+    property real menuRoom: 0
     width: 340
-    height: Math.min(580, scrolling ? 420 : header.height + body.implicitHeight + footer.height)
+    height: Math.max(menuRoom, Math.min(580, scrolling ? 420 : header.height + body.implicitHeight + footer.height))
     radius: 12
     color: theme.window
     border.color: theme.hairline
@@ -171,6 +173,67 @@ Rectangle {
                     }
                 }
 
+                Rectangle {
+                    objectName: "hushBanner"
+                    visible: popover.hushText !== "" && !popover.paused
+                    width: parent.width - 20
+                    height: hushRow.implicitHeight + 16
+                    radius: 8
+                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+                    Accessible.role: Accessible.AlertMessage
+                    Accessible.name: popover.hushText
+                    Row {
+                        id: hushRow
+                        x: 10
+                        y: 8
+                        width: parent.width - 20
+                        spacing: 8
+                        Icon { symbol: popover.offline ? "wifi.slash" : "questionmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Text {
+                            objectName: "hushText"
+                            width: parent.width - 22
+                            text: popover.hushText
+                            wrapMode: Text.WordWrap
+                            font.pixelSize: 12
+                            color: theme.text
+                            anchors.verticalCenter: parent.verticalCenter
+                        }
+                    }
+                }
+
+                Rectangle {
+                    objectName: "snoozeBanner"
+                    visible: popover.snoozeAllText !== ""
+                    width: parent.width - 20
+                    height: Math.max(snoozeAllLabel.implicitHeight, resumeAll.implicitHeight) + 12
+                    radius: 8
+                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+                    Icon { id: snoozeAllIcon; x: 10; symbol: "bell.slash"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                    Text {
+                        id: snoozeAllLabel
+                        objectName: "snoozeAllText"
+                        anchors.left: snoozeAllIcon.right
+                        anchors.leftMargin: 8
+                        anchors.right: resumeAll.left
+                        anchors.rightMargin: 8
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: popover.snoozeAllText
+                        elide: Text.ElideRight
+                        font.pixelSize: 12
+                        color: theme.text
+                    }
+                    GhostPill {
+                        id: resumeAll
+                        objectName: "resumeNotifications"
+                        anchors.right: parent.right
+                        anchors.rightMargin: 8
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: "Resume"
+                        Accessible.name: "Resume notifications"
+                        onClicked: popover.resumeNotifications()
+                    }
+                }
+
                 Repeater {
                     model: popover.rows
                     delegate: Rectangle {
@@ -178,12 +241,50 @@ Rectangle {
                         required property var row
                         required property var childRows
                         required property bool isGroup
+                        readonly property string snoozeLabel: {
+                            popover.snoozeRevision
+                            return popover.snoozeText(card.row.sourceId || "")
+                        }
                         objectName: "card"
                         width: parent.width - 20
                         height: cardColumn.implicitHeight
                         radius: 10
                         color: theme.cardFill
-                        border.color: theme.hairline
+                        border.color: activeFocus ? prefs.accent : theme.hairline
+                        activeFocusOnTab: true
+                        Accessible.role: Accessible.Grouping
+                        Accessible.name: (card.row.name || "") + (card.snoozeLabel !== "" ? ", " + card.snoozeLabel : "")
+                        Accessible.description: "Menu key for snooze options"
+                        Keys.onMenuPressed: card.openMenu(12, 12)
+                        Keys.onPressed: (event) => {
+                            if (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier)) {
+                                card.openMenu(12, 12)
+                                event.accepted = true
+                            }
+                        }
+                        function openMenu(x, y) {
+                            if (!card.row.sourceId)
+                                return
+                            root.menuRoom = card.mapToItem(root, 0, y).y + sourceMenu.implicitHeight + 16
+                            sourceMenu.popup(card, x, y)
+                        }
+                        MouseArea {
+                            anchors.fill: parent
+                            acceptedButtons: Qt.RightButton
+                            onClicked: (mouse) => card.openMenu(mouse.x, mouse.y)
+                        }
+                        Menu {
+                            id: sourceMenu
+                            objectName: "sourceMenu"
+                            title: "Notifications for " + (card.row.name || "")
+                            onClosed: root.menuRoom = 0
+                            MenuItem { objectName: "snooze1"; text: "Snooze for 1 Hour"; onTriggered: popover.snoozeSource(card.row.sourceId, 1) }
+                            MenuItem { objectName: "snooze4"; text: "Snooze for 4 Hours"; onTriggered: popover.snoozeSource(card.row.sourceId, 4) }
+                            MenuItem { objectName: "snooze8"; text: "Snooze for 8 Hours"; onTriggered: popover.snoozeSource(card.row.sourceId, 8) }
+                            MenuItem { objectName: "snoozeUntilRecovery"; text: "Snooze Until It Recovers"; onTriggered: popover.snoozeSource(card.row.sourceId, 0) }
+                            MenuSeparator {}
+                            MenuItem { objectName: "endSnooze"; text: "End Snooze"; enabled: card.snoozeLabel !== ""; onTriggered: popover.endSnooze(card.row.sourceId) }
+                        }
                         Column {
                             id: cardColumn
                             width: parent.width
@@ -191,6 +292,15 @@ Rectangle {
                                 width: parent.width
                                 row: card.row
                                 onToggled: popover.rows.toggleCollapsed(card.row.sourceId)
+                            }
+                            Row {
+                                objectName: "snoozeLine"
+                                visible: card.snoozeLabel !== ""
+                                x: 12
+                                spacing: 5
+                                bottomPadding: 7
+                                Icon { symbol: "bell.slash"; size: 11; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                                Text { text: card.snoozeLabel; font.pixelSize: 11; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
                             }
                             Rectangle {
                                 visible: card.isGroup && card.childRows.length > 0

@@ -24,6 +24,8 @@ AlertCenter::AlertCenter(QDBusConnection bus, QObject *parent)
 
 QString AlertCenter::alertBody(const AlertEvent &event, const QDateTime &now)
 {
+    if (event.detail)
+        return *event.detail;
     const bool recovered = event.kind == AlertEvent::Kind::Recovered;
     if (!event.downSince)
         return recovered ? u"Recovered"_s : u"Unreachable"_s;

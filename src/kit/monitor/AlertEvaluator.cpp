@@ -1,5 +1,7 @@
 #include "AlertEvaluator.h"
 
+#include "kit/model/JsonRead.h"
+
 namespace tw {
 
 namespace {
@@ -42,7 +44,12 @@ QList<AlertEvent> AlertEvaluator::recordFailure(const AnySourceConfig &source, c
     if (!reached(count, common.alertThreshold) || m_sourceDownSince.contains(common.id))
         return {};
     m_sourceDownSince.insert(common.id, now);
-    return {AlertEvent{common.id, AlertEvent::Kind::Down, common.displayName + QStringLiteral(" is unreachable"), now}};
+    return {AlertEvent{common.id,
+                       AlertEvent::Kind::Down,
+                       common.displayName + QStringLiteral(" is unreachable"),
+                       now,
+                       JsonRead::uuidText(common.id),
+                       {}}};
 }
 
 QList<AlertEvent>
@@ -53,8 +60,12 @@ AlertEvaluator::recordSuccess(const AnySourceConfig &source, const SourceSnapsho
     m_failures.remove(common.id);
     if (m_sourceDownSince.contains(common.id)) {
         const QDateTime since = m_sourceDownSince.take(common.id);
-        events.append(
-            {common.id, AlertEvent::Kind::Recovered, common.displayName + QStringLiteral(" recovered"), since});
+        events.append({common.id,
+                       AlertEvent::Kind::Recovered,
+                       common.displayName + QStringLiteral(" recovered"),
+                       since,
+                       JsonRead::uuidText(common.id),
+                       {}});
     }
 
     for (const WidgetData &widget : snapshot.widgets) {
@@ -66,7 +77,8 @@ AlertEvaluator::recordSuccess(const AnySourceConfig &source, const SourceSnapsho
             const qint64 count = ++m_widgetFailures[key];
             if (reached(count, common.alertThreshold) && !m_widgetDownSince.contains(key)) {
                 m_widgetDownSince.insert(key, now);
-                events.append({common.id, AlertEvent::Kind::Down, widget.name() + QStringLiteral(" is down"), now});
+                events.append(
+                    {common.id, AlertEvent::Kind::Down, widget.name() + QStringLiteral(" is down"), now, key, {}});
             }
             break;
         }
@@ -74,8 +86,12 @@ AlertEvaluator::recordSuccess(const AnySourceConfig &source, const SourceSnapsho
             m_widgetFailures.remove(key);
             if (m_widgetDownSince.contains(key)) {
                 const QDateTime since = m_widgetDownSince.take(key);
-                events.append(
-                    {common.id, AlertEvent::Kind::Recovered, widget.name() + QStringLiteral(" recovered"), since});
+                events.append({common.id,
+                               AlertEvent::Kind::Recovered,
+                               widget.name() + QStringLiteral(" recovered"),
+                               since,
+                               key,
+                               {}});
             }
             break;
         }

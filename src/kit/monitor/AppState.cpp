@@ -49,6 +49,16 @@ QString keyPrefix(const QUuid &id)
     return JsonRead::uuidText(id) + u'/';
 }
 
+// A poll that found nothing failing: what a snooze "until it recovers" waits for.
+bool isHealthy(const SourceSnapshot &snapshot)
+{
+    return std::none_of(snapshot.widgets.cbegin(), snapshot.widgets.cend(), [](const WidgetData &widget) {
+        if (widget.kind() == WidgetData::Kind::Game)
+            return !std::get<GameServerStatus>(widget.payload).online;
+        return widget.kind() != WidgetData::Kind::KeyValues && widget.status() == ServiceStatus::Down;
+    });
+}
+
 } // namespace
 
 bool AppState::environmentIsTestHost()
@@ -59,6 +69,7 @@ bool AppState::environmentIsTestHost()
 AppState::AppState(Environment environment, QObject *parent)
     : QObject(parent)
     , m_environment(std::move(environment))
+    , m_gate(m_environment.wakeGraceMs)
 {
     Q_ASSERT(m_environment.credentials && m_environment.defaults && m_environment.makeProvider);
     m_engine = new PollEngine(m_environment.credentials, m_environment.makeProvider, m_environment.sleep, this);
@@ -66,6 +77,11 @@ AppState::AppState(Environment environment, QObject *parent)
         new HistoryRecorder(m_environment.sourcesDirectory, m_environment.historySleep, m_environment.now, this);
     m_sources = m_environment.sources ? *m_environment.sources : SourcesStore::load(m_environment.sourcesDirectory);
     m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
+    m_gate.setSnoozes(Snooze::load(*m_environment.defaults));
+    m_reviewTimer.setInterval(m_environment.reviewIntervalMs);
+    connect(&m_reviewTimer, &QTimer::timeout, this, &AppState::reviewAlerts);
+    if (!m_environment.testHost)
+        m_reviewTimer.start();
     m_engine->subscribe(this, [this](const PollEngine::Update &update) { consume(update); });
     seedLatencyHistory();
     if (!m_environment.testHost && !m_environment.deferPolling)
@@ -74,8 +90,16 @@ AppState::AppState(Environment environment, QObject *parent)
 
 AppState::~AppState() = default;
 
+AlertGate::Hush AppState::hush() const
+{
+    return m_gate.hush(m_environment.now());
+}
+
 OverallStatus AppState::overallStatus() const
 {
+    // Everything fails while the machine is cut off; red would blame the estate for it.
+    if (!m_paused && hush() != AlertGate::Hush::None)
+        return OverallStatus::Unknown;
     return overallStatus(m_paused, m_snapshots, m_errors);
 }
 
@@ -122,6 +146,7 @@ void AppState::removeSource(const QUuid &id)
     startSync();
     deleteOrphanedCredentials(old, m_sources);
     pruneHistory();
+    endSnooze(id);
 }
 
 void AppState::replaceSources(const QList<AnySourceConfig> &list)
@@ -192,6 +217,10 @@ void AppState::consume(const PollEngine::Update &update)
                 [](const WidgetData &widget) { return widget.latencyMs(); });
         }
         post(evaluateAlerts(update));
+        if (update.polledSucceeded && snapshot != update.snapshots.cend() && isHealthy(*snapshot)
+            && m_gate.sourceHealthy(*update.polledSourceID)) {
+            saveSnoozes();
+        }
     }
     // A poll changes one source: only its entries are copied. Holding the engine's tables themselves
     // would make its next write copy all of them, once per poll — quadratic in the number of sources.
@@ -227,25 +256,110 @@ void AppState::post(const QList<AlertEvent> &events)
 {
     if (m_alertEventsSink)
         m_alertEventsSink(events);
-    if (m_environment.testHost || !m_environment.postAlert)
+    // A source with alerts off never reaches the gate: neither its outages nor its recoveries count.
+    QList<AlertEvent> wanted;
+    for (const AlertEvent &event : events) {
+        const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
+            return candidate.id() == event.sourceID;
+        });
+        if (source != m_sources.cend() && source->common().alertsEnabled)
+            wanted.append(event);
+    }
+    if (wanted.isEmpty())
+        return;
+    m_gate.setQuietHours(QuietHours::load(*m_environment.defaults));
+    deliver(m_gate.admit(wanted, m_environment.now()));
+}
+
+void AppState::deliver(const AlertGate::Outcome &outcome)
+{
+    if (outcome.snoozesChanged)
+        saveSnoozes();
+    if (outcome.hushChanged) {
+        Q_EMIT hushChanged();
+        Q_EMIT stateChanged();
+    }
+    if (outcome.post.isEmpty() || m_environment.testHost || !m_environment.postAlert)
         return;
     // Read for every list, so that a change of these switches takes effect at once.
     const QSettings &defaults = *m_environment.defaults;
     const bool globalQuiet = StoredSetting::boolean(defaults, u"globalQuiet"_s).value_or(false);
     const bool notifyOnRecovery = StoredSetting::boolean(defaults, u"notifyOnRecovery"_s).value_or(true);
     const bool soundAlerts = StoredSetting::boolean(defaults, u"soundAlerts"_s).value_or(true);
-    for (const AlertEvent &event : events) {
-        if (event.kind == AlertEvent::Kind::Recovered && !notifyOnRecovery)
-            continue;
-        if (globalQuiet)
-            continue;
-        const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
-            return candidate.id() == event.sourceID;
-        });
-        if (source == m_sources.cend() || !source->common().alertsEnabled)
+    for (const AlertEvent &event : outcome.post) {
+        if (globalQuiet || (event.kind == AlertEvent::Kind::Recovered && !notifyOnRecovery))
             continue;
         m_environment.postAlert(event, soundAlerts);
     }
+}
+
+void AppState::saveSnoozes()
+{
+    Snooze::save(*m_environment.defaults, m_gate.snoozes());
+    Q_EMIT snoozesChanged();
+}
+
+void AppState::snoozeSource(const QUuid &id, std::optional<qint64> seconds)
+{
+    const QDateTime now = m_environment.now();
+    m_gate.snooze({id, seconds ? std::optional(now.addSecs(*seconds)) : std::nullopt});
+    saveSnoozes();
+}
+
+void AppState::snoozeAll(qint64 seconds)
+{
+    m_gate.snooze({std::nullopt, m_environment.now().addSecs(seconds)});
+    saveSnoozes();
+}
+
+void AppState::endSnooze(const std::optional<QUuid> &id)
+{
+    if (m_gate.endSnooze(id))
+        saveSnoozes();
+}
+
+std::optional<Snooze> AppState::snoozeOf(const std::optional<QUuid> &id) const
+{
+    return m_gate.snoozeOf(id, m_environment.now());
+}
+
+void AppState::noteHushChange(bool changed, bool cameBack)
+{
+    if (changed) {
+        Q_EMIT hushChanged();
+        Q_EMIT stateChanged();
+    }
+    if (!cameBack)
+        return;
+    // The grace period ends on its own; the timer's next beat may be far off.
+    if (!m_environment.testHost)
+        QTimer::singleShot(std::chrono::milliseconds(m_environment.wakeGraceMs + 50), this, &AppState::reviewAlerts);
+    refreshAll();
+}
+
+void AppState::setNetworkOnline(bool online)
+{
+    const bool cameBack = online && !m_gate.isOnline();
+    noteHushChange(m_gate.setOnline(online, m_environment.now()), cameBack);
+}
+
+void AppState::setAsleep(bool asleep)
+{
+    const bool cameBack = !asleep && m_gate.isAsleep();
+    noteHushChange(m_gate.setAsleep(asleep, m_environment.now()), cameBack);
+}
+
+void AppState::reviewAlerts()
+{
+    // Another process (the command line's watch, or the application) may have snoozed something.
+    QSettings &defaults = *m_environment.defaults;
+    defaults.sync();
+    if (const QList<Snooze> stored = Snooze::load(defaults); stored != m_gate.snoozes()) {
+        m_gate.setSnoozes(stored);
+        Q_EMIT snoozesChanged();
+    }
+    m_gate.setQuietHours(QuietHours::load(defaults));
+    deliver(m_gate.review(m_environment.now()));
 }
 
 void AppState::appendLatencies(const SourceSnapshot &snapshot)

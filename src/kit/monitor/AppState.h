@@ -5,6 +5,7 @@
 #include "kit/model/SourceSnapshot.h"
 #include "kit/model/WidgetLayout.h"
 #include "kit/monitor/AlertEvaluator.h"
+#include "kit/monitor/AlertGate.h"
 #include "kit/monitor/PollEngine.h"
 #include "kit/transport/Sleep.h"
 
@@ -13,6 +14,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QSettings>
+#include <QTimer>
 #include <QUuid>
 
 #include <functional>
@@ -52,6 +54,10 @@ public:
         bool testHost = false;
         // Polling waits for startSync(), for callers that connect to the hub first.
         bool deferPolling = false;
+        // After a resume or a reconnect, failures are not trusted for this long.
+        qint64 wakeGraceMs = AlertGate::defaultGraceMs;
+        // How often ended snoozes, the end of quiet hours and the end of a grace period are noticed.
+        int reviewIntervalMs = 15'000;
     };
 
     // The environment variable that marks a test host; its presence alone counts.
@@ -67,6 +73,8 @@ public:
     const QHash<QString, QList<double>> &latencyHistory() const { return m_latencyHistory; }
     const WidgetLayout &widgetLayout() const { return m_widgetLayout; }
     bool isPaused() const { return m_paused; }
+    // Offline, asleep or just awake: the status reads unknown and failures wait.
+    AlertGate::Hush hush() const;
     OverallStatus overallStatus() const;
     static OverallStatus
     overallStatus(bool paused, const QHash<QUuid, SourceSnapshot> &snapshots, const QHash<QUuid, QString> &errors);
@@ -94,6 +102,21 @@ public:
     // thread, so they reach it in the order they were given.
     void startSync();
 
+    // Notifications for one source: for a while, or until it recovers when no length is given.
+    void snoozeSource(const QUuid &id, std::optional<qint64> seconds);
+    void snoozeAll(qint64 seconds);
+    // Without an id, the snooze of every notification.
+    void endSnooze(const std::optional<QUuid> &id);
+    std::optional<Snooze> snoozeOf(const std::optional<QUuid> &id) const;
+    const QList<Snooze> &snoozes() const { return m_gate.snoozes(); }
+
+    // What the system says about the network and sleep. Coming back refreshes every source.
+    void setNetworkOnline(bool online);
+    void setAsleep(bool asleep);
+    // Ends snoozes whose time has come, posts what outlasted a hush and the quiet-hours summary.
+    // A timer calls it; tests call it after they move the clock.
+    void reviewAlerts();
+
     // Writes unwritten history; the program calls it before it quits.
     void flushHistory();
 
@@ -109,6 +132,8 @@ Q_SIGNALS:
     void latencyHistoryChanged();
     void widgetLayoutChanged();
     void pausedChanged();
+    void snoozesChanged();
+    void hushChanged();
     // Fires whenever the overall status may have changed; compares nothing.
     void stateChanged();
     // Secrets that no source names any more have been deleted (or failed to be).
@@ -118,6 +143,9 @@ private:
     void consume(const PollEngine::Update &update);
     QList<AlertEvent> evaluateAlerts(const PollEngine::Update &update);
     void post(const QList<AlertEvent> &events);
+    void deliver(const AlertGate::Outcome &outcome);
+    void saveSnoozes();
+    void noteHushChange(bool changed, bool cameBack);
     void appendLatencies(const SourceSnapshot &snapshot);
     void seedLatencyHistory();
     void saveSources();
@@ -131,6 +159,8 @@ private:
     QHash<QString, QList<double>> m_latencyHistory;
     WidgetLayout m_widgetLayout;
     AlertEvaluator m_alertEvaluator;
+    AlertGate m_gate;
+    QTimer m_reviewTimer;
     std::function<void(const QList<AlertEvent> &)> m_alertEventsSink;
     bool m_paused = false;
     int m_pendingDeletions = 0;

@@ -1,5 +1,6 @@
 #include "kit/monitor/AlertEvaluator.h"
 
+#include "kit/model/JsonRead.h"
 #include "support/TestData.h"
 
 #include <QTest>
@@ -58,16 +59,24 @@ private Q_SLOTS:
             if (!events.isEmpty()) {
                 firedOn.append(i);
                 QCOMPARE(events,
-                         (QList<AlertEvent>{
-                             {config.id, AlertEvent::Kind::Down, u"NAS is unreachable"_s, t0.addSecs(i * 60)}}));
+                         (QList<AlertEvent>{{config.id,
+                                             AlertEvent::Kind::Down,
+                                             u"NAS is unreachable"_s,
+                                             t0.addSecs(i * 60),
+                                             JsonRead::uuidText(config.id),
+                                             {}}}));
             }
         }
         QCOMPARE(firedOn, firesAt ? QList<int>{firesAt} : QList<int>{});
         const QList<AlertEvent> after = evaluator.recordSuccess(config, snapshot(config.id, {}), t0.addSecs(999'999));
         if (firesAt)
             QCOMPARE(after,
-                     (QList<AlertEvent>{
-                         {config.id, AlertEvent::Kind::Recovered, u"NAS recovered"_s, t0.addSecs(firesAt * 60)}}));
+                     (QList<AlertEvent>{{config.id,
+                                         AlertEvent::Kind::Recovered,
+                                         u"NAS recovered"_s,
+                                         t0.addSecs(firesAt * 60),
+                                         JsonRead::uuidText(config.id),
+                                         {}}}));
         else
             QVERIFY(after.isEmpty());
         // The count starts again after a success.
@@ -118,7 +127,13 @@ private Q_SLOTS:
         QCOMPARE(events.size(), 2);
         QCOMPARE(events[0].kind, AlertEvent::Kind::Recovered);
         QCOMPARE(events[0].downSince, t0);
-        QCOMPARE(events[1], (AlertEvent{config.id, AlertEvent::Kind::Down, u"Valheim is down"_s, t0.addSecs(120)}));
+        QCOMPARE(events[1],
+                 (AlertEvent{config.id,
+                             AlertEvent::Kind::Down,
+                             u"Valheim is down"_s,
+                             t0.addSecs(120),
+                             offline.widgetKey(config.id),
+                             {}}));
     }
 
     void failedPollsLeaveWidgetCountsAlone()
