@@ -281,7 +281,7 @@ Rectangle {
                             MenuItem { objectName: "snooze1"; text: "Snooze for 1 Hour"; onTriggered: popover.snoozeSource(card.row.sourceId, 1) }
                             MenuItem { objectName: "snooze4"; text: "Snooze for 4 Hours"; onTriggered: popover.snoozeSource(card.row.sourceId, 4) }
                             MenuItem { objectName: "snooze8"; text: "Snooze for 8 Hours"; onTriggered: popover.snoozeSource(card.row.sourceId, 8) }
-                            MenuItem { objectName: "snoozeUntilRecovery"; text: "Snooze Until It Recovers"; onTriggered: popover.snoozeSource(card.row.sourceId, 0) }
+                            MenuItem { objectName: "snoozeUntilRecovery"; text: "Snooze Until It Recovers"; enabled: card.row.status !== "up"; onTriggered: popover.snoozeSource(card.row.sourceId, 0) }
                             MenuSeparator {}
                             MenuItem { objectName: "endSnooze"; text: "End Snooze"; enabled: card.snoozeLabel !== ""; onTriggered: popover.endSnooze(card.row.sourceId) }
                         }

@@ -3,10 +3,13 @@
 #include "kit/monitor/HistoryStore.h"
 #include "support/CliProcess.h"
 #include "support/TestData.h"
+#include "support/WatchProcess.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QSettings>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -17,81 +20,6 @@
 using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
-
-namespace {
-
-// A running `watch`, read line by line as it prints.
-class WatchProcess
-{
-public:
-    WatchProcess(const QString &directory, double timeScale)
-    {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"TIDEWATCH_CLI_TIME_SCALE"_s, QString::number(timeScale));
-        environment.insert(u"XDG_CONFIG_HOME"_s, directory + u"/config"_s); // the user's switches stay out
-        m_process.setProcessEnvironment(environment);
-        m_process.start(cliPath(),
-                        {u"watch"_s,
-                         u"--verbose"_s,
-                         u"--sources"_s,
-                         directory + u"/sources.json"_s,
-                         u"--credentials"_s,
-                         directory + u"/credentials.json"_s});
-    }
-    ~WatchProcess()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished();
-        }
-    }
-
-    // The next line that contains `needle`; the lines passed over are kept in skipped().
-    QString waitForLine(const QString &needle, int timeoutMs = 10000)
-    {
-        QElapsedTimer clock;
-        clock.start();
-        while (clock.elapsed() < timeoutMs) {
-            while (m_process.canReadLine()) {
-                const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
-                m_all.append(line);
-                if (line.contains(needle))
-                    return line;
-                m_skipped.append(line);
-            }
-            if (m_process.state() == QProcess::NotRunning)
-                break;
-            QTest::qWait(5);
-        }
-        return {};
-    }
-    QStringList takeSkipped() { return std::exchange(m_skipped, {}); }
-    QString transcript()
-    {
-        return m_all.join(u'\n') + u"\nstderr: "_s + QString::fromUtf8(m_process.readAllStandardError());
-    }
-
-    // Sends `signal` and waits; the exit code, or -1 when it did not end normally in time.
-    int stop(int signal)
-    {
-        ::kill(pid_t(m_process.processId()), signal);
-        QElapsedTimer clock;
-        clock.start();
-        while (m_process.state() != QProcess::NotRunning && clock.elapsed() < 10000)
-            QTest::qWait(5);
-        if (m_process.state() != QProcess::NotRunning || m_process.exitStatus() != QProcess::NormalExit)
-            return -1;
-        return m_process.exitCode();
-    }
-
-    QProcess m_process;
-
-private:
-    QStringList m_skipped;
-    QStringList m_all;
-};
-
-} // namespace
 
 class WatchCommandTest : public QObject
 {
@@ -130,6 +58,7 @@ private Q_SLOTS:
     {
         QVERIFY(m_dir.isValid());
         QFile::remove(m_dir.filePath(u"history.json"_s));
+        QDir(m_dir.filePath(u"config"_s)).removeRecursively();
         QVERIFY(m_server.listen(QHostAddress::LocalHost, 0));
         connect(&m_server, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket *socket = m_server.nextPendingConnection())
@@ -140,6 +69,48 @@ private Q_SLOTS:
     {
         m_server.close();
         m_server.disconnect(this);
+    }
+
+    // The application's snoozes, quiet hours and mute switch, as it stores them, silence the
+    // watch too: the outage is polled and printed as polls, never as an alert.
+    void honoursTheApplicationsSilences_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("value"); // %1: the source's id, %2: an hour from now (UTC)
+        QTest::newRow("source snoozed for an hour") << u"snoozes"_s << uR"([{"source":"%1","until":"%2"}])"_s;
+        QTest::newRow("everything snoozed") << u"snoozes"_s << uR"([{"until":"%2"}])"_s;
+        QTest::newRow("inside quiet hours") << u"quietHoursEnabled"_s << u"true"_s;
+        QTest::newRow("muted") << u"globalQuiet"_s << u"true"_s;
+    }
+    void honoursTheApplicationsSilences()
+    {
+        QFETCH(QString, key);
+        writeSources(1);
+        QSettings settings(m_dir.filePath(u"config/Tidewatch/Tidewatch.conf"_s), QSettings::IniFormat);
+        settings.clear();
+        const QDateTime hence = QDateTime::currentDateTimeUtc().addSecs(3600);
+        QString value = TW_DATA(QString, value);
+        value.replace(u"%1"_s, m_id.toString(QUuid::WithoutBraces)).replace(u"%2"_s, hence.toString(Qt::ISODate));
+        settings.setValue(key, value);
+        if (key == u"quietHoursEnabled"_s) {
+            const QTime now = QTime::currentTime();
+            settings.setValue(u"quietHoursStart"_s, now.addSecs(-3600).toString(u"HH:mm"_s));
+            settings.setValue(u"quietHoursEnd"_s, now.addSecs(3600).toString(u"HH:mm"_s));
+        }
+        settings.sync();
+
+        const quint16 port = m_server.serverPort();
+        WatchProcess watch(m_dir.path(), 0.02);
+        QVERIFY2(!watch.waitForLine(u"NAS up"_s).isEmpty(), qPrintable(watch.transcript()));
+        m_server.close();
+        for (int i = 0; i < 3; ++i)
+            QVERIFY2(!watch.waitForLine(u"NAS down"_s).isEmpty(), qPrintable(watch.transcript()));
+        QVERIFY(m_server.listen(QHostAddress::LocalHost, port));
+        QVERIFY2(!watch.waitForLine(u"NAS up"_s).isEmpty(), qPrintable(watch.transcript()));
+        watch.waitForLine(u"\x01"_s, 300);
+        const QString transcript = watch.transcript();
+        QVERIFY2(!transcript.contains(u"is down —"_s) && !transcript.contains(u"recovered —"_s),
+                 qPrintable(transcript));
     }
 
     // The whole outage as a user sees it: silence until the threshold, one down line, one recovery.

@@ -2,6 +2,7 @@
 
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
+#include "kit/monitor/AlertCenter.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
@@ -53,12 +54,26 @@ struct Rig
     std::shared_ptr<InMemoryCredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
     std::shared_ptr<QSettings> defaults;
     QList<std::pair<AlertEvent, bool>> posted;
+    // The hub's clock: real time until a test sets it.
+    std::optional<QDateTime> clock;
     std::unique_ptr<AppState> state;
 
     explicit Rig(QList<AnySourceConfig> sources = {}, bool testHost = true)
         : defaults(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
     {
         SourcesStore::save(sources, dir.path());
+        start(testHost);
+    }
+
+    // A second run of the program over the same folder and preferences.
+    void restart(bool testHost)
+    {
+        state.reset();
+        start(testHost);
+    }
+
+    void start(bool testHost)
+    {
         AppState::Environment environment;
         environment.credentials = credentials;
         environment.sourcesDirectory = dir.path();
@@ -70,7 +85,19 @@ struct Rig
             posted.append({event, sound});
         };
         environment.testHost = testHost;
+        environment.now = [this] {
+            return clock.value_or(QDateTime::currentDateTimeUtc());
+        };
+        environment.wakeGraceMs = 60'000;
         state = std::make_unique<AppState>(std::move(environment));
+    }
+
+    QStringList postedTitles() const
+    {
+        QStringList titles;
+        for (const auto &[event, sound] : posted)
+            titles << event.title;
+        return titles;
     }
 
     bool hasSecret(const QString &name) { return QCoro::waitFor(credentials->read(name)).has_value(); }
@@ -282,6 +309,137 @@ private Q_SLOTS:
         QCOMPARE(reopened.latencyHistory().value(key), (QList<double>{1, 2, 3}));
         reopened.replaceSources({tcp(u"new"_s)});
         QVERIFY(reopened.latencyHistory().isEmpty());
+    }
+
+    // Offline: a failing source is not an alert, the estate reads unknown, and the network's return
+    // polls everything at once. A failure that outlasts the grace period is then told once.
+    void offlineFailuresWaitForTheNetwork()
+    {
+        const TCPPortConfig nas = tcp(u"NAS"_s), plex = tcp(u"Plex"_s);
+        Rig rig({nas, plex}, false);
+        rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        QSignalSpy hush(rig.state.get(), &AppState::hushChanged);
+        rig.state->setNetworkOnline(false);
+        QCOMPARE(hush.size(), 1);
+        QCOMPARE(rig.state->hush(), AlertGate::Hush::Offline);
+
+        rig.providers.failWith(nas.id, u"no route to host"_s);
+        rig.providers.failWith(plex.id, u"no route to host"_s);
+        rig.state->refreshAll();
+        QTRY_COMPARE(rig.state->errors().size(), 2);
+        QCOMPARE(rig.state->overallStatus(), OverallStatus::Unknown);
+        QVERIFY(rig.posted.isEmpty());
+
+        const int before = rig.providers.totalFetches();
+        rig.providers.succeed(plex.id);
+        rig.state->setNetworkOnline(true);
+        QTRY_COMPARE(rig.providers.totalFetches(), before + 2); // at once, not at the next interval
+        QTRY_COMPARE(rig.state->errors().size(), 1);
+        QCOMPARE(rig.state->hush(), AlertGate::Hush::WakingUp);
+        QCOMPARE(rig.state->overallStatus(), OverallStatus::Unknown);
+        rig.clock = rig.clock->addSecs(61);
+        rig.state->reviewAlerts();
+        QCOMPARE(rig.state->hush(), AlertGate::Hush::None);
+        QCOMPARE(rig.state->overallStatus(), OverallStatus::Degraded);
+        QCOMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s}); // Plex came back in time
+    }
+
+    // Sleep: the same, from logind's word. A source that fails across the resume and is back
+    // before the grace period ends leaves no trace.
+    void failuresAroundSleepAreForgottenIfTheyEndInTime()
+    {
+        const TCPPortConfig nas = tcp(u"NAS"_s);
+        Rig rig({nas}, false);
+        rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
+        QTRY_COMPARE(rig.state->snapshots().size(), 1);
+        rig.state->setAsleep(true);
+        rig.providers.failWith(nas.id, u"network unreachable"_s);
+        rig.clock = rig.clock->addSecs(3600);
+        const int before = rig.providers.fetchCount(nas.id);
+        rig.state->setAsleep(false);
+        QTRY_COMPARE(rig.providers.fetchCount(nas.id), before + 1);
+        QTRY_VERIFY(rig.state->errors().contains(nas.id));
+        rig.providers.succeed(nas.id);
+        rig.clock = rig.clock->addSecs(30);
+        rig.state->refreshAll();
+        QTRY_VERIFY(!rig.state->errors().contains(nas.id));
+        rig.clock = rig.clock->addSecs(60);
+        rig.state->reviewAlerts();
+        QVERIFY(rig.posted.isEmpty());
+    }
+
+    void snoozeSurvivesARestartAndEndsOnTime()
+    {
+        const TCPPortConfig nas = tcp(u"NAS"_s);
+        Rig rig({nas}, false);
+        rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
+        rig.state->snoozeSource(nas.id, 3600);
+        rig.restart(false);
+        QCOMPARE(rig.state->snoozeOf(nas.id), (Snooze{nas.id, rig.clock->addSecs(3600)}));
+
+        rig.providers.failWith(nas.id, u"refused"_s);
+        rig.state->refreshAll();
+        QTRY_VERIFY(rig.state->errors().contains(nas.id));
+        QVERIFY(rig.posted.isEmpty());
+        QCOMPARE(rig.state->overallStatus(), OverallStatus::Degraded); // polled and counted all the same
+
+        QSignalSpy snoozes(rig.state.get(), &AppState::snoozesChanged);
+        rig.clock = rig.clock->addSecs(3600);
+        rig.state->reviewAlerts();
+        QCOMPARE(snoozes.size(), 1);
+        QVERIFY(!rig.state->snoozeOf(nas.id));
+        QVERIFY(Snooze::load(*rig.defaults).isEmpty());
+        // The outage went untold; the next one is told.
+        rig.providers.succeed(nas.id);
+        rig.state->refreshAll();
+        QTRY_VERIFY(!rig.state->errors().contains(nas.id));
+        rig.providers.failWith(nas.id, u"refused"_s);
+        rig.state->refreshAll();
+        QTRY_COMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s});
+    }
+
+    void snoozeUntilRecoveryEndsWithTheFirstGoodPoll()
+    {
+        const TCPPortConfig nas = tcp(u"NAS"_s);
+        Rig rig({nas}, false);
+        rig.providers.failWith(nas.id, u"refused"_s);
+        QTRY_COMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s});
+        rig.state->snoozeSource(nas.id, std::nullopt);
+        rig.restart(false); // the outage's record is gone with the old run; the snooze is not
+        QTRY_VERIFY(rig.state->errors().contains(nas.id));
+        QCOMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s});
+        rig.providers.succeed(nas.id);
+        rig.state->refreshAll();
+        QTRY_VERIFY(!rig.state->snoozeOf(nas.id));
+        QVERIFY(Snooze::load(*rig.defaults).isEmpty());
+    }
+
+    void quietHoursPostOneSummaryAtTheirEnd()
+    {
+        const TCPPortConfig nas = tcp(u"NAS"_s), plex = tcp(u"Plex"_s);
+        Rig rig({nas, plex}, false);
+        const QDateTime local(QDate(2026, 11, 23), QTime(2, 30), Qt::LocalTime);
+        rig.clock = local.toUTC();
+        QuietHours{true, QTime(2, 0), QTime(4, 0)}.save(*rig.defaults);
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        rig.providers.failWith(nas.id, u"refused"_s);
+        rig.providers.failWith(plex.id, u"refused"_s);
+        rig.state->refreshAll();
+        QTRY_COMPARE(rig.state->errors().size(), 2);
+        rig.providers.succeed(plex.id);
+        rig.state->refreshAll();
+        QTRY_COMPARE(rig.state->errors().size(), 1);
+        rig.state->reviewAlerts();
+        QVERIFY(rig.posted.isEmpty());
+
+        rig.clock = local.addSecs(90 * 60).toUTC();
+        rig.state->reviewAlerts();
+        QCOMPARE(rig.posted.size(), 1);
+        QCOMPARE(rig.posted[0].first.title, u"Still down after quiet hours"_s);
+        QCOMPARE(AlertCenter::alertBody(rig.posted[0].first, *rig.clock), u"NAS is unreachable"_s);
+        rig.state->reviewAlerts();
+        QCOMPARE(rig.posted.size(), 1);
     }
 };
 

@@ -1,0 +1,224 @@
+#include "kit/monitor/AlertGate.h"
+
+#include "kit/model/JsonRead.h"
+#include "support/TestData.h"
+
+#include <QTest>
+
+using namespace tw;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Local times, as quiet hours are read.
+QDateTime at(const QString &hhmm, int dayOffset = 0)
+{
+    return QDateTime(QDate(2026, 11, 23).addDays(dayOffset), QTime::fromString(hhmm, u"HH:mm"_s), Qt::LocalTime);
+}
+
+struct Source
+{
+    QUuid id = QUuid::createUuid();
+    QString name;
+
+    AlertEvent down(const QDateTime &when) const
+    {
+        return {id, AlertEvent::Kind::Down, name + u" is unreachable"_s, when, JsonRead::uuidText(id), {}};
+    }
+    AlertEvent recovered(const QDateTime &since) const
+    {
+        return {id, AlertEvent::Kind::Recovered, name + u" recovered"_s, since, JsonRead::uuidText(id), {}};
+    }
+};
+
+QStringList titles(const QList<AlertEvent> &events)
+{
+    QStringList out;
+    for (const AlertEvent &event : events)
+        out << event.title + (event.detail ? u": "_s + *event.detail : QString());
+    return out;
+}
+
+constexpr qint64 grace = 60'000;
+
+} // namespace
+
+class AlertGateTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // A source fails while the machine is offline or asleep. Whatever happens before the grace
+    // period after its return ends is never posted; a failure still standing then is.
+    void hushHoldsFailuresUntilTheyOutlastIt_data()
+    {
+        QTest::addColumn<bool>("sleep");
+        QTest::addColumn<int>("recoverySecondsAfterReturn"); // negative: before the return; none: 999
+        QTest::addColumn<QStringList>("postedAfterGrace");
+        for (const bool sleep : {false, true}) {
+            const char *how = sleep ? "sleep" : "offline";
+            QTest::addRow("%s, recovered before the return", how) << sleep << -5 << QStringList{};
+            QTest::addRow("%s, recovered within the grace period", how) << sleep << 30 << QStringList{};
+            QTest::addRow("%s, still down after it", how) << sleep << 999 << QStringList{u"NAS is unreachable"_s};
+        }
+    }
+    void hushHoldsFailuresUntilTheyOutlastIt()
+    {
+        QFETCH(bool, sleep);
+        QFETCH(int, recoverySecondsAfterReturn);
+        AlertGate gate(grace);
+        const Source nas{.name = u"NAS"_s};
+        const QDateTime gone = at(u"10:00"_s), back = gone.addSecs(600);
+        const auto setAway = [&](bool away, const QDateTime &when) {
+            return sleep ? gate.setAsleep(away, when) : gate.setOnline(!away, when);
+        };
+
+        QVERIFY(setAway(true, gone));
+        QCOMPARE(gate.hush(gone), sleep ? AlertGate::Hush::Asleep : AlertGate::Hush::Offline);
+        QVERIFY(gate.admit({nas.down(gone.addSecs(10))}, gone.addSecs(10)).post.isEmpty());
+        if (recoverySecondsAfterReturn < 0)
+            QVERIFY(gate.admit({nas.recovered(gone)}, back.addSecs(recoverySecondsAfterReturn)).post.isEmpty());
+        QVERIFY(setAway(false, back));
+        QCOMPARE(gate.hush(back), AlertGate::Hush::WakingUp);
+        if (recoverySecondsAfterReturn >= 0 && recoverySecondsAfterReturn < 60)
+            QVERIFY(gate.admit({nas.recovered(gone)}, back.addSecs(recoverySecondsAfterReturn)).post.isEmpty());
+        QVERIFY(gate.review(back.addSecs(59)).post.isEmpty());
+
+        const AlertGate::Outcome after = gate.review(back.addSecs(61));
+        QCOMPARE(gate.hush(back.addSecs(61)), AlertGate::Hush::None);
+        QVERIFY(after.hushChanged);
+        QCOMPARE(titles(after.post), TW_DATA(QStringList, postedAfterGrace));
+        QVERIFY(gate.review(back.addSecs(120)).post.isEmpty()); // once
+        // A recovery is told only of an outage that was.
+        const auto recovery = gate.admit({nas.recovered(gone)}, back.addSecs(180)).post;
+        QCOMPARE(recovery.size(), TW_DATA(QStringList, postedAfterGrace).size());
+    }
+
+    void failuresOutsideAHushPassStraightThrough()
+    {
+        AlertGate gate(grace);
+        const Source nas{.name = u"NAS"_s};
+        QCOMPARE(titles(gate.admit({nas.down(at(u"09:00"_s))}, at(u"09:00"_s)).post),
+                 QStringList{u"NAS is unreachable"_s});
+        QVERIFY(!gate.setOnline(true, at(u"09:01"_s))); // already online: no grace period starts
+        QCOMPARE(gate.hush(at(u"09:01"_s)), AlertGate::Hush::None);
+        QCOMPARE(titles(gate.admit({nas.recovered(at(u"09:00"_s))}, at(u"09:02"_s)).post),
+                 QStringList{u"NAS recovered"_s});
+    }
+
+    void quietHoursEndInOneSummary_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QString>("end");
+        // "HH:mm name down|up", in order; the day advances when a time goes backwards.
+        QTest::addColumn<QStringList>("script");
+        QTest::addColumn<QString>("reviewAt");
+        QTest::addColumn<QStringList>("summary");
+
+        QTest::newRow("two still down, one back")
+            << u"02:00"_s << u"04:00"_s
+            << QStringList{u"02:10 NAS down"_s, u"02:20 Plex down"_s, u"02:30 Pi down"_s, u"03:00 Pi up"_s}
+            << u"04:00"_s << QStringList{u"2 still down after quiet hours: NAS is unreachable, Plex is unreachable"_s};
+        QTest::newRow("one still down") << u"02:00"_s << u"04:00"_s << QStringList{u"02:10 NAS down"_s} << u"04:05"_s
+                                        << QStringList{u"Still down after quiet hours: NAS is unreachable"_s};
+        QTest::newRow("all back before the end")
+            << u"02:00"_s << u"04:00"_s << QStringList{u"02:10 NAS down"_s, u"03:10 NAS up"_s} << u"04:00"_s
+            << QStringList{};
+        QTest::newRow("across midnight")
+            << u"23:00"_s << u"01:00"_s << QStringList{u"23:30 NAS down"_s, u"00:30 Plex down"_s} << u"01:00"_s
+            << QStringList{u"2 still down after quiet hours: NAS is unreachable, Plex is unreachable"_s};
+        QTest::newRow("six down, four named")
+            << u"02:00"_s << u"04:00"_s
+            << QStringList{u"02:01 A down"_s,
+                           u"02:02 B down"_s,
+                           u"02:03 C down"_s,
+                           u"02:04 D down"_s,
+                           u"02:05 E down"_s,
+                           u"02:06 F down"_s}
+            << u"04:00"_s
+            << QStringList{u"6 still down after quiet hours: A is unreachable, B is unreachable, C is unreachable, "
+                           "D is unreachable and 2 more"_s};
+    }
+    void quietHoursEndInOneSummary()
+    {
+        QFETCH(QString, start);
+        QFETCH(QString, end);
+        QFETCH(QStringList, script);
+        AlertGate gate(grace);
+        gate.setQuietHours({true, QTime::fromString(start, u"HH:mm"_s), QTime::fromString(end, u"HH:mm"_s)});
+        QHash<QString, Source> sources;
+        int day = 0;
+        QTime last(0, 0);
+        for (const QString &line : script) {
+            const QStringList parts = line.split(u' ');
+            const QTime time = QTime::fromString(parts[0], u"HH:mm"_s);
+            day += time < last;
+            last = time;
+            const QDateTime when = at(parts[0], day);
+            Source &source = sources[parts[1]];
+            source.name = parts[1];
+            const AlertEvent event = parts[2] == u"down"_s ? source.down(when) : source.recovered(when);
+            QVERIFY2(gate.admit({event}, when).post.isEmpty(), qPrintable(line));
+            QVERIFY(gate.review(when).post.isEmpty());
+        }
+        const QTime reviewTime = QTime::fromString(TW_DATA(QString, reviewAt), u"HH:mm"_s);
+        const QList<AlertEvent> posted = gate.review(at(TW_DATA(QString, reviewAt), day + (reviewTime < last))).post;
+        QCOMPARE(titles(posted), TW_DATA(QStringList, summary));
+        if (posted.isEmpty())
+            return;
+        QCOMPARE(posted.first().kind, AlertEvent::Kind::Down);
+        QVERIFY(gate.review(at(u"12:00"_s, day + 1)).post.isEmpty()); // summed up once
+        // What the summary told of, the recovery tells of too.
+        const Source &first = sources[script.first().split(u' ')[1]];
+        QCOMPARE(titles(gate.admit({first.recovered(at(u"05:00"_s))}, at(u"12:00"_s, day + 1)).post),
+                 QStringList{first.name + u" recovered"_s});
+    }
+
+    void snoozesWithholdAndEndByThemselves()
+    {
+        AlertGate gate(grace);
+        const Source nas{.name = u"NAS"_s}, plex{.name = u"Plex"_s};
+        const QDateTime t0 = at(u"10:00"_s);
+
+        // Timed: the source's own alerts wait, everyone else's do not, and the time ends it.
+        gate.snooze({nas.id, t0.addSecs(3600)});
+        QCOMPARE(titles(gate.admit({nas.down(t0), plex.down(t0)}, t0.addSecs(60)).post),
+                 QStringList{u"Plex is unreachable"_s});
+        QVERIFY(gate.snoozeOf(nas.id, t0.addSecs(3599)));
+        QVERIFY(!gate.review(t0.addSecs(3599)).snoozesChanged);
+        QVERIFY(gate.review(t0.addSecs(3600)).snoozesChanged);
+        QVERIFY(gate.snoozes().isEmpty());
+        QVERIFY2(gate.admit({nas.recovered(t0)}, t0.addSecs(3700)).post.isEmpty(), "its outage was never told");
+        QCOMPARE(titles(gate.admit({nas.down(t0)}, t0.addSecs(3800)).post), QStringList{u"NAS is unreachable"_s});
+
+        // Until recovery: the recovery it waits for is told, and a healthy poll ends it.
+        gate.snooze({nas.id, std::nullopt});
+        QCOMPARE(titles(gate.admit({nas.recovered(t0)}, t0.addSecs(3900)).post), QStringList{u"NAS recovered"_s});
+        QVERIFY(gate.sourceHealthy(nas.id));
+        QVERIFY(!gate.sourceHealthy(nas.id));
+        QVERIFY(gate.snoozes().isEmpty());
+
+        // Everything: even good news waits.
+        gate.snooze({std::nullopt, t0.addSecs(8 * 3600)});
+        QVERIFY(gate.admit({plex.recovered(t0), nas.down(t0)}, t0.addSecs(4000)).post.isEmpty());
+        QVERIFY(gate.sourceHealthy(plex.id) == false); // a healthy poll never ends a timed snooze
+        QVERIFY(gate.endSnooze(std::nullopt));
+        QVERIFY(gate.admit({nas.recovered(t0)}, t0.addSecs(4100)).post.isEmpty());
+    }
+
+    void aNewSnoozeReplacesTheSameSourcesOld()
+    {
+        AlertGate gate;
+        const QUuid id = QUuid::createUuid();
+        const QDateTime t0 = at(u"10:00"_s);
+        gate.snooze({id, t0.addSecs(3600)});
+        gate.snooze({std::nullopt, t0.addSecs(60)});
+        gate.snooze({id, std::nullopt});
+        QCOMPARE(gate.snoozes().size(), 2);
+        QCOMPARE(gate.snoozeOf(id, t0), (Snooze{id, std::nullopt}));
+        QVERIFY(!gate.snoozeOf(std::nullopt, t0.addSecs(60))); // over at its time
+    }
+};
+
+QTEST_GUILESS_MAIN(AlertGateTest)
+#include "AlertGateTest.moc"

@@ -1,0 +1,144 @@
+#include "kit/monitor/ConnectivityWatcher.h"
+
+#include "kit/model/SourcesStore.h"
+#include "support/TestData.h"
+#include "support/WatchProcess.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// logind as far as Tidewatch knows it: a name on the bus and its PrepareForSleep signal. The
+// private session bus that the test run provides stands in for the system bus.
+class FakeLogind
+{
+public:
+    FakeLogind()
+        : m_bus(QDBusConnection::connectToBus(QString::fromUtf8(qgetenv("DBUS_SESSION_BUS_ADDRESS")), u"fake-logind"_s))
+    {
+        m_registered = m_bus.isConnected() && m_bus.registerService(u"org.freedesktop.login1"_s);
+    }
+    ~FakeLogind()
+    {
+        m_bus.unregisterService(u"org.freedesktop.login1"_s);
+        QDBusConnection::disconnectFromBus(u"fake-logind"_s);
+    }
+    bool isRegistered() const { return m_registered; }
+
+    void prepareForSleep(bool start)
+    {
+        QDBusMessage signal = QDBusMessage::createSignal(u"/org/freedesktop/login1"_s,
+                                                         u"org.freedesktop.login1.Manager"_s,
+                                                         u"PrepareForSleep"_s);
+        signal << start;
+        m_bus.send(signal);
+        m_bus.interface()->call(u"GetId"_s); // a round trip, so the signal is on its way
+    }
+
+private:
+    QDBusConnection m_bus;
+    bool m_registered = false;
+};
+
+} // namespace
+
+class ConnectivityWatcherTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY2(!qgetenv("DBUS_SESSION_BUS_ADDRESS").isEmpty(), "run under scripts/with-session"); }
+
+    void sleepAndResumeComeFromLogind()
+    {
+        FakeLogind logind;
+        QVERIFY(logind.isRegistered());
+        ConnectivityWatcher watcher(QDBusConnection::sessionBus(), false);
+        QVERIFY(watcher.watchesSleep());
+        QVERIFY(watcher.isOnline()); // no network backend asked: never offline
+        QSignalSpy asleep(&watcher, &ConnectivityWatcher::asleepChanged);
+        logind.prepareForSleep(true);
+        logind.prepareForSleep(false);
+        QTRY_COMPARE(asleep.size(), 2);
+        QCOMPARE(asleep[0][0].toBool(), true);
+        QCOMPARE(asleep[1][0].toBool(), false);
+    }
+
+    // Three sources on one local target that goes away across a suspend and is back within the
+    // grace period: the watcher says nothing. Without the sleep signals the same outage is three
+    // alerts.
+    void aResumeSilencesTheBurstOfAStoppedTarget_data()
+    {
+        QTest::addColumn<bool>("sleeps");
+        QTest::addColumn<int>("alerts");
+        QTest::newRow("suspended and resumed") << true << 0;
+        QTest::newRow("awake all along") << false << 3;
+    }
+    void aResumeSilencesTheBurstOfAStoppedTarget()
+    {
+        QFETCH(bool, sleeps);
+        QTemporaryDir dir;
+        QTcpServer target;
+        QVERIFY(target.listen(QHostAddress::LocalHost, 0));
+        const quint16 port = target.serverPort();
+        const auto serve = [&target] {
+            QObject::connect(&target, &QTcpServer::newConnection, &target, [&target] {
+                while (QTcpSocket *socket = target.nextPendingConnection())
+                    socket->deleteLater();
+            });
+        };
+        serve();
+        QList<AnySourceConfig> sources;
+        for (int i = 1; i <= 3; ++i) {
+            TCPPortConfig rack(QUuid::createUuid(), u"Rack %1"_s.arg(i), u"127.0.0.1"_s, port);
+            rack.pollInterval = 5;
+            rack.alertThreshold = 1;
+            sources.append(rack);
+        }
+        SourcesStore::save(sources, dir.path());
+        QFile credentials(dir.filePath(u"credentials.json"_s));
+        QVERIFY(credentials.open(QIODevice::WriteOnly));
+        credentials.write("{}");
+        credentials.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        credentials.close();
+
+        FakeLogind logind;
+        QVERIFY(logind.isRegistered());
+        QProcessEnvironment bus;
+        bus.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, QString::fromUtf8(qgetenv("DBUS_SESSION_BUS_ADDRESS")));
+        // Polls every 250 ms, a grace period of 3 s.
+        WatchProcess watch(dir.path(), 0.05, bus);
+        QVERIFY2(!watch.waitForLine(u"Rack 3 up"_s).isEmpty(), qPrintable(watch.transcript()));
+
+        if (sleeps)
+            logind.prepareForSleep(true);
+        target.close();
+        QTest::qWait(200);
+        if (sleeps)
+            logind.prepareForSleep(false); // resumed, and the target not back yet
+        QVERIFY2(!watch.waitForLine(u"Rack 3 down"_s).isEmpty(), qPrintable(watch.transcript()));
+        QTest::qWait(400);
+        QVERIFY(target.listen(QHostAddress::LocalHost, port));
+        for (int i = 1; i <= 3; ++i) {
+            QVERIFY2(!watch.waitForLine(u"Rack %1 up"_s.arg(i)).isEmpty(), qPrintable(watch.transcript()));
+        }
+        watch.waitForLine(u"\x01"_s, 3500); // past the grace period
+        const QString transcript = watch.transcript();
+        QCOMPARE(transcript.count(u" is down — "_s), TW_DATA(int, alerts));
+        QCOMPARE(transcript.count(QRegularExpression(u"recovered +Rack \\d recovered"_s)), TW_DATA(int, alerts));
+    }
+};
+
+QTEST_GUILESS_MAIN(ConnectivityWatcherTest)
+#include "ConnectivityWatcherTest.moc"
