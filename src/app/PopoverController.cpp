@@ -77,11 +77,19 @@ void PopoverController::resumeNotifications()
 
 QString PopoverController::headline() const
 {
+    if (!m_state->sources().isEmpty() && !m_state->isPaused()) {
+        if (const QString text = PopoverText::hushHeadline(m_state->hush()); !text.isEmpty())
+            return text;
+    }
     return PopoverText::headline(m_state->overallStatus(), m_state->sources().size());
 }
 
 QString PopoverController::chipText() const
 {
+    if (!m_state->sources().isEmpty() && !m_state->isPaused()) {
+        if (const QString text = PopoverText::hushChip(m_state->hush()); !text.isEmpty())
+            return text;
+    }
     return PopoverText::chipText(m_state->overallStatus(), m_state->sources().size());
 }
 

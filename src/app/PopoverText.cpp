@@ -62,7 +62,35 @@ QString hushBanner(AlertGate::Hush hush)
         return u"You're offline — checks resume when the network is back"_s;
     case AlertGate::Hush::Asleep:
     case AlertGate::Hush::WakingUp:
-        return u"Just woke up — alerts resume once the network has settled"_s;
+        return u"Reconnecting — alerts resume once the network has settled"_s;
+    }
+    return {};
+}
+
+QString hushHeadline(AlertGate::Hush hush)
+{
+    switch (hush) {
+    case AlertGate::Hush::None:
+        return {};
+    case AlertGate::Hush::Offline:
+        return u"You're offline"_s;
+    case AlertGate::Hush::Asleep:
+    case AlertGate::Hush::WakingUp:
+        return u"Reconnecting…"_s;
+    }
+    return {};
+}
+
+QString hushChip(AlertGate::Hush hush)
+{
+    switch (hush) {
+    case AlertGate::Hush::None:
+        return {};
+    case AlertGate::Hush::Offline:
+        return u"Offline"_s;
+    case AlertGate::Hush::Asleep:
+    case AlertGate::Hush::WakingUp:
+        return u"Settling"_s;
     }
     return {};
 }

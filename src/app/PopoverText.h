@@ -16,6 +16,9 @@ QString headline(OverallStatus status, qsizetype sourceCount);
 QString chipText(OverallStatus status, qsizetype sourceCount);
 // Why failures are not alerts right now; empty when they are.
 QString hushBanner(AlertGate::Hush hush);
+// The header's words while failures are not trusted: "You're offline" and "Offline"; empty otherwise.
+QString hushHeadline(AlertGate::Hush hush);
+QString hushChip(AlertGate::Hush hush);
 // "just now", "59s ago", "1h ago", "1d ago"; a date in the future reads "just now".
 QString relativeTime(const QDateTime &date, const QDateTime &now);
 

@@ -107,6 +107,13 @@ struct Rig
     }
 };
 
+void saveShot(Rig &rig, const QString &name)
+{
+    const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
+    QDir().mkpath(out);
+    QVERIFY(rig.window->view()->grabWindow().save(QDir(out).filePath(name + u".png"_s)));
+}
+
 TCPPortConfig source(const QString &name)
 {
     return TCPPortConfig(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
@@ -275,6 +282,89 @@ private Q_SLOTS:
         QTRY_VERIFY(rig.state->widgetLayout().collapsed.contains(JsonRead::uuidText(config.id)));
         QTRY_VERIFY(int(root->height()) < expanded);
         QCOMPARE(WidgetLayout::load(*rig.settings).collapsed, rig.state->widgetLayout().collapsed);
+    }
+
+    // The row's context menu silences its source, and the card says so until the snooze ends.
+    void rowMenuSnoozesItsSource()
+    {
+        const TCPPortConfig nas = source(u"NAS"_s), plex = source(u"Plex"_s);
+        Rig rig({nas, plex});
+        rig.providers.failWith(nas.id, u"connection refused"_s);
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        QTRY_COMPARE(countItems(root, u"card"_s), 2);
+        QTest::qWait(20);
+        QQuickItem *card = findItem(root, u"card"_s);
+        QObject *menu = card->findChild<QObject *>(u"sourceMenu"_s);
+        QVERIFY(menu);
+        QTest::mouseClick(rig.window->view(), Qt::RightButton, {}, card->mapToScene({40, 12}).toPoint());
+        QTRY_VERIFY(menu->property("opened").toBool());
+        QTest::qWait(150);
+        saveShot(rig, u"popover-snooze-menu"_s);
+
+        auto *fourHours = menu->findChild<QQuickItem *>(u"snooze4"_s);
+        QVERIFY(fourHours);
+        const QDateTime before = QDateTime::currentDateTimeUtc();
+        QTest::mouseClick(rig.window->view(),
+                          Qt::LeftButton,
+                          {},
+                          fourHours->mapToScene({fourHours->width() / 2, fourHours->height() / 2}).toPoint());
+        QTRY_VERIFY(rig.state->snoozeOf(nas.id).has_value());
+        const QDateTime until = *rig.state->snoozeOf(nas.id)->until;
+        QVERIFY(qAbs(before.addSecs(4 * 3600).secsTo(until)) < 5);
+        QVERIFY(!rig.state->snoozeOf(plex.id));
+        QTRY_VERIFY(rig.visible(u"snoozeLine"_s));
+        QCOMPARE(Snooze::load(*rig.settings), rig.state->snoozes());
+        QTRY_VERIFY(!menu->property("visible").toBool());
+        QTest::qWait(100);
+        saveShot(rig, u"popover-snoozed-row"_s);
+
+        // From the keyboard: the menu key on a focused card opens the same menu.
+        card->forceActiveFocus();
+        QTest::keyClick(rig.window->view(), Qt::Key_Menu);
+        QTRY_VERIFY(menu->property("opened").toBool());
+        auto *end = menu->findChild<QQuickItem *>(u"endSnooze"_s);
+        QVERIFY(end && end->isEnabled());
+        QTest::mouseClick(rig.window->view(),
+                          Qt::LeftButton,
+                          {},
+                          end->mapToScene({end->width() / 2, end->height() / 2}).toPoint());
+        QTRY_VERIFY(!rig.state->snoozeOf(nas.id));
+        QTRY_VERIFY(!rig.visible(u"snoozeLine"_s));
+    }
+
+    void offlineAndSnoozedEverythingShowBanners()
+    {
+        const TCPPortConfig nas = source(u"NAS"_s);
+        Rig rig({nas});
+        rig.providers.failWith(nas.id, u"network unreachable"_s);
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        QTRY_COMPARE(countItems(root, u"card"_s), 1);
+        QVERIFY(!rig.visible(u"hushBanner"_s));
+        QCOMPARE(rig.controller->status(), u"degraded"_s);
+
+        rig.state->setNetworkOnline(false);
+        QTRY_VERIFY(rig.visible(u"hushBanner"_s));
+        QCOMPARE(rig.text(u"hushText"_s), u"You're offline — checks resume when the network is back"_s);
+        QCOMPARE(rig.controller->status(), u"unknown"_s);
+        rig.state->snoozeAll(3600);
+        QTRY_VERIFY(rig.visible(u"snoozeBanner"_s));
+        QVERIFY(rig.text(u"snoozeAllText"_s).startsWith(u"Notifications snoozed until "_s));
+        QTest::qWait(100);
+        saveShot(rig, u"popover-offline"_s);
+
+        QQuickItem *resume = findItem(root, u"resumeNotifications"_s);
+        QTest::mouseClick(rig.window->view(),
+                          Qt::LeftButton,
+                          {},
+                          resume->mapToScene({resume->width() / 2, resume->height() / 2}).toPoint());
+        QTRY_VERIFY(!rig.visible(u"snoozeBanner"_s));
+        QVERIFY(rig.state->snoozes().isEmpty());
+        rig.state->setNetworkOnline(true);
+        QTRY_COMPARE(rig.text(u"hushText"_s), u"Reconnecting — alerts resume once the network has settled"_s);
     }
 };
 

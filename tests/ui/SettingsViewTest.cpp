@@ -6,6 +6,7 @@
 #include "app/Theme.h"
 #include "app/TidewatchApp.h"
 #include "kit/model/JsonRead.h"
+#include "kit/model/QuietHours.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AppState.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
@@ -397,6 +398,48 @@ private Q_SLOTS:
         rig.click(u"general.launchAtLogin.switch"_s);
         QTRY_VERIFY(!QFile::exists(entry));
         QVERIFY(!rig.preferences->launchAtLogin());
+    }
+
+    // Quiet hours: a switch that shows the window, times that are kept only when they read, and an
+    // error that says what to type. The shapes switch is the tray's.
+    void quietHoursAndShapesAreSetInGeneral()
+    {
+        Rig rig({});
+        QVERIFY(rig.show());
+        rig.click(u"settings.tab.General"_s);
+        QTRY_VERIFY(find(rig.root(), u"general.quietHours.switch"_s));
+        QVERIFY(!find(rig.root(), u"general.quietHoursWindow"_s)); // only visible items are found
+        rig.click(u"general.quietHours.switch"_s);
+        QTRY_VERIFY(find(rig.root(), u"general.quietHoursWindow"_s));
+        QVERIFY(rig.preferences->quietHoursEnabled());
+
+        const auto type = [&](const QString &field, const QString &text) {
+            QQuickItem *input = find(rig.root(), field);
+            QVERIFY(input);
+            input->forceActiveFocus();
+            input->setProperty("text", QString());
+            for (const QChar c : text)
+                QTest::keyClick(rig.window->view(), c.toLatin1());
+            QTest::keyClick(rig.window->view(), Qt::Key_Tab);
+        };
+        type(u"general.quietHoursStart"_s, u"25:00"_s);
+        QTRY_VERIFY(find(rig.root(), u"general.quietHoursError"_s));
+        QCOMPARE(QuietHours::load(*rig.settings).start, QTime(2, 0));
+        type(u"general.quietHoursStart"_s, u"1:30"_s);
+        QTRY_VERIFY(!find(rig.root(), u"general.quietHoursError"_s));
+        type(u"general.quietHoursEnd"_s, u"06:15"_s);
+        QTRY_COMPARE(QuietHours::load(*rig.settings), (QuietHours{true, QTime(1, 30), QTime(6, 15)}));
+        QTRY_COMPARE(rig.text(u"general.quietHoursStart"_s), u"01:30"_s);
+        QTest::qWait(100);
+        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
+        QVERIFY(rig.window->view()->grabWindow().save(QDir(out).filePath(u"settings-quiet-hours.png"_s)));
+
+        QVERIFY(!rig.preferences->statusShapes());
+        QQuickItem *shapes = find(rig.root(), u"general.statusShapes.switch"_s);
+        QVERIFY(shapes);
+        shapes->forceActiveFocus();
+        QTest::keyClick(rig.window->view(), Qt::Key_Space);
+        QTRY_VERIFY(rig.preferences->statusShapes());
     }
 };
 

@@ -218,7 +218,7 @@ Rectangle {
                         anchors.rightMargin: 8
                         anchors.verticalCenter: parent.verticalCenter
                         text: popover.snoozeAllText
-                        elide: Text.ElideRight
+                        wrapMode: Text.WordWrap
                         font.pixelSize: 12
                         color: theme.text
                     }

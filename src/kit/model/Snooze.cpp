@@ -16,7 +16,7 @@ QJsonValue Snooze::toJson() const
     if (sourceID)
         object.insert(u"source"_s, JsonRead::uuidText(*sourceID));
     if (until)
-        object.insert(u"until"_s, until->toUTC().toString(Qt::ISODate));
+        object.insert(u"until"_s, until->toUTC().toString(Qt::ISODateWithMs));
     return object;
 }
 
@@ -31,7 +31,7 @@ std::optional<Snooze> Snooze::fromJson(const QJsonValue &value)
         snooze.sourceID = id;
     }
     if (const QJsonValue until = object.value(u"until"_s); until.isString()) {
-        const QDateTime time = QDateTime::fromString(until.toString(), Qt::ISODate);
+        const QDateTime time = QDateTime::fromString(until.toString(), Qt::ISODateWithMs);
         if (!time.isValid())
             return std::nullopt;
         snooze.until = time.toUTC();
