@@ -1,0 +1,80 @@
+#include "app/TrayController.h"
+
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+
+#include <QApplication>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QAction *action(QMenu *menu, const QString &text)
+{
+    for (QAction *candidate : menu->actions()) {
+        if (candidate->text() == text)
+            return candidate;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+// The tray's menu and icon over a real hub: snoozing everything from the menu, and the gray dot
+// while the machine is offline.
+class TrayControllerTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void menuSnoozesEverythingAndOfflineIsGray()
+    {
+        QTemporaryDir dir;
+        const TCPPortConfig nas(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 22);
+        SourcesStore::save({nas}, dir.path());
+        FakeProviders providers;
+        providers.failWith(nas.id, u"refused"_s);
+        ManualSleeper sleeper;
+        AppState::Environment environment;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.makeProvider = providers.maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = sleeper.function();
+        environment.testHost = true;
+        AppState state(environment);
+        TrayController tray(&state);
+        state.startSync();
+        QTRY_COMPARE(tray.shownStatus(), OverallStatus::Degraded);
+
+        QMenu *snooze = action(tray.menu(), u"Snooze Notifications"_s)->menu();
+        QVERIFY(snooze);
+        QAction *resume = action(snooze, u"Resume Notifications"_s);
+        QVERIFY(resume && !resume->isEnabled());
+        action(snooze, u"For 4 Hours"_s)->trigger();
+        const std::optional<Snooze> all = state.snoozeOf(std::nullopt);
+        QVERIFY(all && all->until);
+        QVERIFY(qAbs(QDateTime::currentDateTimeUtc().addSecs(4 * 3600).secsTo(*all->until)) < 5);
+        QVERIFY(resume->isEnabled());
+        QVERIFY(action(snooze, all->describe(QDateTime::currentDateTimeUtc())));
+        resume->trigger();
+        QVERIFY(state.snoozes().isEmpty());
+        QVERIFY(!resume->isEnabled());
+
+        state.setNetworkOnline(false);
+        QCOMPARE(tray.shownStatus(), OverallStatus::Unknown);
+        state.setNetworkOnline(true); // the grace period still holds it gray
+        QCOMPARE(tray.shownStatus(), OverallStatus::Unknown);
+    }
+};
+
+QTEST_MAIN(TrayControllerTest)
+#include "TrayControllerTest.moc"
