@@ -44,6 +44,8 @@ TrayController::TrayController(AppState *state, QObject *parent)
         m_snoozeMenu->addAction(label, m_state, [state = m_state, hours = hours] { state->snoozeAll(hours * 3600); });
     }
     m_snoozeMenu->addSeparator();
+    // Sources in trouble are listed when the menu opens, not at every poll.
+    connect(m_snoozeMenu, &QMenu::aboutToShow, this, &TrayController::listTroubledSources);
     m_resumeNotifications = m_snoozeMenu->addAction(u"Resume Notifications"_s, m_state, [state = m_state] {
         state->endSnooze(std::nullopt);
     });
@@ -78,6 +80,33 @@ void TrayController::showMessage(const QString &title, const QString &body)
 QRect TrayController::iconGeometry() const
 {
     return m_tray->geometry();
+}
+
+void TrayController::listTroubledSources()
+{
+    qDeleteAll(m_sourceSnoozes);
+    m_sourceSnoozes.clear();
+    constexpr int listed = 8;
+    QAction *before = m_resumeNotifications;
+    for (const AnySourceConfig &source : m_state->sources()) {
+        if (m_sourceSnoozes.size() == listed)
+            break;
+        const QUuid id = source.id();
+        const auto snapshot = m_state->snapshots().constFind(id);
+        const bool down = m_state->errors().contains(id)
+            || (snapshot != m_state->snapshots().cend()
+                && std::any_of(snapshot->widgets.cbegin(), snapshot->widgets.cend(), [](const WidgetData &widget) {
+                       return widget.status() == ServiceStatus::Down;
+                   }));
+        if (!down || m_state->snoozeOf(id))
+            continue;
+        auto *action = new QAction(source.common().displayName + u" Until It Recovers"_s, m_snoozeMenu);
+        connect(action, &QAction::triggered, m_state, [state = m_state, id] { state->snoozeSource(id, std::nullopt); });
+        m_snoozeMenu->insertAction(before, action);
+        m_sourceSnoozes.append(action);
+    }
+    if (!m_sourceSnoozes.isEmpty())
+        m_sourceSnoozes.append(m_snoozeMenu->insertSeparator(before));
 }
 
 void TrayController::setStatusShapes(bool on)

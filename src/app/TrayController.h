@@ -39,6 +39,7 @@ Q_SIGNALS:
 
 private:
     void refresh();
+    void listTroubledSources();
 
     AppState *m_state;
     std::unique_ptr<QMenu> m_menu;
@@ -48,6 +49,7 @@ private:
     QMenu *m_snoozeMenu;
     QAction *m_snoozeState;
     QAction *m_resumeNotifications;
+    QList<QAction *> m_sourceSnoozes;
     bool m_shapes = false;
     OverallStatus m_shown = OverallStatus::Unknown;
     bool m_painted = false;

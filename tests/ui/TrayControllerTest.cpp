@@ -69,6 +69,15 @@ private Q_SLOTS:
         QVERIFY(state.snoozes().isEmpty());
         QVERIFY(!resume->isEnabled());
 
+        // A source in trouble can be snoozed from here too, until it recovers.
+        Q_EMIT snooze->aboutToShow();
+        QAction *nasUntil = action(snooze, u"NAS Until It Recovers"_s);
+        QVERIFY(nasUntil);
+        nasUntil->trigger();
+        QCOMPARE(state.snoozeOf(nas.id), (Snooze{nas.id, std::nullopt}));
+        Q_EMIT snooze->aboutToShow();
+        QVERIFY(!action(snooze, u"NAS Until It Recovers"_s)); // already snoozed
+
         state.setNetworkOnline(false);
         QCOMPARE(tray.shownStatus(), OverallStatus::Unknown);
         state.setNetworkOnline(true); // the grace period still holds it gray
