@@ -215,6 +215,12 @@ std::optional<QString> problem(const SourceFormState &form)
         [[fallthrough]];
     case SourceType::TCPPort:
         return u"Give the server with --host (host or host:port) and --port."_s;
+    case SourceType::ICMPPing:
+        return u"Give the host to ping with --host."_s;
+    case SourceType::DNSRecord:
+        return u"Give the name to look up with --query."_s;
+    case SourceType::TLSCertificate:
+        return u"Give the server with --host (host or host:port); the port is 443 unless --port says otherwise."_s;
     }
     return u"The source is not complete."_s;
 }
