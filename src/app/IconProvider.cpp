@@ -51,6 +51,9 @@ const QHash<QString, QString> &symbolTable()
         {u"magnifyingglass"_s, u"search"_s},
         {u"xmark.circle"_s, u"circle-x"_s},
         {u"pencil"_s, u"pencil"_s},
+        {u"dot.radiowaves.left.and.right"_s, u"radar"_s},
+        {u"signpost.right"_s, u"signpost"_s},
+        {u"lock.shield"_s, u"shield-check"_s},
     };
     return table;
 }
