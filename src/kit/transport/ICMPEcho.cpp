@@ -11,6 +11,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -100,7 +101,12 @@ QCoro::Task<EchoOutcome> ping(QHostAddress address, int count, std::chrono::mill
         in6->sin6_family = AF_INET6;
         const Q_IPV6ADDR bytes = address.toIPv6Address();
         std::memcpy(&in6->sin6_addr, &bytes, sizeof bytes);
-        in6->sin6_scope_id = address.scopeId().toUInt();
+        // A link-local address names its interface: "fe80::1%eth0" or by number.
+        const QString scope = address.scopeId();
+        bool numbered = false;
+        in6->sin6_scope_id = scope.toUInt(&numbered);
+        if (!numbered && !scope.isEmpty())
+            in6->sin6_scope_id = ::if_nametoindex(scope.toLocal8Bit().constData());
         targetSize = sizeof(sockaddr_in6);
     } else {
         auto *in4 = reinterpret_cast<sockaddr_in *>(&target);

@@ -103,6 +103,7 @@ private Q_SLOTS:
         QTest::newRow("one echo") << u"127.0.0.1"_s << 1;
         QTest::newRow("five echoes") << u"127.0.0.1"_s << 5;
         QTest::newRow("by name") << u"localhost"_s << 2;
+        QTest::newRow("IPv6") << u"::1"_s << 2;
         QTest::newRow("count above the bound is five") << u"127.0.0.1"_s << 9;
     }
     void echoOnLoopback()
