@@ -52,6 +52,9 @@ const QHash<QString, QString> &symbolTable()
         {u"xmark.circle"_s, u"circle-x"_s},
         {u"pencil"_s, u"pencil"_s},
         {u"wifi.slash"_s, u"wifi-off"_s},
+        {u"dot.radiowaves.left.and.right"_s, u"radar"_s},
+        {u"signpost.right"_s, u"signpost"_s},
+        {u"lock.shield"_s, u"shield-check"_s},
     };
     return table;
 }

@@ -21,6 +21,12 @@ QString kindLabel(AnySourceConfig::Kind kind)
         return u"TCP Port"_s;
     case AnySourceConfig::Kind::JSONWidget:
         return u"Custom JSON"_s;
+    case AnySourceConfig::Kind::ICMPPing:
+        return u"ICMP Ping"_s;
+    case AnySourceConfig::Kind::DNSRecord:
+        return u"DNS Record"_s;
+    case AnySourceConfig::Kind::TLSCertificate:
+        return u"TLS Certificate"_s;
     }
     return {};
 }
@@ -40,6 +46,12 @@ QString kindSymbol(AnySourceConfig::Kind kind)
         return u"network"_s;
     case AnySourceConfig::Kind::JSONWidget:
         return u"curlybraces"_s;
+    case AnySourceConfig::Kind::ICMPPing:
+        return u"dot.radiowaves.left.and.right"_s;
+    case AnySourceConfig::Kind::DNSRecord:
+        return u"signpost.right"_s;
+    case AnySourceConfig::Kind::TLSCertificate:
+        return u"lock.shield"_s;
     }
     return {};
 }
@@ -58,6 +70,12 @@ QString targetText(const AnySourceConfig &source)
         return game->host + u':' + QString::number(game->port);
     if (const auto *port = source.as<TCPPortConfig>())
         return port->host + u':' + QString::number(port->port);
+    if (const auto *ping = source.as<ICMPPingConfig>())
+        return ping->host;
+    if (const auto *dns = source.as<DNSRecordConfig>())
+        return toText(dns->recordType) + u' ' + dns->name;
+    if (const auto *tls = source.as<TLSCertificateConfig>())
+        return tls->host + u':' + QString::number(tls->port);
     return {};
 }
 

@@ -248,6 +248,49 @@ void SourceSheetController::setUseTLS(bool on)
     change([&](SourceFormState &f) { f.useTLS = on; });
 }
 
+void SourceSheetController::setPingCount(const QString &text)
+{
+    change([&](SourceFormState &f) { f.pingCount = text; });
+}
+
+void SourceSheetController::setRecordName(const QString &text)
+{
+    change([&](SourceFormState &f) { f.recordName = text; });
+}
+
+void SourceSheetController::setRecordType(const QString &text)
+{
+    change([&](SourceFormState &f) { f.recordType = text; });
+}
+
+QStringList SourceSheetController::recordTypes()
+{
+    QStringList names;
+    for (const DNSRecordType type : allDNSRecordTypes())
+        names.append(toText(type));
+    return names;
+}
+
+void SourceSheetController::setExpectedValue(const QString &text)
+{
+    change([&](SourceFormState &f) { f.expectedValue = text; });
+}
+
+void SourceSheetController::setNameserver(const QString &text)
+{
+    change([&](SourceFormState &f) { f.nameserver = text; });
+}
+
+void SourceSheetController::setSniName(const QString &text)
+{
+    change([&](SourceFormState &f) { f.sniName = text; });
+}
+
+void SourceSheetController::setWarningDays(const QString &text)
+{
+    change([&](SourceFormState &f) { f.warningDays = text; });
+}
+
 void SourceSheetController::setPollSeconds(const QString &text)
 {
     change([&](SourceFormState &f) { f.pollSeconds = text; });
@@ -284,7 +327,8 @@ QString SourceSheetController::urlHint() const
 
 QString SourceSheetController::hostHint() const
 {
-    const auto split = m_form ? m_form->parsedHostPort() : std::nullopt;
+    // A ping has no port to split off.
+    const auto split = m_form && m_form->type != SourceType::ICMPPing ? m_form->parsedHostPort() : std::nullopt;
     return split ? u"Will use host "_s + split->first + u", port "_s + split->second : QString();
 }
 

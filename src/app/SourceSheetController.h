@@ -41,6 +41,14 @@ class SourceSheetController : public QObject
     Q_PROPERTY(bool alertsEnabled READ alertsEnabled WRITE setAlertsEnabled NOTIFY formChanged)
     Q_PROPERTY(int alertThreshold READ alertThreshold WRITE setAlertThreshold NOTIFY formChanged)
     Q_PROPERTY(QString gameSearch READ gameSearch WRITE setGameSearch NOTIFY formChanged)
+    Q_PROPERTY(QString pingCount READ pingCount WRITE setPingCount NOTIFY formChanged)
+    Q_PROPERTY(QString recordName READ recordName WRITE setRecordName NOTIFY formChanged)
+    Q_PROPERTY(QString recordType READ recordType WRITE setRecordType NOTIFY formChanged)
+    Q_PROPERTY(QStringList recordTypes READ recordTypes CONSTANT)
+    Q_PROPERTY(QString expectedValue READ expectedValue WRITE setExpectedValue NOTIFY formChanged)
+    Q_PROPERTY(QString nameserver READ nameserver WRITE setNameserver NOTIFY formChanged)
+    Q_PROPERTY(QString sniName READ sniName WRITE setSniName NOTIFY formChanged)
+    Q_PROPERTY(QString warningDays READ warningDays WRITE setWarningDays NOTIFY formChanged)
 
     Q_PROPERTY(bool hasStoredSecret READ hasStoredSecret NOTIFY formChanged)
     Q_PROPERTY(bool complete READ complete NOTIFY formChanged)
@@ -90,6 +98,14 @@ public:
     bool alertsEnabled() const { return form().alertsEnabled; }
     int alertThreshold() const { return static_cast<int>(form().alertThreshold); }
     QString gameSearch() const { return m_gameSearch; }
+    QString pingCount() const { return form().pingCount; }
+    QString recordName() const { return form().recordName; }
+    QString recordType() const { return form().recordType; }
+    static QStringList recordTypes();
+    QString expectedValue() const { return form().expectedValue; }
+    QString nameserver() const { return form().nameserver; }
+    QString sniName() const { return form().sniName; }
+    QString warningDays() const { return form().warningDays; }
 
     void setDisplayName(const QString &text);
     void setBaseURL(const QString &text);
@@ -108,6 +124,13 @@ public:
     void setAlertsEnabled(bool on);
     void setAlertThreshold(int count);
     void setGameSearch(const QString &text);
+    void setPingCount(const QString &text);
+    void setRecordName(const QString &text);
+    void setRecordType(const QString &text);
+    void setExpectedValue(const QString &text);
+    void setNameserver(const QString &text);
+    void setSniName(const QString &text);
+    void setWarningDays(const QString &text);
 
     bool hasStoredSecret() const { return form().hasStoredSecret; }
     bool complete() const { return m_form && m_form->isComplete(); }

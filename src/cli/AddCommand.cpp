@@ -29,19 +29,11 @@ using SourceType = SourceFormState::SourceType;
 
 // Flags that take a value, and where the value goes. --game and --port are applied in that order
 // whatever their order on the line, so a given port is never replaced by the game's default.
-const QStringList valueFlags{u"--name"_s,
-                             u"--url"_s,
-                             u"--host"_s,
-                             u"--port"_s,
-                             u"--game"_s,
-                             u"--query-port"_s,
-                             u"--username"_s,
-                             u"--slug"_s,
-                             u"--field"_s,
-                             u"--interval"_s,
-                             u"--alert-after"_s,
-                             u"--sources"_s,
-                             u"--credentials"_s};
+const QStringList valueFlags{u"--name"_s,     u"--url"_s,         u"--host"_s,     u"--port"_s,
+                             u"--game"_s,     u"--query-port"_s,  u"--username"_s, u"--slug"_s,
+                             u"--field"_s,    u"--count"_s,       u"--query"_s,    u"--type"_s,
+                             u"--expect"_s,   u"--nameserver"_s,  u"--sni"_s,      u"--warn-days"_s,
+                             u"--interval"_s, u"--alert-after"_s, u"--sources"_s,  u"--credentials"_s};
 
 std::optional<QString> readSecretLine()
 {
@@ -100,17 +92,19 @@ std::optional<QString> writeToFile(const QString &path, const QString &name, con
 
 QString synopsis()
 {
-    return u"add KIND --name NAME [flags]   add a source (kinds: kuma beszel gameServer httpPing tcpPort jsonWidget)"_s;
+    return u"add KIND --name NAME [flags]   add a source (kinds: kuma beszel gameServer httpPing tcpPort jsonWidget "
+           "icmpPing dnsRecord tlsCertificate)"_s;
 }
 
 std::variant<Request, QString> parse(const QStringList &arguments)
 {
     if (arguments.isEmpty() || arguments.first().startsWith(u'-'))
-        return u"the kind of source comes first: kuma, beszel, gameServer, httpPing, tcpPort or jsonWidget"_s;
+        return u"the kind of source comes first: kuma, beszel, gameServer, httpPing, tcpPort, jsonWidget, icmpPing, "
+               "dnsRecord or tlsCertificate"_s;
     const auto type = sourceTypeFromText(arguments.first());
     if (!type)
         return u"unknown kind '"_s + arguments.first()
-            + u"'; use kuma, beszel, gameServer, httpPing, tcpPort or jsonWidget"_s;
+            + u"'; use kuma, beszel, gameServer, httpPing, tcpPort, jsonWidget, icmpPing, dnsRecord or tlsCertificate"_s;
 
     Request request;
     request.form = SourceFormState(*type);
@@ -155,6 +149,20 @@ std::variant<Request, QString> parse(const QStringList &arguments)
             form.statusPageSlug = value;
         else if (flag == u"--field"_s)
             fields.append(value);
+        else if (flag == u"--count"_s)
+            form.pingCount = value;
+        else if (flag == u"--query"_s)
+            form.recordName = value;
+        else if (flag == u"--type"_s)
+            form.recordType = value.toUpper();
+        else if (flag == u"--expect"_s)
+            form.expectedValue = value;
+        else if (flag == u"--nameserver"_s)
+            form.nameserver = value;
+        else if (flag == u"--sni"_s)
+            form.sniName = value;
+        else if (flag == u"--warn-days"_s)
+            form.warningDays = value;
         else if (flag == u"--interval"_s)
             form.pollSeconds = value;
         else if (flag == u"--sources"_s)
@@ -215,6 +223,12 @@ std::optional<QString> problem(const SourceFormState &form)
         [[fallthrough]];
     case SourceType::TCPPort:
         return u"Give the server with --host (host or host:port) and --port."_s;
+    case SourceType::ICMPPing:
+        return u"Give the host to ping with --host."_s;
+    case SourceType::DNSRecord:
+        return u"Give the name to look up with --query."_s;
+    case SourceType::TLSCertificate:
+        return u"Give the server with --host (host or host:port); the port is 443 unless --port says otherwise."_s;
     }
     return u"The source is not complete."_s;
 }
@@ -231,6 +245,9 @@ int run(const QStringList &arguments)
                "  httpPing    --url URL\n"
                "  tcpPort     --host HOST[:PORT] [--port PORT]\n"
                "  jsonWidget  --url URL --field 'label = dot.path' [--field …] [--secret-stdin]   (bearer token)\n"
+               "  icmpPing    --host HOST [--count 1-5]\n"
+               "  dnsRecord   --query NAME [--type A|AAAA|CNAME|MX|TXT|SRV] [--expect VALUE] [--nameserver IP]\n"
+               "  tlsCertificate --host HOST[:PORT] [--port PORT] [--sni NAME] [--warn-days 1-365]\n"
                "common: --interval SECONDS (5-3600) --alert-after N (1-10) --no-alerts\n"
                "        --sources FILE (a sources.json other than the application's)\n"
                "        --credentials FILE (keep the secret in this JSON file instead of the keyring)\n"

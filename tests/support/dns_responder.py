@@ -1,13 +1,21 @@
 #!/usr/bin/env python3
-# A DNS responder for SRV tests: python3 dns_responder.py ADDRESS [PORT]
+# A DNS responder for lookup tests: python3 dns_responder.py ADDRESS [PORT]
 # Qt 6.4 cannot ask a nameserver on any port but 53, so tests run it on a spare 127.x.y.z address.
 # The first label of the query name picks the answer:
-#   two.*       two records, priority 20 on :8081 listed before priority 10 on :8080
-#   zeroport.*  one record with port 0
-#   root.*      one record whose target is the root name
+#   two.*       SRV: two records, priority 20 on :8081 listed before priority 10 on :8080
+#   zeroport.*  SRV: one record with port 0
+#   root.*      SRV: one record whose target is the root name
+#   host.*      A: 192.0.2.7 and 192.0.2.8; AAAA: 2001:db8::7
+#   alias.*     CNAME: host.example.test.
+#   mail.*      MX: 10 mx1.example.test., 20 mx2.example.test.
+#   text.*      TXT: "v=spf1 -all", and one record of two strings, "hello " and "world"
+#   service.*   SRV: 10 5 8443 rack.example.test.
+#   The labels above answer other types with no records (NOERROR, NODATA); those of SRV only answer
+#   SRV and read as NXDOMAIN otherwise.
 #   drop.*      no answer at all
 #   anything else: NXDOMAIN
 # Prints "ready" once it listens; answers until killed.
+import ipaddress
 import socket
 import struct
 import sys
@@ -18,17 +26,38 @@ sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 sock.bind((address, port))
 print("ready", flush=True)
 
+A, CNAME, MX, TXT, AAAA, SRV = 1, 5, 15, 16, 28, 33
+
 
 def name(text):
     labels = [part for part in text.rstrip(".").split(".") if part]
     return b"".join(bytes([len(p)]) + p.encode() for p in labels) + b"\0"
 
 
-ANSWERS = {
-    b"two": [(20, 0, 8081, "rack2.example.test"), (10, 60, 8080, "rack1.example.test")],
-    b"zeroport": [(10, 0, 0, "a.example.test")],
-    b"root": [(10, 0, 25565, ".")],
+def srv(priority, weight, target_port, target):
+    return struct.pack(">HHH", priority, weight, target_port) + name(target)
+
+
+def txt(*strings):
+    return b"".join(bytes([len(s)]) + s.encode() for s in strings)
+
+
+SRV_ONLY = {
+    b"two": [srv(20, 0, 8081, "rack2.example.test"), srv(10, 60, 8080, "rack1.example.test")],
+    b"zeroport": [srv(10, 0, 0, "a.example.test")],
+    b"root": [srv(10, 0, 25565, ".")],
 }
+
+RECORDS = {
+    b"host": {A: [ipaddress.ip_address("192.0.2.7").packed, ipaddress.ip_address("192.0.2.8").packed],
+              AAAA: [ipaddress.ip_address("2001:db8::7").packed]},
+    b"alias": {CNAME: [name("host.example.test.")]},
+    b"mail": {MX: [struct.pack(">H", 10) + name("mx1.example.test."), struct.pack(">H", 20) + name("mx2.example.test.")]},
+    b"text": {TXT: [txt("v=spf1 -all"), txt("hello ", "world")]},
+    b"service": {SRV: [srv(10, 5, 8443, "rack.example.test.")]},
+}
+
+NXDOMAIN = 3
 
 while True:
     query, peer = sock.recvfrom(512)
@@ -44,12 +73,20 @@ while True:
     rd = flags & 0x0100
     if first == b"drop":
         continue
-    records = ANSWERS.get(first) if qtype == 33 else None
-    if not records:
-        sock.sendto(struct.pack(">HHHHHH", qid, 0x8400 | rd | 3, 1, 0, 0, 0) + question, peer)
+    rcode = 0
+    if first in SRV_ONLY:
+        rdatas = SRV_ONLY[first] if qtype == SRV else None
+        if rdatas is None:
+            rcode = NXDOMAIN
+    elif first in RECORDS:
+        rdatas = RECORDS[first].get(qtype, [])
+    else:
+        rdatas = None
+        rcode = NXDOMAIN
+    if rcode:
+        sock.sendto(struct.pack(">HHHHHH", qid, 0x8400 | rd | rcode, 1, 0, 0, 0) + question, peer)
         continue
     answers = b""
-    for priority, weight, target_port, target in records:
-        rdata = struct.pack(">HHH", priority, weight, target_port) + name(target)
-        answers += b"\xc0\x0c" + struct.pack(">HHIH", 33, 1, 60, len(rdata)) + rdata
-    sock.sendto(struct.pack(">HHHHHH", qid, 0x8400 | rd, 1, len(records), 0, 0) + question + answers, peer)
+    for rdata in rdatas:
+        answers += b"\xc0\x0c" + struct.pack(">HHIH", qtype, 1, 60, len(rdata)) + rdata
+    sock.sendto(struct.pack(">HHHHHH", qid, 0x8400 | rd, 1, len(rdatas), 0, 0) + question + answers, peer)

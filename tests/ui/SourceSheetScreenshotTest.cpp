@@ -19,7 +19,7 @@ using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 
-// Renders the add-source sheet at its four main stops for the README and for a look by eye; the
+// Renders the add-source sheet at its main stops for the README and for a look by eye; the
 // pictures go to $TW_SCREENSHOT_DIR.
 class SourceSheetScreenshotTest : public QObject
 {
@@ -33,6 +33,9 @@ private Q_SLOTS:
         QTest::newRow("kuma") << u"kuma"_s;
         QTest::newRow("palworld") << u"palworld"_s;
         QTest::newRow("json") << u"json"_s;
+        QTest::newRow("icmp") << u"icmp"_s;
+        QTest::newRow("dns") << u"dns"_s;
+        QTest::newRow("tls") << u"tls"_s;
     }
     void render()
     {
@@ -79,6 +82,22 @@ private Q_SLOTS:
             sheet.setBaseURL(u"https://backup.home.lan/api/status"_s);
             sheet.setFieldsText(u"Last run = data.lastRun\nSize = data.size.human\nbroken line"_s);
             sheet.setPollSeconds(u"2"_s);
+        } else if (stop == u"icmp"_s) {
+            sheet.chooseKind(u"icmpPing"_s);
+            sheet.setDisplayName(u"Router"_s);
+            sheet.setHost(u"192.168.1.1"_s);
+        } else if (stop == u"dns"_s) {
+            sheet.chooseKind(u"dnsRecord"_s);
+            sheet.setDisplayName(u"Mail exchanger"_s);
+            sheet.setRecordName(u"home.lan"_s);
+            sheet.setRecordType(u"MX"_s);
+            sheet.setExpectedValue(u"mail.home.lan"_s);
+            sheet.setNameserver(u"dns.home.lan"_s);
+        } else if (stop == u"tls"_s) {
+            sheet.chooseKind(u"tlsCertificate"_s);
+            sheet.setDisplayName(u"NAS web UI"_s);
+            sheet.setHost(u"nas.home.lan:8443"_s);
+            sheet.setWarningDays(u"30"_s);
         }
         QVERIFY(QTest::qWaitForWindowExposed(editor.view()));
         QTest::qWait(200);
@@ -102,10 +121,11 @@ private Q_SLOTS:
         QVERIFY(contains(theme.window()));
         // The accent marks the kind tiles, the selected game and the save button (greyed out on the
         // invalid JSON form).
-        if (stop != u"json"_s)
+        if (stop != u"json"_s && stop != u"dns"_s)
             QVERIFY(contains(preferences.accent()));
-        // The JSON stop was left with a bad interval: its error line is on show.
-        QCOMPARE(contains(QColor(0xd9, 0x30, 0x25)), stop == u"json"_s);
+        // The JSON stop was left with a bad interval and the DNS stop with a nameserver by name: their
+        // error lines are on show.
+        QCOMPARE(contains(QColor(0xd9, 0x30, 0x25)), stop == u"json"_s || stop == u"dns"_s);
     }
 };
 

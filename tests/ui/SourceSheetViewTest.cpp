@@ -10,7 +10,9 @@
 #include "kit/monitor/ProviderError.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "support/Await.h"
+#include "support/DnsResponder.h"
 #include "support/FakeProviders.h"
+#include "support/LocalTlsServer.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
 
@@ -237,11 +239,76 @@ private Q_SLOTS:
         QCOMPARE(tcp->pollInterval, 15.0);
         // The hub polls the new source against the listener.
         QTRY_VERIFY_WITH_TIMEOUT(rig.state->snapshots().contains(tcp->id), 5000);
-        const auto *check = rig.state->snapshots().value(tcp->id).widgets.first().as<CheckResult>();
+        // A copy: value() hands back a temporary, and the row must outlive this line.
+        const SourceSnapshot snapshot = rig.state->snapshots().value(tcp->id);
+        const auto *check = snapshot.widgets.first().as<CheckResult>();
         QVERIFY(check);
         QCOMPARE(check->status, ServiceStatus::Up);
         // And it is on disk.
         QCOMPARE(SourcesStore::load(rig.dir.path()), rig.state->sources());
+    }
+
+    void addNetworkChecksAndSeeThemPolled()
+    {
+        const auto now = QDateTime::currentDateTimeUtc();
+        LocalTlsServer tls(TestCertificate::make({u"DNS:site.tidewatch.test"_s}, now.addDays(-10), now.addDays(3)));
+        DnsResponder dns(58);
+        QVERIFY(dns.start());
+        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.kind.tlsCertificate"_s));
+        QCOMPARE(rig.text(u"source.header"_s), u"TLS Certificate Config"_s);
+        QCOMPARE(rig.text(u"source.port.input"_s), u"443"_s);
+        QVERIFY(!rig.visible(u"source.url"_s));
+        QVERIFY(rig.type(u"source.name"_s, u"Site"_s));
+        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.1:%1"_s.arg(tls.port())));
+        QVERIFY(rig.type(u"source.sniName"_s, u"site.tidewatch.test"_s));
+        QVERIFY(rig.type(u"source.warningDays"_s, u"0"_s));
+        QCOMPARE(rig.text(u"source.error"_s), u"Enter a warning period between 1 and 365 days."_s);
+        QVERIFY(rig.type(u"source.warningDays"_s, u"7"_s));
+        QVERIFY(rig.press(u"source.save"_s));
+        QTRY_VERIFY(!rig.editor->isVisible());
+
+        rig.editor->add();
+        QVERIFY(rig.shown());
+        QVERIFY(rig.press(u"source.kind.dnsRecord"_s));
+        QVERIFY(!rig.visible(u"source.host"_s));
+        QVERIFY(rig.type(u"source.name"_s, u"Mail"_s));
+        QVERIFY(rig.type(u"source.recordName"_s, u"mail.example.test"_s));
+        // A keyboard user steps through the types: A, AAAA, CNAME, MX.
+        QQuickItem *types = rig.item(u"source.recordType"_s);
+        QVERIFY(types && types->isVisible());
+        types->forceActiveFocus(Qt::TabFocusReason);
+        for (int i = 0; i < 3; ++i)
+            QTest::keyClick(rig.editor->view(), Qt::Key_Down);
+        QCOMPARE(rig.sheet().recordType(), u"MX"_s);
+        QVERIFY(rig.type(u"source.expectedValue"_s, u"mx2.example.test"_s));
+        QVERIFY(rig.type(u"source.nameserver"_s, dns.address().toString()));
+        QVERIFY(rig.press(u"source.save"_s));
+        QTRY_VERIFY(!rig.editor->isVisible());
+
+        QCOMPARE(rig.state->sources().size(), 2);
+        const auto *certificate = rig.state->sources().at(0).as<TLSCertificateConfig>();
+        const auto *record = rig.state->sources().at(1).as<DNSRecordConfig>();
+        QVERIFY(certificate && record);
+        QCOMPARE(certificate->sniName, u"site.tidewatch.test"_s);
+        QCOMPARE(certificate->warningDays, 7);
+        QCOMPARE(record->recordType, DNSRecordType::MX);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.state->snapshots().contains(certificate->id)
+                                     && rig.state->snapshots().contains(record->id),
+                                 5000);
+        // Copies: value() hands back a temporary.
+        const SourceSnapshot certificateSnapshot = rig.state->snapshots().value(certificate->id);
+        const SourceSnapshot recordSnapshot = rig.state->snapshots().value(record->id);
+        const auto *expiry = certificateSnapshot.widgets.first().as<CheckResult>();
+        QVERIFY(expiry);
+        QCOMPARE(expiry->status, ServiceStatus::Warn);
+        QCOMPARE(expiry->detail, u"expires in 3 days"_s);
+        const auto *answer = recordSnapshot.widgets.first().as<CheckResult>();
+        QVERIFY(answer);
+        QCOMPARE(answer->status, ServiceStatus::Up);
     }
 
     void editKeepsStoredSecretWithoutRetyping()

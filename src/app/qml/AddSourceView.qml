@@ -43,7 +43,7 @@ Rectangle {
         // The chooser.
         ColumnLayout {
             visible: sheet.choosing
-            spacing: 8
+            spacing: 6
             Layout.fillWidth: true
             Layout.fillHeight: true
             Text {
@@ -57,7 +57,10 @@ Rectangle {
                     required property var modelData
                     objectName: "source.kind." + modelData.kind
                     Layout.fillWidth: true
-                    height: 44
+                    // Compact enough for every kind and the examples to fit the sheet unscrolled.
+                    Layout.preferredHeight: 38
+                    topPadding: 4
+                    bottomPadding: 4
                     focusPolicy: Qt.StrongFocus
                     Accessible.name: modelData.title
                     onClicked: sheet.chooseKind(modelData.kind)
@@ -65,8 +68,8 @@ Rectangle {
                     contentItem: RowLayout {
                         spacing: 10
                         Rectangle {
-                            width: 30
-                            height: 30
+                            width: 28
+                            height: 28
                             radius: 8
                             color: Qt.rgba(prefs.accent.r, prefs.accent.g, prefs.accent.b, 0.14)
                             Icon { anchors.centerIn: parent; symbol: modelData.icon; size: 16; color: prefs.accent }
@@ -154,7 +157,8 @@ Rectangle {
 
                 FormTextField {
                     objectName: "source.url"
-                    visible: sheet.kind !== "gameServer" && sheet.kind !== "tcpPort"
+                    visible: sheet.kind === "kuma" || sheet.kind === "beszel" || sheet.kind === "httpPing"
+                             || sheet.kind === "jsonWidget"
                     label: sheet.kind === "kuma" || sheet.kind === "beszel" ? "Server URL" : "URL"
                     placeholder: sheet.kind === "kuma" ? "https://status.home.lan"
                                : sheet.kind === "beszel" ? "https://beszel.home.lan" : ""
@@ -188,7 +192,7 @@ Rectangle {
                     onEdited: text => sheet.statusPageSlug = text
                 }
                 RowLayout {
-                    visible: sheet.kind === "tcpPort"
+                    visible: sheet.kind === "tcpPort" || sheet.kind === "icmpPing" || sheet.kind === "tlsCertificate"
                     spacing: 8
                     Layout.fillWidth: true
                     FormTextField {
@@ -201,11 +205,110 @@ Rectangle {
                     }
                     FormTextField {
                         objectName: "source.port"
+                        visible: sheet.kind !== "icmpPing"
                         label: "Port"
                         value: sheet.port
                         Layout.fillWidth: false
                         Layout.preferredWidth: 90
                         onEdited: text => sheet.port = text
+                    }
+                    FormTextField {
+                        objectName: "source.pingCount"
+                        visible: sheet.kind === "icmpPing"
+                        label: "Echoes (1–5)"
+                        value: sheet.pingCount
+                        Layout.fillWidth: false
+                        Layout.preferredWidth: 110
+                        onEdited: text => sheet.pingCount = text
+                    }
+                }
+                Text {
+                    objectName: "source.pingNote"
+                    visible: sheet.kind === "icmpPing"
+                    text: "Tidewatch pings without privileges, through the kernel's ping sockets. If the check "
+                          + "reports that they are not allowed, allow your group with: "
+                          + "sysctl -w net.ipv4.ping_group_range=\"0 2147483647\""
+                    color: theme.secondary
+                    font.pixelSize: 11
+                    wrapMode: Text.Wrap
+                    Layout.fillWidth: true
+                }
+
+                // DNS record.
+                RowLayout {
+                    visible: sheet.kind === "dnsRecord"
+                    spacing: 8
+                    Layout.fillWidth: true
+                    FormTextField {
+                        objectName: "source.recordName"
+                        label: "Name to Look Up"
+                        placeholder: "nas.home.lan"
+                        value: sheet.recordName
+                        onEdited: text => sheet.recordName = text
+                    }
+                    ColumnLayout {
+                        spacing: 3
+                        Layout.fillWidth: false
+                        Layout.preferredWidth: 100
+                        Text {
+                            text: "Record Type"
+                            color: theme.text
+                            font.pixelSize: 12
+                            font.weight: Font.DemiBold
+                        }
+                        ComboBox {
+                            objectName: "source.recordType"
+                            Layout.fillWidth: true
+                            model: sheet.recordTypes
+                            currentIndex: sheet.recordTypes.indexOf(sheet.recordType)
+                            font.pixelSize: 13
+                            Accessible.name: "Record Type"
+                            onActivated: index => sheet.recordType = sheet.recordTypes[index]
+                        }
+                    }
+                }
+                FormTextField {
+                    objectName: "source.expectedValue"
+                    visible: sheet.kind === "dnsRecord"
+                    label: "Expected Value (Optional)"
+                    placeholder: sheet.recordType === "MX" ? "10 mail.home.lan"
+                               : sheet.recordType === "TXT" ? "v=spf1 -all"
+                               : sheet.recordType === "SRV" ? "10 5 443 nas.home.lan"
+                               : sheet.recordType === "CNAME" ? "nas.home.lan"
+                               : sheet.recordType === "AAAA" ? "fd00::20" : "192.168.1.20"
+                    hint: "Without one, any answer counts as up."
+                    value: sheet.expectedValue
+                    onEdited: text => sheet.expectedValue = text
+                }
+                FormTextField {
+                    objectName: "source.nameserver"
+                    visible: sheet.kind === "dnsRecord"
+                    label: "Nameserver (Optional)"
+                    placeholder: "192.168.1.1"
+                    hint: "An IP address, asked on port 53. Without one, the system's resolver answers."
+                    value: sheet.nameserver
+                    onEdited: text => sheet.nameserver = text
+                }
+
+                // TLS certificate.
+                RowLayout {
+                    visible: sheet.kind === "tlsCertificate"
+                    spacing: 8
+                    Layout.fillWidth: true
+                    FormTextField {
+                        objectName: "source.sniName"
+                        label: "Certificate Name (Optional)"
+                        placeholder: "Same as the host"
+                        value: sheet.sniName
+                        onEdited: text => sheet.sniName = text
+                    }
+                    FormTextField {
+                        objectName: "source.warningDays"
+                        label: "Warn Within (Days)"
+                        value: sheet.warningDays
+                        Layout.fillWidth: false
+                        Layout.preferredWidth: 150
+                        onEdited: text => sheet.warningDays = text
                     }
                 }
                 ColumnLayout {

@@ -12,7 +12,10 @@ constexpr AnySourceConfig::Kind allKinds[] = {AnySourceConfig::Kind::Kuma,
                                               AnySourceConfig::Kind::GameServer,
                                               AnySourceConfig::Kind::HTTPPing,
                                               AnySourceConfig::Kind::TCPPort,
-                                              AnySourceConfig::Kind::JSONWidget};
+                                              AnySourceConfig::Kind::JSONWidget,
+                                              AnySourceConfig::Kind::ICMPPing,
+                                              AnySourceConfig::Kind::DNSRecord,
+                                              AnySourceConfig::Kind::TLSCertificate};
 
 } // namespace
 
@@ -31,6 +34,12 @@ QString toText(AnySourceConfig::Kind kind)
         return QStringLiteral("tcpPort");
     case AnySourceConfig::Kind::JSONWidget:
         return QStringLiteral("jsonWidget");
+    case AnySourceConfig::Kind::ICMPPing:
+        return QStringLiteral("icmpPing");
+    case AnySourceConfig::Kind::DNSRecord:
+        return QStringLiteral("dnsRecord");
+    case AnySourceConfig::Kind::TLSCertificate:
+        return QStringLiteral("tlsCertificate");
     }
     return {};
 }
@@ -63,8 +72,16 @@ QJsonObject AnySourceConfig::toJson() const
 AnySourceConfig AnySourceConfig::fromJson(const QJsonValue &value)
 {
     const QJsonObject o = JsonRead::object(value, u"AnySourceConfig");
-    const auto kind =
-        allKinds[JsonRead::singleCase(o, {u"kuma", u"beszel", u"gameServer", u"httpPing", u"tcpPort", u"jsonWidget"})];
+    const auto kind = allKinds[JsonRead::singleCase(o,
+                                                    {u"kuma",
+                                                     u"beszel",
+                                                     u"gameServer",
+                                                     u"httpPing",
+                                                     u"tcpPort",
+                                                     u"jsonWidget",
+                                                     u"icmpPing",
+                                                     u"dnsRecord",
+                                                     u"tlsCertificate"})];
     const QJsonObject record = JsonRead::payload(o, toText(kind));
     switch (kind) {
     case Kind::Kuma:
@@ -79,6 +96,12 @@ AnySourceConfig AnySourceConfig::fromJson(const QJsonValue &value)
         return TCPPortConfig::fromJson(record);
     case Kind::JSONWidget:
         return JSONWidgetConfig::fromJson(record);
+    case Kind::ICMPPing:
+        return ICMPPingConfig::fromJson(record);
+    case Kind::DNSRecord:
+        return DNSRecordConfig::fromJson(record);
+    case Kind::TLSCertificate:
+        return TLSCertificateConfig::fromJson(record);
     }
     throw DecodeError(QStringLiteral("Invalid number of keys found, expected one."));
 }

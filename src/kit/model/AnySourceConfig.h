@@ -1,11 +1,14 @@
 #pragma once
 
 #include "kit/model/BeszelConfig.h"
+#include "kit/model/DNSRecordConfig.h"
 #include "kit/model/GameServerConfig.h"
 #include "kit/model/HTTPPingConfig.h"
+#include "kit/model/ICMPPingConfig.h"
 #include "kit/model/JSONWidgetConfig.h"
 #include "kit/model/KumaConfig.h"
 #include "kit/model/TCPPortConfig.h"
+#include "kit/model/TLSCertificateConfig.h"
 
 #include <variant>
 
@@ -15,9 +18,17 @@ namespace tw {
 class AnySourceConfig
 {
 public:
-    enum class Kind { Kuma, Beszel, GameServer, HTTPPing, TCPPort, JSONWidget };
-    using Payload =
-        std::variant<KumaConfig, BeszelConfig, GameServerConfig, HTTPPingConfig, TCPPortConfig, JSONWidgetConfig>;
+    // Kinds are only ever appended: the order is the variant's, and other enumerations follow it.
+    enum class Kind { Kuma, Beszel, GameServer, HTTPPing, TCPPort, JSONWidget, ICMPPing, DNSRecord, TLSCertificate };
+    using Payload = std::variant<KumaConfig,
+                                 BeszelConfig,
+                                 GameServerConfig,
+                                 HTTPPingConfig,
+                                 TCPPortConfig,
+                                 JSONWidgetConfig,
+                                 ICMPPingConfig,
+                                 DNSRecordConfig,
+                                 TLSCertificateConfig>;
 
     template<typename Config>
     requires std::is_constructible_v<Payload, Config> AnySourceConfig(Config config)

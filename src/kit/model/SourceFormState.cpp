@@ -1,5 +1,6 @@
 #include "SourceFormState.h"
 
+#include <QHostAddress>
 #include <QRegularExpression>
 #include <QUrl>
 
@@ -100,15 +101,31 @@ bool present(const std::optional<QString> &ref)
     return ref && !ref->isEmpty();
 }
 
+// A bare name: no blanks, no scheme, no port, no path.
+bool isPlainName(const QString &text)
+{
+    static const QRegularExpression forbidden(u"[\\s:/@]"_s);
+    return !text.isEmpty() && !forbidden.match(text).hasMatch();
+}
+
+bool isIPv6Literal(const QString &text)
+{
+    return QHostAddress(text).protocol() == QAbstractSocket::IPv6Protocol;
+}
+
 } // namespace
 
 SourceFormState::SourceFormState(SourceType kind)
     : type(kind)
     , gameID(QString::fromLatin1(GameRegistry::defaultGameID))
+    , pingCount(QString::number(ICMPPingConfig::defaultCount))
+    , recordType(toText(DNSRecordType::A))
+    , warningDays(QString::number(TLSCertificateConfig::defaultWarningDays))
     , pollSeconds(kind == SourceType::Beszel ? u"30"_s : u"60"_s)
 {
     const auto game = GameRegistry::definition(gameID);
-    port = QString::number(game ? game->defaultPort : 0);
+    port = QString::number(kind == SourceType::TLSCertificate ? TLSCertificateConfig::defaultPort
+                                                              : (game ? game->defaultPort : 0));
 }
 
 SourceFormState::SourceFormState(Example example)
@@ -173,6 +190,19 @@ SourceFormState::SourceFormState(const AnySourceConfig &config)
                 baseURL = c.url;
                 jsonFields = c.fields;
                 hasStoredSecret = present(c.bearerTokenRef);
+            } else if constexpr (std::is_same_v<T, ICMPPingConfig>) {
+                host = c.host;
+                pingCount = QString::number(c.count);
+            } else if constexpr (std::is_same_v<T, DNSRecordConfig>) {
+                recordName = c.name;
+                recordType = toText(c.recordType);
+                expectedValue = c.expectedValue.value_or(QString());
+                nameserver = c.nameserver.value_or(QString());
+            } else if constexpr (std::is_same_v<T, TLSCertificateConfig>) {
+                host = c.host;
+                port = QString::number(c.port);
+                sniName = c.sniName.value_or(QString());
+                warningDays = QString::number(c.warningDays);
             }
         },
         config.payload());
@@ -249,7 +279,12 @@ bool SourceFormState::urlHasNoHost() const
 
 bool SourceFormState::hostIsBad() const
 {
-    if (host.isEmpty() || parsedHostPort())
+    if (host.isEmpty())
+        return false;
+    // A ping has no port, and an IPv6 address is as plain as a host gets.
+    if (type == SourceType::ICMPPing)
+        return !isPlainName(host.trimmed()) && !isIPv6Literal(host.trimmed());
+    if (parsedHostPort())
         return false;
     static const QRegularExpression scheme(u"^[a-zA-Z][a-zA-Z0-9+.-]*://"_s);
     const QString text = host.trimmed();
@@ -259,6 +294,48 @@ bool SourceFormState::hostIsBad() const
 bool SourceFormState::queryPortIsBad() const
 {
     return type == SourceType::GameServer && !gameQueryPort.trimmed().isEmpty() && !parsedQueryPort();
+}
+
+std::optional<qint64> SourceFormState::parsedPingCount() const
+{
+    const auto value = strictInteger(pingCount.trimmed());
+    if (!value || *value < ICMPPingConfig::minCount || *value > ICMPPingConfig::maxCount)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<qint64> SourceFormState::parsedWarningDays() const
+{
+    const auto value = strictInteger(warningDays.trimmed());
+    if (!value || *value < 1 || *value > maxWarningDays)
+        return std::nullopt;
+    return value;
+}
+
+bool SourceFormState::pingCountIsBad() const
+{
+    return type == SourceType::ICMPPing && !parsedPingCount();
+}
+
+bool SourceFormState::recordNameIsBad() const
+{
+    return type == SourceType::DNSRecord && !recordName.isEmpty() && !isPlainName(recordName.trimmed());
+}
+
+bool SourceFormState::nameserverIsBad() const
+{
+    return type == SourceType::DNSRecord && !nameserver.trimmed().isEmpty()
+        && QHostAddress(nameserver.trimmed()).isNull();
+}
+
+bool SourceFormState::sniNameIsBad() const
+{
+    return type == SourceType::TLSCertificate && !sniName.trimmed().isEmpty() && !isPlainName(sniName.trimmed());
+}
+
+bool SourceFormState::warningDaysIsBad() const
+{
+    return type == SourceType::TLSCertificate && !parsedWarningDays();
 }
 
 std::optional<QString> SourceFormState::validationMessage() const
@@ -276,6 +353,19 @@ std::optional<QString> SourceFormState::validationMessage() const
         return u"Enter a check interval between 5 and 3600 seconds."_s;
     if (queryPortIsBad())
         return u"Enter a query port between 1 and 65535, or leave it blank."_s;
+    if (pingCountIsBad())
+        return u"Enter a ping count between %1 and %2."_s.arg(ICMPPingConfig::minCount).arg(ICMPPingConfig::maxCount);
+    if (recordNameIsBad())
+        return u"Enter a DNS name like "_s + QString::fromLatin1(exampleHostName) + u" — no spaces, scheme, or port."_s;
+    if (type == SourceType::DNSRecord && !dnsRecordTypeFromString(recordType))
+        return u"Choose a record type: A, AAAA, CNAME, MX, TXT or SRV."_s;
+    if (nameserverIsBad())
+        return u"Enter the nameserver as an IP address, like "_s + QString::fromLatin1(exampleNameserver)
+            + u", or leave it blank."_s;
+    if (sniNameIsBad())
+        return u"Enter the certificate name as a plain host name, or leave it blank."_s;
+    if (warningDaysIsBad())
+        return u"Enter a warning period between 1 and %1 days."_s.arg(maxWarningDays);
     return std::nullopt;
 }
 
@@ -309,6 +399,13 @@ bool SourceFormState::isComplete() const
         return hostAndPort().has_value();
     case SourceType::JSONWidget:
         return !baseURL.isEmpty() && !jsonFields.isEmpty();
+    case SourceType::ICMPPing:
+        return !host.trimmed().isEmpty() && parsedPingCount().has_value();
+    case SourceType::DNSRecord:
+        return !recordName.trimmed().isEmpty() && !recordNameIsBad() && dnsRecordTypeFromString(recordType)
+            && !nameserverIsBad();
+    case SourceType::TLSCertificate:
+        return hostAndPort() && !sniNameIsBad() && parsedWarningDays();
     }
     return false;
 }
@@ -332,6 +429,9 @@ std::optional<QString> SourceFormState::credentialRef(const QUuid &id) const
     switch (type) {
     case SourceType::HTTPPing:
     case SourceType::TCPPort:
+    case SourceType::ICMPPing:
+    case SourceType::DNSRecord:
+    case SourceType::TLSCertificate:
         return std::nullopt;
     case SourceType::GameServer:
         // Only the engines that send a secret get a name for one; a typed secret for any other
@@ -397,6 +497,26 @@ std::optional<AnySourceConfig> SourceFormState::makeConfig(const QUuid &id) cons
         c.bearerTokenRef = credentialRef(id);
         return c;
     }
+    case SourceType::ICMPPing: {
+        ICMPPingConfig c(id, name, host.trimmed(), *parsedPingCount());
+        common(c);
+        return c;
+    }
+    case SourceType::DNSRecord: {
+        DNSRecordConfig c(id, name, recordName.trimmed(), *dnsRecordTypeFromString(recordType));
+        common(c);
+        c.expectedValue = nonEmpty(expectedValue.trimmed());
+        c.nameserver = nonEmpty(nameserver.trimmed());
+        return c;
+    }
+    case SourceType::TLSCertificate: {
+        const auto [h, p] = *hostAndPort();
+        TLSCertificateConfig c(id, name, h, p);
+        common(c);
+        c.sniName = nonEmpty(sniName.trimmed());
+        c.warningDays = *parsedWarningDays();
+        return c;
+    }
     }
     return std::nullopt;
 }
@@ -448,7 +568,10 @@ QList<SourceFormState::SourceType> SourceFormState::allTypes()
             SourceType::GameServer,
             SourceType::HTTPPing,
             SourceType::TCPPort,
-            SourceType::JSONWidget};
+            SourceType::JSONWidget,
+            SourceType::ICMPPing,
+            SourceType::DNSRecord,
+            SourceType::TLSCertificate};
 }
 
 QList<SourceFormState::Example> SourceFormState::allExamples()
@@ -471,6 +594,12 @@ QString SourceFormState::title(SourceType type)
         return u"TCP Port"_s;
     case SourceType::JSONWidget:
         return u"Custom JSON"_s;
+    case SourceType::ICMPPing:
+        return u"ICMP Ping"_s;
+    case SourceType::DNSRecord:
+        return u"DNS Record"_s;
+    case SourceType::TLSCertificate:
+        return u"TLS Certificate"_s;
     }
     return {};
 }
@@ -490,6 +619,12 @@ QString SourceFormState::icon(SourceType type)
         return u"network"_s;
     case SourceType::JSONWidget:
         return u"curlybraces"_s;
+    case SourceType::ICMPPing:
+        return u"dot.radiowaves.left.and.right"_s;
+    case SourceType::DNSRecord:
+        return u"signpost.right"_s;
+    case SourceType::TLSCertificate:
+        return u"lock.shield"_s;
     }
     return {};
 }
@@ -509,6 +644,12 @@ QString SourceFormState::exampleLine(SourceType type)
         return u"Port listener"_s;
     case SourceType::JSONWidget:
         return u"API endpoint"_s;
+    case SourceType::ICMPPing:
+        return u"Host reachability"_s;
+    case SourceType::DNSRecord:
+        return u"Name resolution"_s;
+    case SourceType::TLSCertificate:
+        return u"Certificate expiry"_s;
     }
     return {};
 }

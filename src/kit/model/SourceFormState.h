@@ -17,7 +17,18 @@ namespace tw {
 // which credential name. No network: the sheet and `tidewatch-cli add` share every rule here.
 struct SourceFormState
 {
-    enum class SourceType { Kuma, Beszel, GameServer, HTTPPing, TCPPort, JSONWidget };
+    // The order of AnySourceConfig::Kind.
+    enum class SourceType {
+        Kuma,
+        Beszel,
+        GameServer,
+        HTTPPing,
+        TCPPort,
+        JSONWidget,
+        ICMPPing,
+        DNSRecord,
+        TLSCertificate
+    };
     enum class Example { StatusPage, Website, Minecraft };
 
     SourceType type = SourceType::Kuma;
@@ -32,6 +43,13 @@ struct SourceFormState
     QString statusPageSlug;
     QString secret; // as typed; never loaded from the store
     QList<JSONWidgetConfig::FieldMapping> jsonFields;
+    QString pingCount;
+    QString recordName;
+    QString recordType; // "A", "AAAA", …
+    QString expectedValue;
+    QString nameserver;
+    QString sniName;
+    QString warningDays;
     bool hasStoredSecret = false;
     bool useTLS = false;
     QString pollSeconds;
@@ -85,6 +103,8 @@ struct SourceFormState
     static constexpr auto examplePrivateAddress = "192.168.1.20";
     static constexpr auto exampleWebsiteURL = "https://example.com";
     static constexpr auto exampleMinecraftHost = "mc.home.lan";
+    static constexpr auto exampleNameserver = "192.168.1.1";
+    static constexpr qint64 maxWarningDays = 365;
 
 private:
     bool urlHasCredentials() const;
@@ -92,6 +112,13 @@ private:
     bool urlHasNoHost() const;
     bool hostIsBad() const;
     bool queryPortIsBad() const;
+    bool pingCountIsBad() const;
+    bool recordNameIsBad() const;
+    bool nameserverIsBad() const;
+    bool sniNameIsBad() const;
+    bool warningDaysIsBad() const;
+    std::optional<qint64> parsedPingCount() const;
+    std::optional<qint64> parsedWarningDays() const;
     bool hasSecret() const { return !secret.isEmpty() || hasStoredSecret; }
     std::optional<std::pair<QString, qint64>> hostAndPort() const;
 };

@@ -4,10 +4,13 @@
 #include "kit/model/AnySourceConfig.h"
 #include "kit/monitor/ProviderError.h"
 #include "kit/providers/BeszelProvider.h"
+#include "kit/providers/DNSRecordProvider.h"
 #include "kit/providers/HTTPPingProvider.h"
+#include "kit/providers/ICMPPingProvider.h"
 #include "kit/providers/JSONWidgetProvider.h"
 #include "kit/providers/KumaProvider.h"
 #include "kit/providers/TCPPortProvider.h"
+#include "kit/providers/TLSCertificateProvider.h"
 
 using namespace Qt::StringLiterals;
 
@@ -27,6 +30,12 @@ make(const AnySourceConfig &config, std::shared_ptr<CredentialStore> credentials
         return std::make_unique<BeszelProvider>(config, std::move(credentials), transports);
     case AnySourceConfig::Kind::JSONWidget:
         return std::make_unique<JSONWidgetProvider>(config, std::move(credentials), transports);
+    case AnySourceConfig::Kind::ICMPPing:
+        return std::make_unique<ICMPPingProvider>(config);
+    case AnySourceConfig::Kind::DNSRecord:
+        return std::make_unique<DNSRecordProvider>(config);
+    case AnySourceConfig::Kind::TLSCertificate:
+        return std::make_unique<TLSCertificateProvider>(config);
     case AnySourceConfig::Kind::GameServer: {
         GameServerProvider::Dependencies dependencies = GameServerProvider::Dependencies::production();
         dependencies.transports = transports;

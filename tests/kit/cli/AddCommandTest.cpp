@@ -102,6 +102,43 @@ private Q_SLOTS:
                                                     u"--field"_s,
                                                     u"Eq=a=b"_s}
                                      << QByteArray() << 0 << u"fields=Users:data.users,Eq:a=b"_s;
+        QTest::newRow("icmp ping")
+            << QStringList{u"icmpPing"_s, u"--name"_s, u"Router"_s, u"--host"_s, u"10.0.0.1"_s, u"--count"_s, u"5"_s}
+            << QByteArray() << 0 << u"host=10.0.0.1 count=5"_s;
+        QTest::newRow("icmp ping default count")
+            << QStringList{u"icmpPing"_s, u"--name"_s, u"Router"_s, u"--host"_s, u"router"_s} << QByteArray() << 0
+            << u"host=router count=3"_s;
+        QTest::newRow("dns record") << QStringList{u"dnsRecord"_s,
+                                                   u"--name"_s,
+                                                   u"Mail"_s,
+                                                   u"--query"_s,
+                                                   u"example.test"_s,
+                                                   u"--type"_s,
+                                                   u"mx"_s,
+                                                   u"--expect"_s,
+                                                   u"mx1.example.test"_s,
+                                                   u"--nameserver"_s,
+                                                   u"192.168.1.1"_s}
+                                    << QByteArray() << 0
+                                    << u"name=example.test recordType=MX expectedValue=mx1.example.test "
+                                       "nameserver=192.168.1.1"_s;
+        QTest::newRow("dns record defaults")
+            << QStringList{u"dnsRecord"_s, u"--name"_s, u"NAS"_s, u"--query"_s, u"nas.lan"_s} << QByteArray() << 0
+            << u"recordType=A expectedValue=<absent> nameserver=<absent>"_s;
+        QTest::newRow("tls certificate") << QStringList{u"tlsCertificate"_s,
+                                                        u"--name"_s,
+                                                        u"Web"_s,
+                                                        u"--host"_s,
+                                                        u"nas:8443"_s,
+                                                        u"--sni"_s,
+                                                        u"nas.home.lan"_s,
+                                                        u"--warn-days"_s,
+                                                        u"30"_s}
+                                         << QByteArray() << 0
+                                         << u"host=nas port=8443 sniName=nas.home.lan warningDays=30"_s;
+        QTest::newRow("tls certificate defaults")
+            << QStringList{u"tlsCertificate"_s, u"--name"_s, u"Web"_s, u"--host"_s, u"nas"_s} << QByteArray() << 0
+            << u"port=443 sniName=<absent> warningDays=14"_s;
 
         QTest::newRow("wrong scheme") << QStringList{u"httpPing"_s, u"--name"_s, u"W"_s, u"--url"_s, u"ftp://x"_s}
                                       << QByteArray() << 65 << u"Enter a full URL starting with http:// or https://."_s;
@@ -124,6 +161,16 @@ private Q_SLOTS:
             << QByteArray("\n") << 65 << u"no secret"_s;
         QTest::newRow("no name") << QStringList{u"httpPing"_s, u"--url"_s, u"https://x"_s} << QByteArray() << 65
                                  << u"Give the source a name with --name."_s;
+        QTest::newRow("ping count")
+            << QStringList{u"icmpPing"_s, u"--name"_s, u"R"_s, u"--host"_s, u"r"_s, u"--count"_s, u"6"_s}
+            << QByteArray() << 65 << u"Enter a ping count between 1 and 5."_s;
+        QTest::newRow("dns without a query") << QStringList{u"dnsRecord"_s, u"--name"_s, u"D"_s} << QByteArray() << 65
+                                             << u"Give the name to look up with --query."_s;
+        QTest::newRow("dns record type")
+            << QStringList{u"dnsRecord"_s, u"--name"_s, u"D"_s, u"--query"_s, u"d"_s, u"--type"_s, u"PTR"_s}
+            << QByteArray() << 65 << u"Choose a record type: A, AAAA, CNAME, MX, TXT or SRV."_s;
+        QTest::newRow("tls without a host") << QStringList{u"tlsCertificate"_s, u"--name"_s, u"T"_s} << QByteArray()
+                                            << 65 << u"Give the server with --host"_s;
         QTest::newRow("unknown kind") << QStringList{u"ftp"_s} << QByteArray() << 64 << u"unknown kind 'ftp'"_s;
         QTest::newRow("unknown game") << QStringList{u"gameServer"_s, u"--game"_s, u"Palworld"_s} << QByteArray() << 64
                                       << u"unknown game 'Palworld'"_s;

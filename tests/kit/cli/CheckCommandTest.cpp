@@ -1,10 +1,14 @@
 #include "kit/model/SourcesStore.h"
+#include "kit/transport/ICMPEcho.h"
 #include "support/A2SResponder.h"
+#include "support/DnsResponder.h"
 #include "support/LocalHttpServer.h"
+#include "support/LocalTlsServer.h"
 #include "support/MinecraftResponder.h"
 #include "support/RakNetResponder.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -14,6 +18,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
+
+#include <unistd.h>
 
 using namespace tw;
 using namespace tw::test;
@@ -59,6 +65,16 @@ QJsonObject onlyRow(const QJsonObject &source)
 {
     const QJsonObject widget = source.value(u"widgets"_s).toArray().first().toObject();
     return widget.value(widget.keys().first()).toObject().value(u"_0"_s).toObject();
+}
+
+bool pingAllowedHere()
+{
+    QFile file(u"/proc/sys/net/ipv4/ping_group_range"_s);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QList<QByteArray> range = file.readAll().simplified().split(' ');
+    const qint64 gid = qint64(::getgid());
+    return range.size() == 2 && range.at(0).toLongLong() <= gid && gid <= range.at(1).toLongLong();
 }
 
 } // namespace
@@ -114,6 +130,125 @@ private Q_SLOTS:
         QFile after(file);
         QVERIFY(after.open(QIODevice::ReadOnly));
         QCOMPARE(after.readAll(), before);
+    }
+
+    void networkChecksAsJson()
+    {
+        QTemporaryDir dir;
+        DnsResponder dns(56);
+        QVERIFY(dns.start());
+        const auto now = QDateTime::currentDateTimeUtc();
+        const QStringList site{u"DNS:site.tidewatch.test"_s};
+        const auto days = [&](int n) {
+            return now.addDays(n);
+        };
+        LocalTlsServer valid(TestCertificate::make(site, days(-10), days(90)));
+        LocalTlsServer expiring(TestCertificate::make(site, days(-10), days(3)));
+        LocalTlsServer expired(TestCertificate::make(site, days(-30), days(-3)));
+        LocalTlsServer wrongName(TestCertificate::make({u"DNS:other.tidewatch.test"_s}, days(-10), days(90)));
+        const QDateTime from(QDate::currentDate().addDays(3), QTime(12, 0), Qt::UTC);
+        LocalTlsServer early(TestCertificate::make(site, from, days(90)));
+
+        QList<AnySourceConfig> sources;
+        const auto record = [&](const QString &label, const QString &name, DNSRecordType type, const QString &expect) {
+            DNSRecordConfig config(QUuid::createUuid(), label, name, type);
+            config.nameserver = dns.address().toString();
+            if (!expect.isEmpty())
+                config.expectedValue = expect;
+            sources.append(config);
+        };
+        record(u"dns A"_s, u"host.example.test"_s, DNSRecordType::A, u"192.0.2.8"_s);
+        record(u"dns AAAA"_s, u"host.example.test"_s, DNSRecordType::AAAA, {});
+        record(u"dns CNAME"_s, u"alias.example.test"_s, DNSRecordType::CNAME, u"host.example.test"_s);
+        record(u"dns MX"_s, u"mail.example.test"_s, DNSRecordType::MX, u"mx2.example.test"_s);
+        record(u"dns TXT"_s, u"text.example.test"_s, DNSRecordType::TXT, u"v=spf1 -all"_s);
+        record(u"dns SRV"_s, u"service.example.test"_s, DNSRecordType::SRV, {});
+        record(u"dns mismatch"_s, u"host.example.test"_s, DNSRecordType::A, u"192.0.2.1"_s);
+        record(u"dns nxdomain"_s, u"nx.example.test"_s, DNSRecordType::A, {});
+        record(u"dns empty"_s, u"alias.example.test"_s, DNSRecordType::MX, {});
+        const auto tls = [&](const QString &label, const LocalTlsServer &server) {
+            TLSCertificateConfig config(QUuid::createUuid(), label, u"127.0.0.1"_s, server.port());
+            config.sniName = u"site.tidewatch.test"_s;
+            sources.append(config);
+        };
+        tls(u"tls valid"_s, valid);
+        tls(u"tls expiring"_s, expiring);
+        tls(u"tls expired"_s, expired);
+        tls(u"tls wrong name"_s, wrongName);
+        tls(u"tls early"_s, early);
+        sources.append(ICMPPingConfig(QUuid::createUuid(), u"ping"_s, u"127.0.0.1"_s, 2));
+        SourcesStore::save(sources, dir.path());
+
+        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--json"_s});
+        QCOMPARE(run.exitCode, 2);
+        const QJsonObject report = QJsonDocument::fromJson(run.out).object();
+        QCOMPARE(report.value(u"sources"_s).toArray().size(), sources.size());
+
+        struct Expected
+        {
+            QString name, status, detail;
+        };
+        const QList<Expected> expected{
+            {u"dns A"_s, u"up"_s, {}},
+            {u"dns AAAA"_s, u"up"_s, {}},
+            {u"dns CNAME"_s, u"up"_s, {}},
+            {u"dns MX"_s, u"up"_s, {}},
+            {u"dns TXT"_s, u"up"_s, {}},
+            {u"dns SRV"_s, u"up"_s, {}},
+            {u"dns mismatch"_s, u"down"_s, u"expected 192.0.2.1 got 192.0.2.7, 192.0.2.8"_s},
+            {u"dns nxdomain"_s, u"down"_s, u"NXDOMAIN"_s},
+            {u"dns empty"_s, u"down"_s, u"no answer"_s},
+            {u"tls valid"_s, u"up"_s, u"expires in 90 days"_s},
+            {u"tls expiring"_s, u"warn"_s, u"expires in 3 days"_s},
+            {u"tls expired"_s, u"down"_s, u"expired 3 days ago"_s},
+            {u"tls wrong name"_s, u"down"_s, u"name does not match"_s},
+            {u"tls early"_s, u"down"_s, u"not valid until "_s + from.toString(u"yyyy-MM-dd HH:mm"_s) + u" UTC"_s},
+        };
+        for (const Expected &want : expected) {
+            const QJsonObject source = sourceNamed(report, want.name);
+            QVERIFY2(source.value(u"error"_s).isNull(), qPrintable(want.name));
+            const QJsonObject row = onlyRow(source);
+            QCOMPARE(row.value(u"status"_s).toString(), want.status);
+            QCOMPARE(row.value(u"detail"_s).toString(), want.detail);
+            QVERIFY2(row.value(u"latencyMs"_s).toDouble() > 0, qPrintable(want.name));
+        }
+        QCOMPARE(sourceNamed(report, u"dns A"_s).value(u"kind"_s).toString(), u"dnsRecord"_s);
+        QCOMPARE(sourceNamed(report, u"tls valid"_s).value(u"kind"_s).toString(), u"tlsCertificate"_s);
+
+        // This machine's kernel decides the ping; either way the row says what happened.
+        const QJsonObject ping = onlyRow(sourceNamed(report, u"ping"_s));
+        if (pingAllowedHere()) {
+            QCOMPARE(ping.value(u"status"_s).toString(), u"up"_s);
+        } else {
+            QCOMPARE(ping.value(u"status"_s).toString(), u"down"_s);
+            QCOMPARE(ping.value(u"detail"_s).toString(), QString::fromLatin1(ICMPEcho::notPermittedText));
+        }
+    }
+
+    void pingInAPrivateNetworkNamespace()
+    {
+        QVERIFY2(::geteuid() == 0, "a private network namespace needs root");
+        QTemporaryDir dir;
+        SourcesStore::save({ICMPPingConfig(QUuid::createUuid(), u"ping"_s, u"127.0.0.1"_s, 3)}, dir.path());
+        QProcess process;
+        process.start(u"unshare"_s,
+                      {u"-n"_s,
+                       u"sh"_s,
+                       u"-ec"_s,
+                       u"ip link set lo up; sysctl -qw net.ipv4.ping_group_range='0 2147483647'; exec \"$0\" \"$@\""_s,
+                       QStringLiteral(TW_BINARY_DIR "/src/cli/tidewatch-cli"),
+                       u"check"_s,
+                       u"--json"_s,
+                       u"--sources"_s,
+                       SourcesStore::sourcesPath(dir.path())});
+        QVERIFY(process.waitForFinished(30000));
+        QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
+        const QJsonObject report = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+        QCOMPARE(report.value(u"overall"_s).toString(), u"up"_s);
+        const QJsonObject row = onlyRow(sourceNamed(report, u"ping"_s));
+        QCOMPARE(row.value(u"status"_s).toString(), u"up"_s);
+        QVERIFY(row.value(u"latencyMs"_s).toDouble() > 0);
+        QVERIFY(!row.contains(u"detail"_s));
     }
 
     void gameServersShowPlayersAndVersion()

@@ -1,6 +1,8 @@
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/DecodeError.h"
 
+#include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QTest>
 
@@ -45,6 +47,20 @@ private Q_SLOTS:
         JSONWidgetConfig json(uuid(), u"J"_s, u"http://j"_s, {{u"Temp"_s, u"$.t"_s}, {u"Sky"_s, u"$.s[0]"_s}});
         json.bearerTokenRef = u"jsonWidget-x"_s;
         QTest::newRow("json widget") << AnySourceConfig(json);
+        QTest::newRow("icmp ping") << AnySourceConfig(ICMPPingConfig(uuid(), u"Router"_s, u"10.0.0.1"_s, 5));
+        DNSRecordConfig dns(uuid(), u"MX"_s, u"example.test"_s, DNSRecordType::MX);
+        dns.expectedValue = u"10 mx1.example.test"_s;
+        dns.nameserver = u"192.168.1.1"_s;
+        QTest::newRow("dns record, every optional") << AnySourceConfig(dns);
+        for (const DNSRecordType type : allDNSRecordTypes()) {
+            QTest::addRow("dns record %s", qPrintable(toText(type)))
+                << AnySourceConfig(DNSRecordConfig(uuid(), u"D"_s, u"n"_s, type));
+        }
+        TLSCertificateConfig tls(uuid(), u"Web"_s, u"nas"_s, 8443);
+        tls.sniName = u"nas.home.lan"_s;
+        tls.warningDays = 30;
+        QTest::newRow("tls certificate, every optional") << AnySourceConfig(tls);
+        QTest::newRow("tls certificate, bare") << AnySourceConfig(TLSCertificateConfig(uuid(), u"T"_s, u"t"_s));
     }
     void roundTripsEveryKind()
     {
@@ -64,6 +80,46 @@ private Q_SLOTS:
         QVERIFY(!record.contains(u"username"));
         QVERIFY(!record.contains(u"passwordRef"));
         QVERIFY(!record.contains(u"statusPageSlug"));
+    }
+
+    void writesTheNewKindsWrapped_data()
+    {
+        QTest::addColumn<AnySourceConfig>("config");
+        QTest::addColumn<QByteArray>("json");
+        const QByteArray common =
+            R"("id":"6A1F9D2E-8C3B-4F5A-B7E6-0D9C8B7A6F5E","displayName":"x","pollInterval":60,"alertsEnabled":true,"alertThreshold":3,)";
+        QTest::newRow("icmp ping") << AnySourceConfig(ICMPPingConfig(uuid(), u"x"_s, u"nas"_s))
+                                   << R"({"icmpPing":{"_0":{)" + common + R"("host":"nas","count":3}}})";
+        QTest::newRow("dns record") << AnySourceConfig(
+            DNSRecordConfig(uuid(), u"x"_s, u"nas.lan"_s, DNSRecordType::AAAA))
+                                    << R"({"dnsRecord":{"_0":{)" + common
+                + R"("name":"nas.lan","recordType":"AAAA"}}})";
+        QTest::newRow("tls certificate") << AnySourceConfig(TLSCertificateConfig(uuid(), u"x"_s, u"nas"_s))
+                                         << R"({"tlsCertificate":{"_0":{)" + common
+                + R"("host":"nas","port":443,"warningDays":14}}})";
+    }
+    void writesTheNewKindsWrapped()
+    {
+        QFETCH(AnySourceConfig, config);
+        QFETCH(QByteArray, json);
+        QCOMPARE(config.toJson(), parse(json));
+    }
+
+    // A file as an earlier version wrote it: every kind it knew reads the same,
+    // and the kinds keep their old place in the enumeration.
+    void readsAFileOfAnEarlierVersion()
+    {
+        QFile source(QStringLiteral(TW_TEST_DATA_DIR "/sources-earlier-version.json"));
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        const QByteArray file = source.readAll();
+        const QJsonArray entries = QJsonDocument::fromJson(file).array();
+        QCOMPARE(entries.size(), 6);
+        int index = 0;
+        for (const QJsonValue &entry : entries) {
+            const AnySourceConfig config = AnySourceConfig::fromJson(entry);
+            QCOMPARE(int(config.kind()), index++);
+            QCOMPARE(config.toJson(), entry.toObject());
+        }
     }
 
     void constructionDefaults()
@@ -116,6 +172,16 @@ private Q_SLOTS:
             << QByteArray(R"({"ping":{"_0":{}}})") << u"Invalid number of keys found, expected one."_s;
         QTest::newRow("two kinds") << QByteArray(R"({"kuma":{"_0":{}},"tcpPort":{"_0":{}}})")
                                    << u"Invalid number of keys found, expected one."_s;
+        QTest::newRow("dns record of an unknown type")
+            << R"({"dnsRecord":{"_0":{)" + common
+                + R"("pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"name":"n","recordType":"PTR"}}})"
+            << u"Cannot initialize DNSRecordType from invalid String value PTR"_s;
+        QTest::newRow("icmp ping without count") << R"({"icmpPing":{"_0":{)" + common
+                + R"("pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"h"}}})"
+                                                 << u"count"_s;
+        QTest::newRow("tls certificate without warningDays") << R"({"tlsCertificate":{"_0":{)" + common
+                + R"("pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"h","port":443}}})"
+                                                             << u"warningDays"_s;
         QTest::newRow("id that is no UUID") << QByteArray(
             R"({"tcpPort":{"_0":{"id":"nope","displayName":"x","pollInterval":60,"alertsEnabled":true,"alertThreshold":3,"host":"h","port":1}}})")
                                             << u"id"_s;

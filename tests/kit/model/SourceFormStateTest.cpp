@@ -5,6 +5,7 @@
 #include <QTest>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 
 using namespace tw;
@@ -77,8 +78,9 @@ private Q_SLOTS:
             const SourceFormState form(type);
             QCOMPARE(form.pollSeconds, type == Type::Beszel ? u"30"_s : u"60"_s);
             QCOMPARE(form.gameID, u"minecraft-java"_s);
-            // The Minecraft default port stands in every kind, a TCP source included.
-            QCOMPARE(form.port, u"25565"_s);
+            // The Minecraft default port stands in every kind, a TCP source included; a certificate
+            // check starts at HTTPS's.
+            QCOMPARE(form.port, type == Type::TLSCertificate ? u"443"_s : u"25565"_s);
             QVERIFY(!form.portEdited && !form.hasStoredSecret && !form.useTLS && form.alertsEnabled);
             QCOMPARE(form.alertThreshold, 3);
             QVERIFY(!form.isComplete());
@@ -442,6 +444,18 @@ private Q_SLOTS:
         JSONWidgetConfig json(fixedID, u"API"_s, u"https://api.lan"_s, {{u"A"_s, u"a.b"_s}, {u"X"_s, u"x=y"_s}});
         json.bearerTokenRef = u"jsonWidget-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper();
         QTest::newRow("json") << AnySourceConfig(json);
+        QTest::newRow("icmp") << AnySourceConfig(ICMPPingConfig(fixedID, u"Router"_s, u"fe80::1"_s, 1));
+        DNSRecordConfig dns(fixedID, u"Mail"_s, u"example.test"_s, DNSRecordType::MX);
+        dns.expectedValue = u"10 mx1.example.test"_s;
+        dns.nameserver = u"192.168.1.1"_s;
+        QTest::newRow("dns, every optional") << AnySourceConfig(dns);
+        QTest::newRow("dns, bare") << AnySourceConfig(
+            DNSRecordConfig(fixedID, u"D"_s, u"_mc._tcp.lan"_s, DNSRecordType::SRV));
+        TLSCertificateConfig tls(fixedID, u"Web"_s, u"nas"_s, 8443);
+        tls.sniName = u"nas.home.lan"_s;
+        tls.warningDays = 30;
+        QTest::newRow("tls, every optional") << AnySourceConfig(tls);
+        QTest::newRow("tls, bare") << AnySourceConfig(TLSCertificateConfig(fixedID, u"T"_s, u"t"_s));
     }
     void roundTrip()
     {
@@ -450,6 +464,86 @@ private Q_SLOTS:
         QVERIFY(form.portEdited);
         QVERIFY(form.secret.isEmpty());
         QCOMPARE(form.makeConfig(fixedID), std::optional(config));
+    }
+
+    void networkCheckRules_data()
+    {
+        QTest::addColumn<SourceFormState>("form");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<bool>("complete");
+        const auto form = [](Type type, const std::function<void(SourceFormState &)> &edit) {
+            SourceFormState f = named(type);
+            edit(f);
+            return f;
+        };
+        const QString countMessage = u"Enter a ping count between 1 and 5."_s;
+        QTest::newRow("ping, defaults and a host")
+            << form(Type::ICMPPing, [](auto &f) { f.host = u"nas"_s; }) << QString() << true;
+        QTest::newRow("ping, no host yet") << form(Type::ICMPPing, [](auto &) {}) << QString() << false;
+        QTest::newRow("ping, IPv6 address")
+            << form(Type::ICMPPing, [](auto &f) { f.host = u"2001:db8::1"_s; }) << QString() << true;
+        QTest::newRow("ping, a port is no host")
+            << form(Type::ICMPPing, [](auto &f) { f.host = u"nas:22"_s; })
+            << u"Enter a plain host or IP, like nas.local or 192.168.1.20 — no spaces, line breaks, or scheme."_s
+            << false;
+        QTest::newRow("ping, count 0") << form(Type::ICMPPing, [](auto &f) {
+            f.host = u"nas"_s;
+            f.pingCount = u"0"_s;
+        }) << countMessage << false;
+        QTest::newRow("ping, count 6") << form(Type::ICMPPing, [](auto &f) {
+            f.host = u"nas"_s;
+            f.pingCount = u"6"_s;
+        }) << countMessage << false;
+        QTest::newRow("ping, count 5") << form(Type::ICMPPing, [](auto &f) {
+            f.host = u"nas"_s;
+            f.pingCount = u"5"_s;
+        }) << QString() << true;
+        QTest::newRow("dns, a name") << form(Type::DNSRecord, [](auto &f) { f.recordName = u"nas.lan"_s; }) << QString()
+                                     << true;
+        QTest::newRow("dns, a URL") << form(Type::DNSRecord, [](auto &f) { f.recordName = u"https://nas.lan"_s; })
+                                    << u"Enter a DNS name like nas.local — no spaces, scheme, or port."_s << false;
+        QTest::newRow("dns, a type it does not ask")
+            << form(Type::DNSRecord,
+                    [](auto &f) {
+                        f.recordName = u"nas.lan"_s;
+                        f.recordType = u"PTR"_s;
+                    })
+            << u"Choose a record type: A, AAAA, CNAME, MX, TXT or SRV."_s << false;
+        QTest::newRow("dns, a nameserver by name")
+            << form(Type::DNSRecord,
+                    [](auto &f) {
+                        f.recordName = u"nas.lan"_s;
+                        f.nameserver = u"dns.lan"_s;
+                    })
+            << u"Enter the nameserver as an IP address, like 192.168.1.1, or leave it blank."_s << false;
+        QTest::newRow("dns, an IPv6 nameserver") << form(Type::DNSRecord, [](auto &f) {
+            f.recordName = u"nas.lan"_s;
+            f.nameserver = u"fd00::53"_s;
+        }) << QString() << true;
+        QTest::newRow("tls, host and the default port")
+            << form(Type::TLSCertificate, [](auto &f) { f.host = u"nas"_s; }) << QString() << true;
+        QTest::newRow("tls, SNI with a port")
+            << form(Type::TLSCertificate,
+                    [](auto &f) {
+                        f.host = u"nas"_s;
+                        f.sniName = u"nas.lan:443"_s;
+                    })
+            << u"Enter the certificate name as a plain host name, or leave it blank."_s << false;
+        QTest::newRow("tls, no warning days") << form(Type::TLSCertificate,
+                                                      [](auto &f) {
+                                                          f.host = u"nas"_s;
+                                                          f.warningDays = u"0"_s;
+                                                      })
+                                              << u"Enter a warning period between 1 and 365 days."_s << false;
+    }
+    void networkCheckRules()
+    {
+        QFETCH(SourceFormState, form);
+        const QString message = TW_DATA(QString, message);
+        QCOMPARE(form.validationMessage(), message.isEmpty() ? std::nullopt : std::optional(message));
+        QCOMPARE(form.isComplete(), TW_DATA(bool, complete));
+        QCOMPARE(form.makeConfig(fixedID).has_value(), TW_DATA(bool, complete));
+        QCOMPARE(form.credentialRef(fixedID), std::nullopt);
     }
 
     void loadingClamps_data()
