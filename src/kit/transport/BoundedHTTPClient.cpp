@@ -2,6 +2,8 @@
 
 #include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
+#include "kit/transport/ConnectionSlots.h"
+#include "kit/transport/HTTPReplyParser.h"
 #include "kit/transport/TransportError.h"
 #include "kit/transport/Wakeup.h"
 
@@ -9,7 +11,9 @@
 #include <QElapsedTimer>
 #include <QLocale>
 #include <QNetworkAccessManager>
+#include <QNetworkProxyFactory>
 #include <QNetworkReply>
+#include <QTcpSocket>
 
 using namespace Qt::StringLiterals;
 
@@ -17,7 +21,40 @@ namespace tw {
 
 namespace {
 
-enum Reason { Progress = 1, Finished, Stopped };
+enum Reason { Progress = 1, Finished, Stopped, Granted };
+
+// The request as it goes on the wire. The connection closes after the reply, as the server and
+// Tidewatch both expect of a check that runs once a minute.
+QByteArray requestBytes(const HTTPRequest &request)
+{
+    const QUrl &url = request.url;
+    QByteArray target = url.path(QUrl::FullyEncoded).toLatin1();
+    if (target.isEmpty())
+        target = "/";
+    if (url.hasQuery())
+        target += '?' + url.query(QUrl::FullyEncoded).toLatin1();
+    QByteArray host = url.host(QUrl::FullyEncoded).toLatin1();
+    if (host.contains(':'))
+        host = '[' + host + ']';
+    if (url.port() != -1 && url.port() != 80)
+        host += ':' + QByteArray::number(url.port());
+    QByteArray bytes = request.method + ' ' + target + " HTTP/1.1\r\nHost: " + host + "\r\n";
+    bool hasAccept = false;
+    bool hasAgent = false;
+    for (const auto &[name, value] : request.headers) {
+        hasAccept |= name.compare("Accept", Qt::CaseInsensitive) == 0;
+        hasAgent |= name.compare("User-Agent", Qt::CaseInsensitive) == 0;
+        bytes += name + ": " + value + "\r\n";
+    }
+    if (!hasAccept)
+        bytes += "Accept: */*\r\n";
+    if (!hasAgent)
+        bytes += "User-Agent: Tidewatch\r\n";
+    if (!request.body.isEmpty() || request.method == "POST" || request.method == "PUT")
+        bytes += "Content-Length: " + QByteArray::number(request.body.size()) + "\r\n";
+    bytes += "Connection: close\r\n\r\n";
+    return bytes + request.body;
+}
 
 struct DeleteLater
 {
@@ -38,6 +75,7 @@ constexpr qint64 readAhead = 64 * 1024;
 BoundedHTTPClient::BoundedHTTPClient(Limits limits)
     : m_limits(limits)
     , m_manager(new QNetworkAccessManager(QCoreApplication::instance()))
+    , m_slots(std::make_shared<ConnectionSlots>())
 {
     m_manager->setCache(nullptr);
     m_manager->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
@@ -68,12 +106,110 @@ QString BoundedHTTPClient::deadlineText(double seconds)
     return u"request exceeded its "_s + number + u"s deadline"_s;
 }
 
+bool BoundedHTTPClient::speaksDirectly(const QUrl &url)
+{
+    if (url.scheme() != u"http"_s || url.host().isEmpty())
+        return false;
+    // Exactly the question Qt's network manager asks before it connects.
+    const QList<QNetworkProxy> proxies = QNetworkProxyFactory::proxyForQuery(QNetworkProxyQuery(url));
+    return proxies.isEmpty() || proxies.first().type() == QNetworkProxy::NoProxy
+        || (proxies.first().type() == QNetworkProxy::DefaultProxy
+            && QNetworkProxy::applicationProxy().type() == QNetworkProxy::NoProxy);
+}
+
+QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken stop)
+{
+    const Limits limits = m_limits;
+    const std::shared_ptr<ConnectionSlots> slots = m_slots;
+    QElapsedTimer clock;
+    clock.start();
+    const qint64 deadlineMs = qint64(limits.deadlineSeconds * 1000.0);
+    const QString key = request.url.host() + u':' + QString::number(request.url.port(80));
+    // Waiting for a slot is part of the exchange's time, as it is in Qt's own queue.
+    if (!slots->tryTake(key)) {
+        const qint64 remaining = std::max<qint64>(deadlineMs - clock.elapsed(), 0);
+        Wakeup wakeup{std::chrono::milliseconds(remaining)};
+        const std::shared_ptr<ConnectionSlots::Ticket> ticket = slots->enqueue(key, &wakeup, Granted);
+        bool claimed = false;
+        // Runs however the wait ends, the frame's destruction included: a slot handed over but
+        // not claimed goes back.
+        const auto leave = qScopeGuard([&] {
+            ticket->wakeup = nullptr;
+            if (ticket->granted && !claimed)
+                slots->give(key);
+        });
+        if (stop)
+            wakeup.on(stop.get(), &StopSource::stopped, Stopped);
+        const int why = co_await wakeup;
+        if (why == Stopped)
+            throw Cancelled();
+        if (!ticket->granted)
+            throw ProviderError::upstream(deadlineText(limits.deadlineSeconds));
+        claimed = true;
+    }
+    const auto release = qScopeGuard([&] { slots->give(key); });
+
+    QTcpSocket socket;
+    socket.setReadBufferSize(readAhead);
+    HTTPReplyParser parser(request.method == "HEAD", limits.maxBodyBytes);
+    const QByteArray wire = requestBytes(request);
+    socket.connectToHost(request.url.host(), quint16(request.url.port(80)));
+    bool sent = false;
+    for (;;) {
+        if (!sent && socket.state() == QAbstractSocket::ConnectedState) {
+            socket.write(wire);
+            sent = true;
+        }
+        if (parser.feed(socket.readAll()))
+            break;
+        if (socket.state() == QAbstractSocket::UnconnectedState) {
+            if (sent && parser.closed())
+                break;
+            // Refused, not found, or closed before the reply was whole.
+            const QAbstractSocket::SocketError error = socket.error();
+            if (!sent || error != QAbstractSocket::RemoteHostClosedError)
+                throw TransportError::classify(error, socket.errorString());
+            throw TransportError::classify(QNetworkReply::RemoteHostClosedError, socket.errorString());
+        }
+        const qint64 remaining = deadlineMs - clock.elapsed();
+        if (remaining <= 0) {
+            socket.abort();
+            throw ProviderError::upstream(deadlineText(limits.deadlineSeconds));
+        }
+        const auto wait = std::min<qint64>(limits.timeout.count(), remaining);
+        Wakeup wakeup{std::chrono::milliseconds(wait)};
+        wakeup.on(&socket, &QTcpSocket::connected, Progress)
+            .on(&socket, &QTcpSocket::readyRead, Progress)
+            .on(&socket, &QTcpSocket::stateChanged, Progress);
+        if (stop)
+            wakeup.on(stop.get(), &StopSource::stopped, Stopped);
+        const int why = co_await wakeup;
+        if (why == Stopped) {
+            socket.abort();
+            throw Cancelled();
+        }
+        if (why == Wakeup::Timeout) {
+            socket.abort();
+            if (clock.elapsed() >= deadlineMs)
+                throw ProviderError::upstream(deadlineText(limits.deadlineSeconds));
+            throw ProviderError::upstream(u"timed out"_s);
+        }
+    }
+    socket.abort();
+    HTTPResult result;
+    result.response = parser.response();
+    result.body = parser.takeBody();
+    co_return result;
+}
+
 QCoro::Task<HTTPResult> BoundedHTTPClient::data(HTTPRequest request, StopToken stop)
 {
     if (!m_manager)
         throw ProviderError::upstream(u"shutting down"_s);
     if (stop && stop->isStopped())
         throw Cancelled();
+    if (speaksDirectly(request.url))
+        co_return co_await direct(std::move(request), std::move(stop));
     const Limits limits = m_limits;
 
     QNetworkRequest wire(request.url);
@@ -96,7 +232,7 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::data(HTTPRequest request, StopToken s
         body.append(reply->readAll());
         if (body.size() > limits.maxBodyBytes) {
             reply->abort();
-            throw ProviderError::upstream(u"response exceeded %1-byte limit"_s.arg(limits.maxBodyBytes));
+            throw ProviderError::upstream(HTTPReplyParser::limitText(limits.maxBodyBytes));
         }
         if (reply->isFinished())
             break;

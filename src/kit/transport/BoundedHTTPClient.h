@@ -10,11 +10,18 @@
 class QNetworkAccessManager;
 
 namespace tw {
+class ConnectionSlots;
+}
+
+namespace tw {
 
 // The production HTTP client. The services it talks to live on the user's own network and are often
 // slow or broken, so every exchange is bounded three ways: the time between bytes, the whole
 // exchange, and the size of the body, counted while it streams in. No redirect is followed (an
 // Authorization header never travels to another host), no cookie is kept, nothing is cached.
+// Plain http without a proxy is spoken here, on a fresh connection in this thread: Qt's network
+// manager would run it on a thread of its own, and the hops there and back cost four times the
+// exchange. https, and anything a proxy carries, goes through Qt's network manager.
 class BoundedHTTPClient : public HTTPClient
 {
 public:
@@ -37,9 +44,15 @@ public:
     // "request exceeded its 20.0s deadline"
     static QString deadlineText(double seconds);
 
+    // Whether an exchange with this address is spoken here rather than by Qt's network manager.
+    static bool speaksDirectly(const QUrl &url);
+
 private:
+    QCoro::Task<HTTPResult> direct(HTTPRequest request, StopToken stop);
+
     Limits m_limits;
     QPointer<QNetworkAccessManager> m_manager;
+    std::shared_ptr<ConnectionSlots> m_slots;
 };
 
 } // namespace tw

@@ -1,12 +1,14 @@
 #include "kit/transport/BoundedHTTPClient.h"
 
 #include "kit/monitor/ProviderError.h"
+#include "kit/transport/Cancelled.h"
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
 #include "support/TestData.h"
 
 #include <QCoroTask>
 #include <QElapsedTimer>
+#include <QNetworkProxy>
 #include <QTest>
 
 using namespace tw;
@@ -143,6 +145,58 @@ private Q_SLOTS:
     {
         QFETCH(double, seconds);
         QCOMPARE(BoundedHTTPClient::deadlineText(seconds), TW_DATA(QString, text));
+    }
+
+    // Plain http goes out from this thread as written here; a proxy the platform names still
+    // carries it, through Qt's network manager.
+    void plainHttpIsSpokenDirectlyUnlessAProxyCarriesIt()
+    {
+        LocalHttpServer server;
+        server.fallback([](const LocalHttpServer::Request &request) {
+            return LocalHttpServer::Reply{.status = 201, .body = request.method + ' ' + request.body};
+        });
+        QVERIFY(BoundedHTTPClient::speaksDirectly(QUrl(server.url(u"/x"_s))));
+        QVERIFY(!BoundedHTTPClient::speaksDirectly(QUrl(u"https://127.0.0.1/"_s)));
+        BoundedHTTPClient client;
+        const HTTPRequest post{QUrl(server.url(u"/api/v1?q=a%20b"_s)), "POST", {{"X-Token", "t0k"}}, "{\"n\":1}"};
+        const HTTPResult result = tw::test::await(client.data(post, makeStopToken()));
+        QCOMPARE(result.response.statusCode, 201);
+        QCOMPARE(result.body, QByteArray("POST {\"n\":1}"));
+        const QByteArray head = server.requests().last().head;
+        QVERIFY2(head.startsWith("POST /api/v1?q=a%20b HTTP/1.1\r\n"), head.constData());
+        QVERIFY(head.contains(QByteArray("\r\nHost: 127.0.0.1:" + QByteArray::number(server.port()) + "\r\n")));
+        QVERIFY(head.contains("\r\nX-Token: t0k\r\n"));
+
+        LocalHttpServer proxy;
+        proxy.fallback([](const LocalHttpServer::Request &) { return LocalHttpServer::Reply{.body = "via proxy"}; });
+        QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port()));
+        const auto restore = qScopeGuard([] { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); });
+        QVERIFY(!BoundedHTTPClient::speaksDirectly(QUrl(u"http://nas.invalid/status"_s)));
+        const Outcome viaProxy = fetch(client, u"http://nas.invalid/status"_s);
+        QVERIFY2(viaProxy.result, qPrintable(viaProxy.failure));
+        QCOMPARE(viaProxy.result->body, QByteArray("via proxy"));
+        QVERIFY(proxy.requests().last().head.startsWith("GET http://nas.invalid/status HTTP/1.1"));
+    }
+
+    // Ten checks of one slow server at once: six connections, the rest waiting their turn, all
+    // answered; a stopped waiter leaves the queue without taking a turn.
+    void sixAtATimeWithOneHost()
+    {
+        LocalHttpServer server;
+        server.route("/slow", {.body = "abcd", .trickleMs = 15});
+        BoundedHTTPClient client;
+        std::vector<QCoro::Task<HTTPResult>> tasks;
+        for (int i = 0; i < 10; ++i)
+            tasks.push_back(client.data({QUrl(server.url(u"/slow"_s)), "GET", {}, {}}, makeStopToken()));
+        const StopToken stopped = makeStopToken();
+        auto cancelled = client.data({QUrl(server.url(u"/slow"_s)), "GET", {}, {}}, stopped);
+        QTest::qWait(40);
+        QCOMPARE(server.requests().size(), 6);
+        stopped->requestStop();
+        QVERIFY_THROWS_EXCEPTION(Cancelled, tw::test::await(std::move(cancelled)));
+        for (auto &task : tasks)
+            QCOMPARE(tw::test::await(std::move(task)).body, QByteArray("abcd"));
+        QCOMPARE(server.requests().size(), 10);
     }
 };
 
