@@ -30,5 +30,5 @@ PY
 KPORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
 python3 "$(dirname "$0")/keepalive_peer.py" "$KPORT" & KEEPALIVE=$!
 for _ in $(seq 1 100); do curl -s -o /dev/null "http://127.0.0.1:$KPORT/status" && break; sleep 0.05; done
-printf 'kept alive: '
+printf 'keep-alive peer: '
 "$BUILD/bench/http_latency_bench" "http://127.0.0.1:$KPORT/status" "$COUNT"
