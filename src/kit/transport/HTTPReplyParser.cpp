@@ -60,6 +60,15 @@ std::optional<QByteArray> HTTPReplyParser::takeLine(qsizetype limit)
     return line;
 }
 
+bool HTTPReplyParser::takeRemaining()
+{
+    const qsizetype take = qsizetype(std::min<qint64>(m_remaining, m_buffer.size()));
+    appendBody(QByteArrayView(m_buffer).first(take));
+    m_buffer.remove(0, take);
+    m_remaining -= take;
+    return m_remaining == 0;
+}
+
 void HTTPReplyParser::appendBody(QByteArrayView bytes)
 {
     if (m_body.size() + bytes.size() > m_maxBodyBytes)
@@ -131,16 +140,11 @@ void HTTPReplyParser::parse()
             if (!parseHead())
                 return;
             break;
-        case State::Fixed: {
-            const qsizetype take = qsizetype(std::min<qint64>(m_remaining, m_buffer.size()));
-            appendBody(QByteArrayView(m_buffer).first(take));
-            m_buffer.remove(0, take);
-            m_remaining -= take;
-            if (m_remaining > 0)
+        case State::Fixed:
+            if (!takeRemaining())
                 return;
             m_state = State::Done;
             break;
-        }
         case State::ChunkSize: {
             const auto line = takeLine(1024);
             if (!line)
@@ -155,16 +159,11 @@ void HTTPReplyParser::parse()
             m_state = m_remaining == 0 ? State::Trailers : State::ChunkData;
             break;
         }
-        case State::ChunkData: {
-            const qsizetype take = qsizetype(std::min<qint64>(m_remaining, m_buffer.size()));
-            appendBody(QByteArrayView(m_buffer).first(take));
-            m_buffer.remove(0, take);
-            m_remaining -= take;
-            if (m_remaining > 0)
+        case State::ChunkData:
+            if (!takeRemaining())
                 return;
             m_state = State::ChunkEnd;
             break;
-        }
         case State::ChunkEnd: {
             const auto line = takeLine(2);
             if (!line)

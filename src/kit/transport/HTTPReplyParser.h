@@ -35,6 +35,8 @@ private:
     void parse();
     bool parseHead();
     void appendBody(QByteArrayView bytes);
+    // Moves what it can of a fixed body or chunk from the buffer; true once none of it is left.
+    bool takeRemaining();
     // One line without its CRLF (or bare LF), taken from the buffer; nothing while it is incomplete.
     std::optional<QByteArray> takeLine(qsizetype limit);
 
