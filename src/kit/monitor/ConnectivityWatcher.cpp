@@ -15,13 +15,26 @@ bool reachable(QNetworkInformation::Reachability reachability)
     return reachability != QNetworkInformation::Reachability::Disconnected;
 }
 
+// Any backend that tells the network's state but GLib's, which calls a network without a default
+// route "disconnected" — a homelab LAN without internet access would silence every alert.
+bool loadBackend()
+{
+    for (const QString &name : QNetworkInformation::availableBackends()) {
+        if (name.compare(u"glib"_s, Qt::CaseInsensitive) == 0)
+            continue;
+        if (QNetworkInformation::loadBackendByName(name)
+            && QNetworkInformation::instance()->supports(QNetworkInformation::Feature::Reachability))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 ConnectivityWatcher::ConnectivityWatcher(QDBusConnection systemBus, bool useNetworkInformation, QObject *parent)
     : QObject(parent)
 {
-    if (useNetworkInformation
-        && QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) {
+    if (useNetworkInformation && loadBackend()) {
         QNetworkInformation *information = QNetworkInformation::instance();
         m_online = reachable(information->reachability());
         connect(information,

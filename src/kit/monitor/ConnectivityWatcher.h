@@ -6,8 +6,9 @@
 namespace tw {
 
 // Tells whether the machine has a network and when it goes to sleep and wakes. The network comes
-// from Qt's network information backend where one exists (NetworkManager on Linux); without one the
-// machine counts as online. Sleep comes from logind's PrepareForSleep signal on the system bus.
+// from Qt's network information backend where one exists (NetworkManager on Linux; not GLib's, which
+// takes a LAN without a default route for no network); without one the machine counts as online. Sleep comes from
+// logind's PrepareForSleep signal on the system bus.
 class ConnectivityWatcher : public QObject
 {
     Q_OBJECT
