@@ -48,11 +48,11 @@ bool HTTPReplyParser::closed()
 std::optional<QByteArray> HTTPReplyParser::takeLine(qsizetype limit)
 {
     const qsizetype end = m_buffer.indexOf('\n');
-    if (end < 0) {
-        if (m_buffer.size() > limit)
-            throw broken();
+    // Too long whether or not its end has arrived, so that where a reply is split never matters.
+    if (end > limit || (end < 0 && m_buffer.size() > limit))
+        throw broken();
+    if (end < 0)
         return std::nullopt;
-    }
     QByteArray line = m_buffer.left(end);
     m_buffer.remove(0, end + 1);
     if (line.endsWith('\r'))

@@ -99,6 +99,9 @@ private Q_SLOTS:
         QTest::newRow("chunk without its CRLF")
             << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nabXY\r\n") << false << false
             << false << 0 << QByteArray() << broken;
+        QTest::newRow("chunk line past its bound") << QByteArray(
+            "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5;" + QByteArray(1100, 'x') + "\r\nhello")
+                                                   << false << false << false << 0 << QByteArray() << broken;
         QTest::newRow("negative length") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n") << false
                                          << false << false << 0 << QByteArray() << broken;
     }
