@@ -93,11 +93,8 @@ void TrayController::listTroubledSources()
             break;
         const QUuid id = source.id();
         const auto snapshot = m_state->snapshots().constFind(id);
-        const bool down = m_state->errors().contains(id)
-            || (snapshot != m_state->snapshots().cend()
-                && std::any_of(snapshot->widgets.cbegin(), snapshot->widgets.cend(), [](const WidgetData &widget) {
-                       return widget.status() == ServiceStatus::Down;
-                   }));
+        const bool down =
+            m_state->errors().contains(id) || (snapshot != m_state->snapshots().cend() && snapshot->hasDownWidget());
         if (!down || m_state->snoozeOf(id))
             continue;
         auto *action = new QAction(source.common().displayName + u" Until It Recovers"_s, m_snoozeMenu);

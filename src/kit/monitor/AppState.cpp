@@ -49,16 +49,6 @@ QString keyPrefix(const QUuid &id)
     return JsonRead::uuidText(id) + u'/';
 }
 
-// A poll that found nothing failing: what a snooze "until it recovers" waits for.
-bool isHealthy(const SourceSnapshot &snapshot)
-{
-    return std::none_of(snapshot.widgets.cbegin(), snapshot.widgets.cend(), [](const WidgetData &widget) {
-        if (widget.kind() == WidgetData::Kind::Game)
-            return !std::get<GameServerStatus>(widget.payload).online;
-        return widget.kind() != WidgetData::Kind::KeyValues && widget.status() == ServiceStatus::Down;
-    });
-}
-
 } // namespace
 
 bool AppState::environmentIsTestHost()
@@ -217,7 +207,8 @@ void AppState::consume(const PollEngine::Update &update)
                 [](const WidgetData &widget) { return widget.latencyMs(); });
         }
         post(evaluateAlerts(update));
-        if (update.polledSucceeded && snapshot != update.snapshots.cend() && isHealthy(*snapshot)
+        // A poll that found nothing failing is what a snooze "until it recovers" waits for.
+        if (update.polledSucceeded && snapshot != update.snapshots.cend() && !snapshot->hasDownWidget()
             && m_gate.sourceHealthy(*update.polledSourceID)) {
             saveSnoozes();
         }
