@@ -1,10 +1,12 @@
 #include "LoginItem.h"
 
+#include "kit/model/AtomicFile.h"
+#include "kit/model/FileWriteError.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 using namespace Qt::StringLiterals;
 
@@ -86,9 +88,11 @@ void LoginItem::registerItem() const
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!QDir().mkpath(folder))
         throw Error(u"Tidewatch cannot create the folder %1."_s.arg(folder));
-    QSaveFile file(m_path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(entry(executable)) < 0 || !file.commit())
-        throw Error(u"Tidewatch cannot write %1: %2."_s.arg(m_path, file.errorString()));
+    try {
+        AtomicFile::write(m_path, entry(executable));
+    } catch (const FileWriteError &error) {
+        throw Error(u"Tidewatch cannot write %1: %2."_s.arg(m_path, error.reason()));
+    }
 }
 
 void LoginItem::unregisterItem() const

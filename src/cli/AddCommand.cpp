@@ -1,6 +1,7 @@
 #include "AddCommand.h"
 
 #include "cli/CliSupport.h"
+#include "kit/model/AtomicFile.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/KeychainCredentialStore.h"
@@ -11,7 +12,6 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <QStringDecoder>
 #include <QTextStream>
 
@@ -56,7 +56,7 @@ QCoro::Task<std::optional<QString>> writeToKeyring(QString name, QString secret)
         co_await store.write(name, secret);
         co_return std::nullopt;
     } catch (const std::exception &error) {
-        co_return QString::fromUtf8(error.what());
+        co_return u"Could not store the secret: "_s + QString::fromUtf8(error.what());
     }
 }
 
@@ -71,20 +71,18 @@ std::optional<QString> writeToFile(const QString &path, const QString &name, con
         // Refuses a file others may read, as the commands that use it do.
         CliSupport::credentials(path, quiet, &ok);
         if (!ok)
-            return u"cannot use "_s + path;
+            return u"Cannot use "_s + path;
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
             return file.errorString();
         secrets = QJsonDocument::fromJson(file.read(JSONFileStore::maxFileBytes)).object();
     }
     secrets.insert(name, secret);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return file.errorString();
-    file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    file.write(QJsonDocument(secrets).toJson());
-    if (!file.commit())
-        return file.errorString();
+    try {
+        AtomicFile::write(path, QJsonDocument(secrets).toJson(), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    } catch (const FileWriteError &error) {
+        return error.text();
+    }
     return std::nullopt;
 }
 
@@ -310,7 +308,7 @@ int run(const QStringList &arguments)
             ? QCoro::waitFor(writeToKeyring(*name, request.form.secret))
             : writeToFile(request.credentialsFile, *name, request.form.secret);
         if (error) {
-            err << "tidewatch-cli add: Couldn't Save Source: " << *error << '\n';
+            err << "tidewatch-cli add: " << *error << "; nothing added\n";
             return 69;
         }
     }
@@ -318,7 +316,7 @@ int run(const QStringList &arguments)
     try {
         SourcesStore::save(sources, directory);
     } catch (const std::exception &error) {
-        err << "tidewatch-cli add: Couldn't Save Source: " << QString::fromUtf8(error.what()) << '\n';
+        err << "tidewatch-cli add: " << QString::fromUtf8(error.what()) << "; nothing added\n";
         return 73;
     }
     out << "Added " << config->common().displayName << " (" << toText(config->kind()) << ") as "

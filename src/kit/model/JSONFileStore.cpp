@@ -1,15 +1,12 @@
 #include "JSONFileStore.h"
 
+#include "kit/model/AtomicFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace tw::JSONFileStore {
-
-FileWriteError::FileWriteError(const QString &text)
-    : std::runtime_error(text.toStdString())
-{ }
 
 std::optional<QByteArray> readBounded(const QString &path)
 {
@@ -43,12 +40,8 @@ void write(const QByteArray &data, const QString &path)
 {
     const QString dir = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(dir))
-        throw FileWriteError(QStringLiteral("could not create %1").arg(dir));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        throw FileWriteError(file.errorString());
-    if (file.write(data) != data.size() || !file.commit())
-        throw FileWriteError(file.errorString());
+        throw FileWriteError(path, QStringLiteral("cannot create the folder %1").arg(QDir::toNativeSeparators(dir)));
+    AtomicFile::write(path, data);
 }
 
 } // namespace tw::JSONFileStore

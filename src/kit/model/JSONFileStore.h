@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kit/model/FileWriteError.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -35,13 +37,9 @@ auto load(const QString &path, const QString &corruptPath, Decode decode)
     }
 }
 
-// Writes atomically, creating missing parent directories. Throws FileWriteError.
-void write(const QByteArray &data, const QString &path);
+using FileWriteError = tw::FileWriteError;
 
-class FileWriteError : public std::runtime_error
-{
-public:
-    explicit FileWriteError(const QString &text);
-};
+// Writes atomically (AtomicFile), creating missing parent directories. Throws FileWriteError.
+void write(const QByteArray &data, const QString &path);
 
 } // namespace tw::JSONFileStore

@@ -1,0 +1,161 @@
+#include "kit/model/AtomicFile.h"
+
+#include "kit/model/FileWriteError.h"
+#include "kit/model/JSONFileStore.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/HistoryStore.h"
+#include "support/WriteBlocker.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+Q_DECLARE_METATYPE(tw::test::WriteBlocker::Kind)
+
+namespace {
+
+QByteArray contents(const QString &file)
+{
+    QFile f(file);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+void put(const QString &file, const QByteArray &bytes)
+{
+    QFile f(file);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    QCOMPARE(f.write(bytes), bytes.size());
+}
+
+void age(const QString &file, qint64 seconds)
+{
+    QFile f(file);
+    QVERIFY(f.open(QIODevice::ReadWrite));
+    QVERIFY(f.setFileTime(QDateTime::currentDateTime().addSecs(-seconds), QFileDevice::FileModificationTime));
+}
+
+mode_t modeOf(const QString &file)
+{
+    struct stat info
+    { };
+    return ::stat(QFile::encodeName(file).constData(), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+} // namespace
+
+// Every file Tidewatch writes goes through AtomicFile: a save that cannot finish leaves the old file
+// as it was, says why, and leaves no temporary copy behind.
+class AtomicFileTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void failedSaveLeavesTheOldFile_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<WriteBlocker::Kind>("kind");
+        for (const QString &file : {u"sources.json"_s, u"history.json"_s, u"export.json"_s, u"secrets.json"_s}) {
+            QTest::addRow("%s, file-size limit", qPrintable(file)) << file << WriteBlocker::Kind::FileSizeLimit;
+            QTest::addRow("%s, read-only folder", qPrintable(file)) << file << WriteBlocker::Kind::ReadOnlyFolder;
+        }
+    }
+    void failedSaveLeavesTheOldFile()
+    {
+        QFETCH(QString, file);
+        QFETCH(WriteBlocker::Kind, kind);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(file);
+        const QByteArray old = "[\"the old file, whole\"]";
+        put(path, old);
+
+        PollHistory history;
+        history.samples[u"k"_s].append({QDateTime::currentDateTimeUtc(), 1.0, ServiceStatus::Up});
+        std::optional<QString> error;
+        {
+            WriteBlocker blocker(kind, dir.path());
+            try {
+                // The writers of each file, as the application and the command line call them.
+                if (file == u"sources.json"_s)
+                    SourcesStore::save({TCPPortConfig(QUuid::createUuid(), u"n"_s, u"h"_s, 22)}, dir.path());
+                else if (file == u"history.json"_s)
+                    HistoryStore::save(history, dir.path());
+                else if (file == u"secrets.json"_s)
+                    AtomicFile::write(path, "{\"a\":\"b\"}", QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+                else
+                    JSONFileStore::write(SourcesStore::encode({TCPPortConfig(QUuid::createUuid(), u"n"_s, u"h"_s, 22)}),
+                                         path);
+            } catch (const FileWriteError &failure) {
+                error = failure.text();
+            }
+            QVERIFY(error);
+            QCOMPARE(*error, u"Could not save %1: %2"_s.arg(file, blocker.reason()));
+        }
+        QCOMPARE(contents(path), old);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{file});
+    }
+
+    void keepsPermissionsAndFollowsLinks()
+    {
+        QTemporaryDir dir;
+        const QString secrets = dir.filePath(u"secrets.json"_s);
+        AtomicFile::write(secrets, "{}", QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        QCOMPARE(modeOf(secrets), mode_t(0600));
+
+        const QString shared = dir.filePath(u"shared.json"_s);
+        put(shared, "old");
+        QVERIFY(::chmod(QFile::encodeName(shared).constData(), 0640) == 0);
+        AtomicFile::write(shared, "new");
+        QCOMPARE(modeOf(shared), mode_t(0640));
+
+        // A dotfile kept elsewhere and linked in stays a link; the file it names changes.
+        const QString link = dir.filePath(u"link.json"_s);
+        QVERIFY(QFile::link(shared, link));
+        AtomicFile::write(link, "through the link");
+        QVERIFY(QFileInfo(link).isSymLink());
+        QCOMPARE(contents(shared), QByteArray("through the link"));
+    }
+
+    void staleTemporariesAreRemoved_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<qint64>("ageSeconds");
+        QTest::addColumn<bool>("removed");
+        // A process number that is certainly gone: one that just ended.
+        QProcess ended;
+        ended.start(u"true"_s);
+        ended.waitForFinished();
+        const QString gone = QString::number(ended.processId());
+        QTest::newRow("ours, its writer gone") << u".sources.json.tmp-%1-abc"_s.arg(gone) << qint64(0) << true;
+        QTest::newRow("ours, its writer running") << u".sources.json.tmp-1-abc"_s << qint64(0) << false;
+        QTest::newRow("ours, running but an hour old") << u".sources.json.tmp-1-abc"_s << qint64(7200) << true;
+        QTest::newRow("an earlier version's, old") << u"sources.json.a1B2c3"_s << qint64(300) << true;
+        QTest::newRow("an earlier version's, just written") << u"sources.json.a1B2c3"_s << qint64(0) << false;
+        QTest::newRow("the quarantined file") << u"sources.json.corrupt"_s << qint64(7200) << false;
+        QTest::newRow("another file's") << u".history.json.tmp-%1-abc"_s.arg(gone) << qint64(0) << false;
+    }
+    void staleTemporariesAreRemoved()
+    {
+        QFETCH(QString, name);
+        QFETCH(qint64, ageSeconds);
+        QFETCH(bool, removed);
+        QTemporaryDir dir;
+        put(dir.filePath(name), QByteArray(4096, 'x'));
+        age(dir.filePath(name), ageSeconds);
+        // A save cleans up, as a start does.
+        AtomicFile::write(dir.filePath(u"sources.json"_s), "[]");
+        QCOMPARE(!QFile::exists(dir.filePath(name)), removed);
+    }
+};
+
+QTEST_GUILESS_MAIN(AtomicFileTest)
+#include "AtomicFileTest.moc"
