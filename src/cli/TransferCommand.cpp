@@ -119,6 +119,11 @@ int runImport(const QStringList &given)
     environment.testHost = true;
     AppState state(environment);
     state.replaceSources(imported);
+    if (!state.sourcesSaveError().isEmpty()) {
+        // Nothing was deleted either: the secrets of the sources still on the disk stay.
+        err << "tidewatch-cli import: " << state.sourcesSaveError() << "; nothing was changed\n";
+        return 73;
+    }
     state.flushHistory();
     if (state.pendingCredentialDeletions() > 0) {
         // The old sources' secrets go too; the credential store bounds each request.

@@ -1,5 +1,6 @@
 #include "AppState.h"
 
+#include "kit/model/AtomicFile.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/model/StoredSetting.h"
@@ -63,8 +64,17 @@ AppState::AppState(Environment environment, QObject *parent)
 {
     Q_ASSERT(m_environment.credentials && m_environment.defaults && m_environment.makeProvider);
     m_engine = new PollEngine(m_environment.credentials, m_environment.makeProvider, m_environment.sleep, this);
+    // What a save killed half-way left behind goes before anything is read or written.
+    AtomicFile::removeStaleTemporaries(SourcesStore::sourcesPath(m_environment.sourcesDirectory));
+    AtomicFile::removeStaleTemporaries(HistoryStore::historyPath(m_environment.sourcesDirectory));
     m_history =
         new HistoryRecorder(m_environment.sourcesDirectory, m_environment.historySleep, m_environment.now, this);
+    connect(m_history, &HistoryRecorder::writeErrorChanged, this, [this] {
+        if (m_history->writeError() == m_historyWriteError)
+            return;
+        m_historyWriteError = m_history->writeError();
+        Q_EMIT storageProblemChanged();
+    });
     m_sources = m_environment.sources ? *m_environment.sources : SourcesStore::load(m_environment.sourcesDirectory);
     m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
     m_gate.setSnoozes(Snooze::load(*m_environment.defaults));
@@ -101,25 +111,29 @@ AppState::overallStatus(bool paused, const QHash<QUuid, SourceSnapshot> &snapsho
 
 void AppState::addSource(const AnySourceConfig &config)
 {
+    const QList<AnySourceConfig> old = m_sources;
     m_sources.append(config);
-    saveSources();
+    saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
+    deleteOrphanedCredentials();
 }
 
 void AppState::updateSource(const AnySourceConfig &config)
 {
-    const auto it = std::find_if(m_sources.begin(), m_sources.end(), [&](const AnySourceConfig &source) {
+    const auto it = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &source) {
         return source.id() == config.id();
     });
-    if (it == m_sources.end())
+    if (it == m_sources.cend())
         return;
-    const AnySourceConfig old = *it;
-    *it = config;
-    saveSources();
+    // Copied before the change: the list is shared, and writing through an iterator taken earlier
+    // would change the copy too.
+    const QList<AnySourceConfig> old = m_sources;
+    m_sources[std::distance(m_sources.cbegin(), it)] = config;
+    saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
-    deleteOrphanedCredentials({old}, {config});
+    deleteOrphanedCredentials();
 }
 
 void AppState::removeSource(const QUuid &id)
@@ -131,10 +145,10 @@ void AppState::removeSource(const QUuid &id)
         Q_EMIT latencyHistoryChanged();
     const QList<AnySourceConfig> old = m_sources;
     m_sources.removeIf([&](const AnySourceConfig &source) { return source.id() == id; });
-    saveSources();
+    saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
-    deleteOrphanedCredentials(old, m_sources);
+    deleteOrphanedCredentials();
     pruneHistory();
     endSnooze(id);
 }
@@ -144,10 +158,10 @@ void AppState::replaceSources(const QList<AnySourceConfig> &list)
     m_latencyHistory.clear();
     const QList<AnySourceConfig> old = m_sources;
     m_sources = list;
-    saveSources();
+    saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
-    deleteOrphanedCredentials(old, m_sources);
+    deleteOrphanedCredentials();
     pruneHistory();
     seedLatencyHistory();
     Q_EMIT latencyHistoryChanged();
@@ -192,6 +206,16 @@ void AppState::startSync()
 void AppState::flushHistory()
 {
     m_history->flush();
+}
+
+QString AppState::storageProblem() const
+{
+    if (!m_sourcesSaveError.isEmpty())
+        return m_sourcesSaveError
+            + u". Your changes are kept while Tidewatch runs and saved again at the next change."_s;
+    if (!m_historyWriteError.isEmpty())
+        return m_historyWriteError + u". The latency history is kept while Tidewatch runs and saved again later."_s;
+    return {};
 }
 
 void AppState::consume(const PollEngine::Update &update)
@@ -395,32 +419,42 @@ void AppState::seedLatencyHistory()
     }
 }
 
-void AppState::saveSources()
+void AppState::saveSources(const QList<AnySourceConfig> &before)
 {
+    for (const AnySourceConfig &source : before) {
+        for (const QString &name : source.credentialNames()) {
+            if (!m_unsavedOrphans.contains(name))
+                m_unsavedOrphans.append(name);
+        }
+    }
+    QString error;
     try {
         SourcesStore::save(m_sources, m_environment.sourcesDirectory);
-    } catch (const std::exception &error) {
-        // The list in memory stays in use; the next change tries again.
-        qWarning("Could not save the sources: %s", error.what());
+    } catch (const std::exception &failure) {
+        // The list in memory stays in use and the next change tries again; until then the file on
+        // the disk still names the secrets this change dropped.
+        error = QString::fromUtf8(failure.what());
+        qWarning("%s", failure.what());
+    }
+    if (error.isEmpty()) {
+        // Saved: what the file no longer names may go.
+        for (const AnySourceConfig &source : std::as_const(m_sources)) {
+            for (const QString &name : source.credentialNames())
+                m_unsavedOrphans.removeAll(name);
+        }
+    }
+    if (error != m_sourcesSaveError) {
+        m_sourcesSaveError = error;
+        Q_EMIT storageProblemChanged();
     }
 }
 
-void AppState::deleteOrphanedCredentials(const QList<AnySourceConfig> &before, const QList<AnySourceConfig> &after)
+void AppState::deleteOrphanedCredentials()
 {
-    QSet<QString> kept;
-    for (const AnySourceConfig &source : after) {
-        for (const QString &name : source.credentialNames())
-            kept.insert(name);
-    }
-    QStringList orphans;
-    for (const AnySourceConfig &source : before) {
-        for (const QString &name : source.credentialNames()) {
-            if (!kept.contains(name) && !orphans.contains(name))
-                orphans.append(name);
-        }
-    }
-    if (orphans.isEmpty())
+    // Only after a save: the secrets of sources still in sources.json must stay.
+    if (!m_sourcesSaveError.isEmpty() || m_unsavedOrphans.isEmpty())
         return;
+    const QStringList orphans = std::exchange(m_unsavedOrphans, {});
     // Deletions run on their own; a failure leaves a stray secret behind, never a broken source.
     ++m_pendingDeletions;
     [](QPointer<AppState> self, std::shared_ptr<CredentialStore> store, QStringList names) -> QCoro::Task<> {

@@ -120,6 +120,13 @@ public:
     // Writes unwritten history; the program calls it before it quits.
     void flushHistory();
 
+    // Why the sources or the history are not on the disk as they are in memory ("Could not save
+    // sources.json: No space left on device"); empty when everything is saved. The next change tries
+    // again, and clears it once a save succeeds.
+    QString storageProblem() const;
+    // The last save of sources.json failed; its text.
+    const QString &sourcesSaveError() const { return m_sourcesSaveError; }
+
     // Keeps at most this many latencies per widget for the sparklines.
     static constexpr qsizetype latencyHistoryLength = 30;
     // Deletions of orphaned secrets still running.
@@ -138,6 +145,7 @@ Q_SIGNALS:
     void stateChanged();
     // Secrets that no source names any more have been deleted (or failed to be).
     void orphanedCredentialsDeleted();
+    void storageProblemChanged();
 
 private:
     void consume(const PollEngine::Update &update);
@@ -148,8 +156,10 @@ private:
     void noteHushChange(bool changed, bool cameBack);
     void appendLatencies(const SourceSnapshot &snapshot);
     void seedLatencyHistory();
-    void saveSources();
-    void deleteOrphanedCredentials(const QList<AnySourceConfig> &before, const QList<AnySourceConfig> &after);
+    // Saves the list, and on success deletes the secrets that the saved list no longer names.
+    // `before` is the list the change started from: the secrets it alone named wait for a save.
+    void saveSources(const QList<AnySourceConfig> &before);
+    void deleteOrphanedCredentials();
     void pruneHistory();
 
     Environment m_environment;
@@ -164,6 +174,11 @@ private:
     std::function<void(const QList<AlertEvent> &)> m_alertEventsSink;
     bool m_paused = false;
     int m_pendingDeletions = 0;
+    // Secrets dropped by changes not yet saved: deleting them earlier would rob the sources still in
+    // sources.json of their secrets.
+    QStringList m_unsavedOrphans;
+    QString m_sourcesSaveError;
+    QString m_historyWriteError;
     PollEngine *m_engine = nullptr;
     HistoryRecorder *m_history = nullptr;
 };

@@ -93,14 +93,21 @@ void HistoryRecorder::write()
 {
     if (!m_dirty)
         return;
-    m_dirty = false;
+    QString error;
     try {
         HistoryStore::save(m_history, m_directory);
-        Q_EMIT written();
-    } catch (const std::exception &error) {
-        // The samples stay in memory and go out with the next change.
-        qWarning("Could not write the history: %s", error.what());
+        m_dirty = false;
+    } catch (const std::exception &failure) {
+        // The samples stay in memory and dirty: the next change, or the flush at quitting, tries again.
+        error = QString::fromUtf8(failure.what());
+        qWarning("%s", failure.what());
     }
+    if (error != m_writeError) {
+        m_writeError = error;
+        Q_EMIT writeErrorChanged();
+    }
+    if (error.isEmpty())
+        Q_EMIT written();
 }
 
 } // namespace tw

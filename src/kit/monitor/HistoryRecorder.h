@@ -37,12 +37,16 @@ public:
     void prune(const QSet<QUuid> &sourceIDs);
     // Writes now if anything is unwritten. Never fails; a failed write keeps the samples for later.
     void flush();
+    // The text of the last write's failure ("Could not save history.json: …"); empty once a write
+    // succeeds.
+    const QString &writeError() const { return m_writeError; }
 
     // Keeps the samples at or after `reference` minus seven days, and the newest 500 of those.
     static QList<HistorySample> trimmed(QList<HistorySample> samples, const QDateTime &reference);
 
 Q_SIGNALS:
     void written();
+    void writeErrorChanged();
 
 private:
     void scheduleWrite();
@@ -53,6 +57,7 @@ private:
     Clock m_now;
     PollHistory m_history;
     bool m_dirty = false;
+    QString m_writeError;
     std::shared_ptr<StopSource> m_pendingWrite;
 };
 

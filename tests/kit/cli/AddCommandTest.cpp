@@ -271,7 +271,7 @@ private Q_SLOTS:
                                   "tok\n",
                                   m_environment);
         QCOMPARE(run.exitCode, 69);
-        QVERIFY(run.err.contains(QByteArray("Cannot use ") + credentials.toUtf8()));
+        QVERIFY(run.err.contains(QByteArray(QByteArray("Cannot use ") + credentials.toUtf8())));
         QVERIFY(!QFile::exists(dir.filePath(u"sources.json"_s)));
     }
 };

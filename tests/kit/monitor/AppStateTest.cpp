@@ -4,10 +4,12 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AlertCenter.h"
 #include "kit/monitor/HistoryRecorder.h"
+#include "kit/monitor/HistoryStore.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
+#include "support/WriteBlocker.h"
 
 #include <QCoroTask>
 #include <QSignalSpy>
@@ -18,7 +20,15 @@ using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_METATYPE(tw::test::WriteBlocker::Kind)
+
 namespace {
+
+QByteArray contents(const QString &file)
+{
+    QFile f(file);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
 
 TCPPortConfig tcp(const QString &name, qint64 threshold = 1)
 {
@@ -267,6 +277,94 @@ private Q_SLOTS:
         rig.state->removeSource(server.id);
         QTRY_VERIFY(!rig.hasSecret(u"gameServer-new"_s));
         QVERIFY(rig.hasSecret(u"gameServer-other"_s));
+    }
+
+    // A change whose save fails must not take the secrets of the sources still in sources.json:
+    // they are deleted only by the next save that succeeds, which the next change makes.
+    void failedSaveKeepsEverySecret_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<WriteBlocker::Kind>("kind");
+        QTest::addColumn<QStringList>("deletedAfterRetry");
+        const QList<std::pair<const char *, WriteBlocker::Kind>> kinds{
+            {"read-only folder", WriteBlocker::Kind::ReadOnlyFolder},
+            {"file-size limit", WriteBlocker::Kind::FileSizeLimit},
+        };
+        for (const auto &[label, kind] : kinds) {
+            QTest::addRow("update, %s", label) << u"update"_s << kind << QStringList{u"gameServer-old"_s};
+            QTest::addRow("remove, %s", label) << u"remove"_s << kind << QStringList{u"gameServer-old"_s};
+            QTest::addRow("import, %s", label)
+                << u"import"_s << kind << QStringList{u"gameServer-old"_s, u"gameServer-other"_s};
+        }
+    }
+    void failedSaveKeepsEverySecret()
+    {
+        QFETCH(QString, change);
+        QFETCH(WriteBlocker::Kind, kind);
+        QFETCH(QStringList, deletedAfterRetry);
+        GameServerConfig server = game(u"palworld"_s, u"gameServer-old"_s);
+        const GameServerConfig other = game(u"other"_s, u"gameServer-other"_s);
+        Rig rig({server, other});
+        const QStringList names{u"gameServer-old"_s, u"gameServer-new"_s, u"gameServer-other"_s};
+        for (const QString &name : names)
+            QCoro::waitFor(rig.credentials->write(name, u"secret"_s));
+        const QString file = SourcesStore::sourcesPath(rig.dir.path());
+        const QByteArray saved = contents(file);
+        QSignalSpy problem(rig.state.get(), &AppState::storageProblemChanged);
+
+        {
+            WriteBlocker blocker(kind, rig.dir.path());
+            if (change == u"update"_s) {
+                server.credentialRef = u"gameServer-new"_s;
+                rig.state->updateSource(server);
+            } else if (change == u"remove"_s) {
+                rig.state->removeSource(server.id);
+            } else {
+                rig.state->replaceSources({game(u"imported"_s, u"gameServer-new"_s)});
+            }
+            QCOMPARE(problem.size(), 1);
+            QVERIFY2(
+                rig.state->storageProblem().startsWith(QString(u"Could not save sources.json: "_s + blocker.reason())),
+                qPrintable(rig.state->storageProblem()));
+            QCOMPARE(rig.state->pendingCredentialDeletions(), 0);
+        }
+        QTest::qWait(20);
+        for (const QString &name : names)
+            QVERIFY2(rig.hasSecret(name), qPrintable(name));
+        QCOMPARE(contents(file), saved);
+
+        // The next change saves the list as it is in memory, and only then do the dropped secrets go.
+        const TCPPortConfig later = tcp(u"later"_s);
+        rig.state->addSource(later);
+        QCOMPARE(problem.size(), 2);
+        QCOMPARE(rig.state->storageProblem(), QString());
+        QCOMPARE(SourcesStore::load(rig.dir.path()), rig.state->sources());
+        for (const QString &name : names) {
+            if (deletedAfterRetry.contains(name))
+                QTRY_VERIFY2(!rig.hasSecret(name), qPrintable(name));
+            else
+                QVERIFY2(rig.hasSecret(name), qPrintable(name));
+        }
+    }
+
+    void failedHistoryWriteIsShownAndTriedAgain()
+    {
+        const TCPPortConfig source = tcp(u"t"_s);
+        Rig rig({source});
+        rig.state->historyRecorder().record(
+            snapshotOf(source.id, {check(ServiceStatus::Up)}),
+            [](const WidgetData &widget) { return widget.status(); },
+            [](const WidgetData &) { return std::optional<double>(3.0); });
+        {
+            WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, rig.dir.path());
+            rig.state->flushHistory();
+            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save history.json: File too large"_s),
+                     qPrintable(rig.state->storageProblem()));
+        }
+        // The samples stayed unwritten: the flush at quitting writes them.
+        rig.state->flushHistory();
+        QCOMPARE(rig.state->storageProblem(), QString());
+        QCOMPARE(HistoryStore::load(rig.dir.path()).samples.size(), 1);
     }
 
     void latencyHistoryKeepsThirtyAndFollowsRemoval()
