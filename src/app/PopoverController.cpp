@@ -19,6 +19,7 @@ PopoverController::PopoverController(AppState *state, PopoverModel *rows, QObjec
     connect(m_state, &AppState::stateChanged, this, &PopoverController::changed);
     connect(m_state, &AppState::sourcesChanged, this, &PopoverController::changed);
     connect(m_state, &AppState::hushChanged, this, &PopoverController::changed);
+    connect(m_state, &AppState::storageProblemChanged, this, &PopoverController::changed);
     connect(m_state, &AppState::snoozesChanged, this, [this] {
         ++m_snoozeRevision;
         Q_EMIT snoozesChanged();
@@ -28,6 +29,11 @@ PopoverController::PopoverController(AppState *state, PopoverModel *rows, QObjec
 QString PopoverController::hushText() const
 {
     return PopoverText::hushBanner(m_state->hush());
+}
+
+QString PopoverController::storageProblem() const
+{
+    return m_state->storageProblem();
 }
 
 bool PopoverController::offline() const

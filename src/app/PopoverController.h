@@ -27,6 +27,8 @@ class PopoverController : public QObject
     // Why failures do not alert now ("You're offline — …"); empty when they do.
     Q_PROPERTY(QString hushText READ hushText NOTIFY changed)
     Q_PROPERTY(bool offline READ offline NOTIFY changed)
+    // "Could not save sources.json: No space left on device. …"; empty while everything is saved.
+    Q_PROPERTY(QString storageProblem READ storageProblem NOTIFY changed)
     // "Notifications snoozed until 14:30"; empty without a snooze of everything.
     Q_PROPERTY(QString snoozeAllText READ snoozeAllText NOTIFY snoozesChanged)
     // Bumped whenever any snooze changes, for bindings that call snoozeText().
@@ -47,6 +49,7 @@ public:
     PopoverModel *rows() const { return m_rows; }
     QString hushText() const;
     bool offline() const;
+    QString storageProblem() const;
     QString snoozeAllText() const;
     int snoozeRevision() const { return m_snoozeRevision; }
 

@@ -4,6 +4,8 @@
 #include "app/Preferences.h"
 #include "app/SettingsText.h"
 #include "app/TrayIconPainter.h"
+#include "kit/model/AtomicFile.h"
+#include "kit/model/FileWriteError.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AppState.h"
@@ -13,7 +15,6 @@
 
 #include <QDir>
 #include <QPointer>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 using namespace Qt::StringLiterals;
@@ -61,7 +62,13 @@ SettingsController::SettingsController(AppState *state, Preferences *preferences
                         &AppState::errorsChanged,
                         &AppState::widgetLayoutChanged})
         connect(m_state, signal, this, &SettingsController::rebuild);
+    connect(m_state, &AppState::storageProblemChanged, this, &SettingsController::storageProblemChanged);
     rebuild();
+}
+
+QString SettingsController::storageProblem() const
+{
+    return m_state->storageProblem();
 }
 
 SettingsController::~SettingsController()
@@ -235,11 +242,14 @@ QCoro::Task<> SettingsController::readPermission()
 
 bool SettingsController::exportTo(const QUrl &file)
 {
-    const QByteArray bytes = SourcesStore::encode(m_state->sources());
-    QSaveFile out(file.toLocalFile());
-    if (!file.isLocalFile() || !out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit()) {
-        const QString reason = file.isLocalFile() ? out.errorString() : u"Only local files can be written."_s;
-        showAlert({u"Export Failed"_s, reason, {}, {}});
+    if (!file.isLocalFile()) {
+        showAlert({u"Export Failed"_s, u"Only local files can be written."_s, {}, {}});
+        return false;
+    }
+    try {
+        AtomicFile::write(file.toLocalFile(), SourcesStore::encode(m_state->sources()));
+    } catch (const FileWriteError &error) {
+        showAlert({u"Export Failed"_s, error.text(), {}, {}});
         return false;
     }
     return true;

@@ -33,6 +33,8 @@ class SettingsController : public QObject
     Q_PROPERTY(QString alertActionTitle READ alertActionTitle NOTIFY alertChanged)
     Q_PROPERTY(bool confirmingImport READ confirmingImport NOTIFY alertChanged)
     Q_PROPERTY(QString exportFileName READ exportFileName CONSTANT)
+    // Why the sources or the history are not saved; empty while they are.
+    Q_PROPERTY(QString storageProblem READ storageProblem NOTIFY storageProblemChanged)
 
 public:
     struct Services
@@ -55,6 +57,7 @@ public:
     bool permissionDenied() const;
     QString version() const;
     bool checking() const { return m_checking; }
+    QString storageProblem() const;
     QString alertTitle() const { return m_alert.title; }
     QString alertBody() const { return m_alert.body; }
     QString alertActionTitle() const { return m_alert.actionTitle; }
@@ -91,6 +94,7 @@ Q_SIGNALS:
     void permissionChanged();
     void checkingChanged();
     void alertChanged();
+    void storageProblemChanged();
     void addSourceRequested();
     void editSourceRequested(const QString &sourceId);
     void onboardingRequested();

@@ -11,6 +11,7 @@
 #include "support/FakeProviders.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
+#include "support/WriteBlocker.h"
 
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -365,6 +366,29 @@ private Q_SLOTS:
         QVERIFY(rig.state->snoozes().isEmpty());
         rig.state->setNetworkOnline(true);
         QTRY_COMPARE(rig.text(u"hushText"_s), u"Reconnecting — alerts resume once the network has settled"_s);
+    }
+
+    // A save that fails is in view until the next change saves; the popover shows even an estate
+    // emptied in memory.
+    void failedSaveIsShownUntilOneSucceeds()
+    {
+        const TCPPortConfig nas = source(u"NAS"_s);
+        Rig rig({nas});
+        QVERIFY(rig.show());
+        QVERIFY(!rig.visible(u"storageBanner"_s));
+        {
+            WriteBlocker blocker(WriteBlocker::Kind::ReadOnlyFolder, rig.dir.path());
+            rig.state->removeSource(nas.id);
+        }
+        QTRY_VERIFY(rig.visible(u"storageBanner"_s));
+        QCOMPARE(rig.text(u"storageText"_s),
+                 u"Could not save sources.json: Permission denied. Your changes are kept while Tidewatch runs and "
+                 "saved again at the next change."_s);
+        QTest::qWait(100);
+        saveShot(rig, u"popover-save-failed"_s);
+
+        rig.state->addSource(source(u"Router"_s));
+        QTRY_VERIFY(!rig.visible(u"storageBanner"_s));
     }
 };
 

@@ -14,6 +14,7 @@
 #include "support/FakeProviders.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
+#include "support/WriteBlocker.h"
 
 #include <QDir>
 #include <QQmlEngine>
@@ -272,6 +273,31 @@ private Q_SLOTS:
         QVERIFY(rig.state->sources().isEmpty());
         QVERIFY(!find(rig.root(), u"settings.sources.add"_s));
         QVERIFY(SourcesStore::load(rig.dir.path()).isEmpty());
+    }
+
+    // A failed save stays in view above the tabs until a later one succeeds; a failed export says why.
+    void failedSavesAreShownInTheWindow()
+    {
+        Rig rig({port(u"Only"_s)});
+        QVERIFY(rig.show());
+        QVERIFY(!find(rig.root(), u"settings.storageProblem"_s)); // finds only what is visible
+        {
+            WriteBlocker blocker(WriteBlocker::Kind::ReadOnlyFolder, rig.dir.path());
+            rig.click(u"settings.source.delete"_s);
+            QTRY_VERIFY(find(rig.root(), u"settings.storageProblem"_s));
+            QVERIFY2(rig.text(u"settings.storageProblemText"_s)
+                         .startsWith(u"Could not save sources.json: Permission denied. Your changes are kept"_s),
+                     qPrintable(rig.text(u"settings.storageProblemText"_s)));
+            QVERIFY(!rig.controller->exportTo(QUrl::fromLocalFile(rig.dir.filePath(u"export.json"_s))));
+            QTRY_COMPARE(rig.text(u"alert.title"_s), u"Export Failed"_s);
+            QCOMPARE(rig.text(u"alert.body"_s), u"Could not save export.json: Permission denied"_s);
+        }
+        QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 1);
+        QCOMPARE(SourcesStore::load(rig.dir.path()).first().common().displayName, u"Only"_s);
+        rig.state->addSource(port(u"Router"_s));
+        QTRY_VERIFY(!find(rig.root(), u"settings.storageProblem"_s));
+        QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 1);
+        QCOMPARE(SourcesStore::load(rig.dir.path()).first().common().displayName, u"Router"_s);
     }
 
     void importAsksFirstThenNamesMissingSecrets()

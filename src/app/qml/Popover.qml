@@ -124,6 +124,42 @@ Rectangle {
             id: body
             width: scroller.width
 
+            // A save that failed stays in view until one succeeds: the user's changes are not on the disk.
+            Item {
+                visible: popover.storageProblem !== ""
+                width: parent.width
+                height: visible ? storageBanner.height + 16 : 0
+                Rectangle {
+                    id: storageBanner
+                    objectName: "storageBanner"
+                    x: 10
+                    y: 8
+                    width: parent.width - 20
+                    height: storageRow.implicitHeight + 16
+                    radius: 8
+                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+                    Accessible.role: Accessible.AlertMessage
+                    Accessible.name: popover.storageProblem
+                    Row {
+                        id: storageRow
+                        x: 10
+                        y: 8
+                        width: parent.width - 20
+                        spacing: 8
+                        Icon { symbol: "xmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Text {
+                            objectName: "storageText"
+                            width: parent.width - 22
+                            text: popover.storageProblem
+                            wrapMode: Text.WordWrap
+                            font.pixelSize: 12
+                            color: theme.text
+                            anchors.verticalCenter: parent.verticalCenter
+                        }
+                    }
+                }
+            }
+
             // Nothing configured yet: one clear way forward.
             Column {
                 objectName: "emptyState"

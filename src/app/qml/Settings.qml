@@ -54,9 +54,42 @@ Rectangle {
         }
     }
 
+    // A save that failed stays in view until one succeeds: the user's changes are not on the disk.
+    Rectangle {
+        id: storageBanner
+        objectName: "settings.storageProblem"
+        visible: settings.storageProblem !== ""
+        anchors.top: tabBar.bottom
+        anchors.topMargin: visible ? 12 : 0
+        x: 16
+        width: parent.width - 32
+        height: visible ? storageRow.implicitHeight + 16 : 0
+        radius: 8
+        color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: settings.storageProblem
+        Row {
+            id: storageRow
+            x: 10
+            y: 8
+            width: parent.width - 20
+            spacing: 8
+            Icon { symbol: "xmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+            Text {
+                objectName: "settings.storageProblemText"
+                width: parent.width - 22
+                text: settings.storageProblem
+                wrapMode: Text.WordWrap
+                font.pixelSize: 12
+                color: theme.text
+                anchors.verticalCenter: parent.verticalCenter
+            }
+        }
+    }
+
     Item {
         id: page
-        anchors.top: tabBar.bottom
+        anchors.top: storageBanner.bottom
         anchors.topMargin: 12
         anchors.bottom: parent.bottom
         width: parent.width
