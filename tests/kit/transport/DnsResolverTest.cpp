@@ -241,7 +241,9 @@ private Q_SLOTS:
                 await(HostLookup::addresses(u"host.example.test"_s, 2s, makeStopToken(), m_responder.server())).size(),
                 3);
         }
-        QVERIFY2(clock.elapsed() < 500, qPrintable(QString::number(clock.elapsed())));
+        // Well inside the 2 s an SRV look-up is given, where a pool of threads held by the silent
+        // ones made it wait about 10 s.
+        QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
         QCOMPARE(*ended, 0);
         stopSilent->requestStop();
         QTRY_COMPARE_WITH_TIMEOUT(*ended, count, 500);
