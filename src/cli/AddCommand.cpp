@@ -244,7 +244,7 @@ int run(const QStringList &arguments)
                "  tcpPort     --host HOST[:PORT] [--port PORT]\n"
                "  jsonWidget  --url URL --field 'label = dot.path' [--field …] [--secret-stdin]   (bearer token)\n"
                "  icmpPing    --host HOST [--count 1-5]\n"
-               "  dnsRecord   --query NAME [--type A|AAAA|CNAME|MX|TXT|SRV] [--expect VALUE] [--nameserver IP]\n"
+               "  dnsRecord   --query NAME [--type A|AAAA|CNAME|MX|TXT|SRV] [--expect VALUE] [--nameserver IP[:PORT]]\n"
                "  tlsCertificate --host HOST[:PORT] [--port PORT] [--sni NAME] [--warn-days 1-365]\n"
                "common: --interval SECONDS (5-3600) --alert-after N (1-10) --no-alerts\n"
                "        --sources FILE (a sources.json other than the application's)\n"

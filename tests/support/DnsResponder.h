@@ -1,27 +1,29 @@
 #pragma once
 
+#include "kit/transport/Nameserver.h"
+
 #include <QHostAddress>
 #include <QProcess>
 
 namespace tw::test {
 
-// The python responder of dns_responder.py on port 53 of a loopback address of its own: Qt 6.4 asks
-// nameservers on port 53 only, so each test process takes an address from its pid within `block`
-// (127.<block>.x.y), keeping parallel runs and different tests apart. Binding port 53 needs root.
+// The python responder of dns_responder.py on a free port of 127.0.0.1.
 class DnsResponder
 {
 public:
-    explicit DnsResponder(int block);
+    DnsResponder() = default;
     ~DnsResponder();
     DnsResponder(const DnsResponder &) = delete;
     DnsResponder &operator=(const DnsResponder &) = delete;
 
     // Starts it and waits until it listens; false with the reason on standard error otherwise.
     bool start();
-    QHostAddress address() const { return m_address; }
+    Nameserver server() const { return {QHostAddress::LocalHost, m_port}; }
+    // As a user types it into a DNS record check: "127.0.0.1:PORT".
+    QString nameserver() const { return QString::fromLatin1(server().serverList()); }
 
 private:
-    QHostAddress m_address;
+    quint16 m_port = 0;
     QProcess m_process;
 };
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # A DNS responder for lookup tests: python3 dns_responder.py ADDRESS [PORT]
-# Qt 6.4 cannot ask a nameserver on any port but 53, so tests run it on a spare 127.x.y.z address.
-# The first label of the query name picks the answer:
+# PORT 0 (the default) takes a free port. The first label of the query name that does not start with
+# "_" picks the answer (so "_minecraft._tcp.two.example.test" reads as "two"):
 #   two.*       SRV: two records, priority 20 on :8081 listed before priority 10 on :8080
 #   zeroport.*  SRV: one record with port 0
 #   root.*      SRV: one record whose target is the root name
@@ -10,21 +10,23 @@
 #   mail.*      MX: 10 mx1.example.test., 20 mx2.example.test.
 #   text.*      TXT: "v=spf1 -all", and one record of two strings, "hello " and "world"
 #   service.*   SRV: 10 5 8443 rack.example.test.
+#   portN.*     SRV: 0 0 N 127.0.0.1, for a local server behind a record
 #   The labels above answer other types with no records (NOERROR, NODATA); those of SRV only answer
 #   SRV and read as NXDOMAIN otherwise.
-#   drop.*      no answer at all
+#   drop*.*     no answer at all (drop1, drop2, ... too)
+#   servfail.*  SERVFAIL; refused.* REFUSED
 #   anything else: NXDOMAIN
-# Prints "ready" once it listens; answers until killed.
+# Prints "ready PORT" once it listens; answers until killed.
 import ipaddress
 import socket
 import struct
 import sys
 
 address = sys.argv[1]
-port = int(sys.argv[2]) if len(sys.argv) > 2 else 53
+port = int(sys.argv[2]) if len(sys.argv) > 2 else 0
 sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 sock.bind((address, port))
-print("ready", flush=True)
+print("ready", sock.getsockname()[1], flush=True)
 
 A, CNAME, MX, TXT, AAAA, SRV = 1, 5, 15, 16, 28, 33
 
@@ -57,7 +59,18 @@ RECORDS = {
     b"service": {SRV: [srv(10, 5, 8443, "rack.example.test.")]},
 }
 
-NXDOMAIN = 3
+SERVFAIL, NXDOMAIN, REFUSED = 2, 3, 5
+
+
+def first_label(query):
+    i = 12
+    while i < len(query) and query[i]:
+        label = query[i + 1:i + 1 + query[i]]
+        if not label.startswith(b"_"):
+            return label
+        i += 1 + query[i]
+    return b""
+
 
 while True:
     query, peer = sock.recvfrom(512)
@@ -69,12 +82,16 @@ while True:
         i += 1 + query[i]
     question = query[12:i + 5]
     qtype = struct.unpack(">H", query[i + 1:i + 3])[0]
-    first = query[13:13 + query[12]]
+    first = first_label(query)
     rd = flags & 0x0100
-    if first == b"drop":
+    if first.startswith(b"drop"):
         continue
     rcode = 0
-    if first in SRV_ONLY:
+    if first in (b"servfail", b"refused"):
+        rcode = SERVFAIL if first == b"servfail" else REFUSED
+    elif first.startswith(b"port") and first[4:].isdigit():
+        rdatas = [srv(0, 0, int(first[4:]), "127.0.0.1")] if qtype == SRV else []
+    elif first in SRV_ONLY:
         rdatas = SRV_ONLY[first] if qtype == SRV else None
         if rdatas is None:
             rcode = NXDOMAIN

@@ -20,7 +20,7 @@ struct DNSRecordConfig : SourceConfig
     QString name;
     DNSRecordType recordType = DNSRecordType::A;
     std::optional<QString> expectedValue;
-    std::optional<QString> nameserver; // an IP address; port 53 is the only one the resolver asks
+    std::optional<QString> nameserver; // an IP address, with a port after a colon if not 53 ("[v6]:port")
 
     DNSRecordConfig() = default;
     DNSRecordConfig(const QUuid &id, const QString &displayName, const QString &name, DNSRecordType recordType);

@@ -1,5 +1,7 @@
 #include "SourceFormState.h"
 
+#include "kit/transport/Nameserver.h"
+
 #include <QHostAddress>
 #include <QRegularExpression>
 #include <QUrl>
@@ -324,8 +326,7 @@ bool SourceFormState::recordNameIsBad() const
 
 bool SourceFormState::nameserverIsBad() const
 {
-    return type == SourceType::DNSRecord && !nameserver.trimmed().isEmpty()
-        && QHostAddress(nameserver.trimmed()).isNull();
+    return type == SourceType::DNSRecord && !nameserver.trimmed().isEmpty() && !Nameserver::parse(nameserver);
 }
 
 bool SourceFormState::sniNameIsBad() const
@@ -361,7 +362,7 @@ std::optional<QString> SourceFormState::validationMessage() const
         return u"Choose a record type: A, AAAA, CNAME, MX, TXT or SRV."_s;
     if (nameserverIsBad())
         return u"Enter the nameserver as an IP address, like "_s + QString::fromLatin1(exampleNameserver)
-            + u", or leave it blank."_s;
+            + u" (a port after a colon if it is not 53), or leave it blank."_s;
     if (sniNameIsBad())
         return u"Enter the certificate name as a plain host name, or leave it blank."_s;
     if (warningDaysIsBad())

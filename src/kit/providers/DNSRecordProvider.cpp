@@ -4,11 +4,15 @@
 #include "kit/model/JsonRead.h"
 #include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
-#include "kit/transport/Wakeup.h"
+#include "kit/transport/DnsResolver.h"
 
-#include <QDnsLookup>
 #include <QElapsedTimer>
 #include <QHostAddress>
+#include <QtEndian>
+
+#include <ares.h>
+#include <arpa/nameser.h>
+#include <array>
 
 using namespace Qt::StringLiterals;
 
@@ -16,25 +20,24 @@ namespace tw {
 
 namespace {
 
-enum Reason { Finished = 1, Stopped };
-
-QDnsLookup::Type lookupType(DNSRecordType type)
+// The DNS type numbers.
+int lookupType(DNSRecordType type)
 {
     switch (type) {
     case DNSRecordType::A:
-        return QDnsLookup::A;
+        return ns_t_a;
     case DNSRecordType::AAAA:
-        return QDnsLookup::AAAA;
+        return ns_t_aaaa;
     case DNSRecordType::CNAME:
-        return QDnsLookup::CNAME;
+        return ns_t_cname;
     case DNSRecordType::MX:
-        return QDnsLookup::MX;
+        return ns_t_mx;
     case DNSRecordType::TXT:
-        return QDnsLookup::TXT;
+        return ns_t_txt;
     case DNSRecordType::SRV:
-        return QDnsLookup::SRV;
+        return ns_t_srv;
     }
-    return QDnsLookup::A;
+    return ns_t_a;
 }
 
 QString bareName(QString name)
@@ -49,22 +52,58 @@ bool sameName(const QString &a, const QString &b)
     return bareName(a).compare(bareName(b), Qt::CaseInsensitive) == 0;
 }
 
-ProviderError lookupError(const QDnsLookup &lookup)
+const unsigned char *bytes(const QByteArray &message)
 {
-    switch (lookup.error()) {
-    case QDnsLookup::NotFoundError:
-        return ProviderError::upstream(QString::fromLatin1(DNSRecordProvider::notFoundText));
-    case QDnsLookup::InvalidReplyError:
-        // Qt 6.4 reads a reply without records of the type, a nameserver that refuses the datagram
-        // and a resolver that gave up waiting all as an invalid reply: in each, no answer came.
-        return ProviderError::upstream(QString::fromLatin1(DNSRecordProvider::noAnswerText));
-    case QDnsLookup::ServerFailureError:
-        return ProviderError::upstream(u"server failure"_s);
-    case QDnsLookup::ServerRefusedError:
-        return ProviderError::upstream(u"refused by the nameserver"_s);
-    default:
-        return ProviderError::upstream(lookup.errorString());
+    return reinterpret_cast<const unsigned char *>(message.constData());
+}
+
+QString expanded(const unsigned char *at, const QByteArray &message, long *length)
+{
+    char *name = nullptr;
+    if (ares_expand_name(at, bytes(message), int(message.size()), &name, length) != ARES_SUCCESS)
+        return {};
+    const QString text = QString::fromUtf8(name);
+    ares_free_string(name);
+    return text;
+}
+
+// c-ares parses every type asked here but CNAME, whose targets are read off the answer section.
+QStringList canonicalNames(const QByteArray &message)
+{
+    QStringList names;
+    const qsizetype size = message.size();
+    if (size < NS_HFIXEDSZ)
+        return names;
+    const unsigned char *data = bytes(message);
+    const auto u16 = [data](qsizetype at) {
+        return int(data[at] << 8 | data[at + 1]);
+    };
+    const int questions = u16(4);
+    const int records = u16(6);
+    qsizetype at = NS_HFIXEDSZ;
+    long length = 0;
+    for (int i = 0; i < questions; ++i) {
+        if (expanded(data + at, message, &length).isNull() || at + length + NS_QFIXEDSZ > size)
+            return names;
+        at += length + NS_QFIXEDSZ;
     }
+    for (int i = 0; i < records; ++i) {
+        if (expanded(data + at, message, &length).isNull() || at + length + NS_RRFIXEDSZ > size)
+            return names;
+        at += length;
+        const int type = u16(at);
+        const int dataLength = u16(at + 8);
+        at += NS_RRFIXEDSZ;
+        if (at + dataLength > size)
+            return names;
+        if (type == ns_t_cname) {
+            const QString target = expanded(data + at, message, &length);
+            if (!target.isNull())
+                names.append(bareName(target));
+        }
+        at += dataLength;
+    }
+    return names;
 }
 
 } // namespace
@@ -74,39 +113,71 @@ QString DNSRecordProvider::mismatchText(const QString &expected, const QStringLi
     return u"expected "_s + expected + u" got "_s + answers.join(u", "_s);
 }
 
-QStringList DNSRecordProvider::answers(const QDnsLookup &lookup, DNSRecordType type)
+QStringList DNSRecordProvider::answers(const QByteArray &message, DNSRecordType type)
 {
     QStringList texts;
+    const unsigned char *data = bytes(message);
+    const int size = int(message.size());
     switch (type) {
-    case DNSRecordType::A:
-    case DNSRecordType::AAAA:
-        for (const QDnsHostAddressRecord &record : lookup.hostAddressRecords())
-            texts.append(record.value().toString());
+    case DNSRecordType::A: {
+        std::array<ares_addrttl, 64> found{};
+        int count = int(found.size());
+        if (ares_parse_a_reply(data, size, nullptr, found.data(), &count) == ARES_SUCCESS) {
+            for (int i = 0; i < count; ++i)
+                texts.append(QHostAddress(qFromBigEndian(found[i].ipaddr.s_addr)).toString());
+        }
         break;
+    }
+    case DNSRecordType::AAAA: {
+        std::array<ares_addr6ttl, 64> found{};
+        int count = int(found.size());
+        if (ares_parse_aaaa_reply(data, size, nullptr, found.data(), &count) == ARES_SUCCESS) {
+            for (int i = 0; i < count; ++i)
+                texts.append(QHostAddress(found[i].ip6addr._S6_un._S6_u8).toString());
+        }
+        break;
+    }
     case DNSRecordType::CNAME:
-        for (const QDnsDomainNameRecord &record : lookup.canonicalNameRecords())
-            texts.append(bareName(record.value()));
+        texts = canonicalNames(message);
         break;
-    case DNSRecordType::MX:
-        for (const QDnsMailExchangeRecord &record : lookup.mailExchangeRecords())
-            texts.append(QString::number(record.preference()) + u' ' + bareName(record.exchange()));
-        break;
-    case DNSRecordType::TXT:
-        for (const QDnsTextRecord &record : lookup.textRecords()) {
-            QString text;
-            for (const QByteArray &piece : record.values())
-                text += QString::fromUtf8(piece);
-            texts.append(text);
+    case DNSRecordType::MX: {
+        ares_mx_reply *records = nullptr;
+        if (ares_parse_mx_reply(data, size, &records) == ARES_SUCCESS) {
+            for (const ares_mx_reply *record = records; record; record = record->next)
+                texts.append(QString::number(record->priority) + u' ' + bareName(QString::fromUtf8(record->host)));
+            ares_free_data(records);
         }
         break;
-    case DNSRecordType::SRV:
-        for (const QDnsServiceRecord &record : lookup.serviceRecords()) {
-            texts.append(u"%1 %2 %3 %4"_s.arg(record.priority())
-                             .arg(record.weight())
-                             .arg(record.port())
-                             .arg(bareName(record.target())));
+    }
+    case DNSRecordType::TXT: {
+        ares_txt_ext *records = nullptr;
+        if (ares_parse_txt_reply_ext(data, size, &records) == ARES_SUCCESS) {
+            // The strings of one record arrive one by one; record_start marks where a record begins.
+            for (const ares_txt_ext *piece = records; piece; piece = piece->next) {
+                const QString text =
+                    QString::fromUtf8(reinterpret_cast<const char *>(piece->txt), qsizetype(piece->length));
+                if (piece->record_start || texts.isEmpty())
+                    texts.append(text);
+                else
+                    texts.last() += text;
+            }
+            ares_free_data(records);
         }
         break;
+    }
+    case DNSRecordType::SRV: {
+        ares_srv_reply *records = nullptr;
+        if (ares_parse_srv_reply(data, size, &records) == ARES_SUCCESS) {
+            for (const ares_srv_reply *record = records; record; record = record->next) {
+                texts.append(u"%1 %2 %3 %4"_s.arg(record->priority)
+                                 .arg(record->weight)
+                                 .arg(record->port)
+                                 .arg(bareName(QString::fromUtf8(record->host))));
+            }
+            ares_free_data(records);
+        }
+        break;
+    }
     }
     return texts;
 }
@@ -130,57 +201,48 @@ bool DNSRecordProvider::matches(const QString &answer, const QString &expected, 
     return false;
 }
 
-DNSRecordProvider::DNSRecordProvider(const AnySourceConfig &config)
+DNSRecordProvider::DNSRecordProvider(const AnySourceConfig &config, std::chrono::milliseconds timeout)
     : m_config([&] {
         const auto *dns = config.as<DNSRecordConfig>();
         if (!dns)
             throw ProviderError::misconfigured(u"expected dnsRecord config"_s);
         return *dns;
     }())
+    , m_timeout(timeout)
 { }
 
 QCoro::Task<SourceSnapshot> DNSRecordProvider::fetch(StopToken stop)
 {
     const DNSRecordConfig config = m_config;
+    const std::chrono::milliseconds timeout = m_timeout;
     if (config.name.trimmed().isEmpty())
         throw ProviderError::misconfigured(u"no name to look up"_s);
-    QHostAddress nameserver;
-    if (config.nameserver && !config.nameserver->isEmpty()) {
-        nameserver = QHostAddress(config.nameserver->trimmed());
-        if (nameserver.isNull())
+    std::optional<Nameserver> nameserver;
+    if (config.nameserver && !config.nameserver->trimmed().isEmpty()) {
+        nameserver = Nameserver::parse(*config.nameserver);
+        if (!nameserver)
             throw ProviderError::misconfigured(u"bad nameserver: "_s + *config.nameserver);
     }
     if (stop && stop->isStopped())
         throw Cancelled();
 
     CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}};
-    // The lookup runs on a thread of Qt's and hands its answer back through a blocking queued call:
-    // deleting an abandoned one cuts that call off (see DnsSRVResolver).
-    const auto lookup = std::make_unique<QDnsLookup>(lookupType(config.recordType), config.name.trimmed());
-    if (!nameserver.isNull())
-        lookup->setNameserver(nameserver);
     QElapsedTimer clock;
     clock.start();
-    int why = 0;
-    {
-        Wakeup wakeup(lookupTimeout);
-        wakeup.on(lookup.get(), &QDnsLookup::finished, Finished);
-        if (stop)
-            wakeup.on(stop.get(), &StopSource::stopped, Stopped);
-        lookup->lookup();
-        why = co_await wakeup;
-    }
-    if (why == Stopped)
-        throw Cancelled();
-    if (why != Finished) {
-        row.detail = u"timed out"_s;
+    const DnsReply reply =
+        co_await DnsResolver::query(config.name.trimmed(), lookupType(config.recordType), timeout, stop, nameserver);
+    if (reply.status == DnsStatus::TimedOut) {
+        row.detail = reply.text();
         co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
     }
     row.latencyMs = double(clock.nsecsElapsed()) / 1e6;
-    const QStringList found = answers(*lookup, config.recordType);
-    if (lookup->error() != QDnsLookup::NoError) {
-        row.detail = lookupError(*lookup).description();
+    const QStringList found =
+        reply.status == DnsStatus::Answered ? answers(reply.message, config.recordType) : QStringList();
+    if (reply.status != DnsStatus::Answered && reply.status != DnsStatus::NoData) {
+        row.detail = reply.text();
     } else if (found.isEmpty()) {
+        // Also an answer that holds only other types, as a CNAME chain for an A question that
+        // ends nowhere.
         row.detail = QString::fromLatin1(noAnswerText);
     } else if (config.expectedValue && !config.expectedValue->isEmpty()
                && std::none_of(found.cbegin(), found.cend(), [&](const QString &answer) {

@@ -6,6 +6,7 @@
 #include "kit/providers/CertificateCheck.h"
 #include "kit/providers/CheckedPort.h"
 #include "kit/transport/Cancelled.h"
+#include "kit/transport/HostLookup.h"
 #include "kit/transport/TransportError.h"
 #include "kit/transport/Wakeup.h"
 
@@ -52,13 +53,22 @@ QCoro::Task<SourceSnapshot> TLSCertificateProvider::fetch(StopToken stop)
     QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [&socket] { socket.ignoreSslErrors(); });
     QElapsedTimer clock;
     clock.start();
+    QHostAddress address;
+    try {
+        address = co_await HostLookup::resolve(host, handshakeTimeout, stop);
+    } catch (const ProviderError &error) {
+        row.detail = error.description();
+        co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
+    }
+    const auto remaining =
+        std::max(handshakeTimeout - std::chrono::milliseconds(clock.elapsed()), std::chrono::milliseconds(1));
     int why = 0;
     {
-        Wakeup wakeup(handshakeTimeout);
+        Wakeup wakeup(remaining);
         wakeup.on(&socket, &QSslSocket::encrypted, Encrypted).on(&socket, &QSslSocket::errorOccurred, Failed);
         if (stop)
             wakeup.on(stop.get(), &StopSource::stopped, Stopped);
-        socket.connectToHostEncrypted(host, port, peerName);
+        socket.connectToHostEncrypted(address.toString(), port, peerName);
         why = co_await wakeup;
     }
     switch (why) {

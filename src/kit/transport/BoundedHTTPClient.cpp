@@ -4,6 +4,7 @@
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/ConnectionSlots.h"
 #include "kit/transport/HTTPReplyParser.h"
+#include "kit/transport/HostLookup.h"
 #include "kit/transport/TransportError.h"
 #include "kit/transport/Wakeup.h"
 
@@ -149,11 +150,16 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken
     }
     const auto release = qScopeGuard([&] { slots->give(key); });
 
+    // The name is looked up within the same bounds as any wait of the exchange.
+    const qint64 lookupMs = std::min<qint64>(limits.timeout.count(), std::max<qint64>(deadlineMs - clock.elapsed(), 1));
+    const QList<QHostAddress> addresses =
+        co_await HostLookup::addresses(request.url.host(), std::chrono::milliseconds(lookupMs), stop);
+    qsizetype tried = 0;
     QTcpSocket socket;
     socket.setReadBufferSize(readAhead);
     HTTPReplyParser parser(request.method == "HEAD", limits.maxBodyBytes);
     const QByteArray wire = requestBytes(request);
-    socket.connectToHost(request.url.host(), quint16(request.url.port(80)));
+    socket.connectToHost(addresses.at(tried++), quint16(request.url.port(80)));
     bool sent = false;
     for (;;) {
         if (!sent && socket.state() == QAbstractSocket::ConnectedState) {
@@ -165,8 +171,13 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken
         if (socket.state() == QAbstractSocket::UnconnectedState) {
             if (sent && parser.closed())
                 break;
-            // Refused, not found, or closed before the reply was whole.
+            // Refused, not found, or closed before the reply was whole; a refusal before anything
+            // was sent moves on to the host's next address.
             const QAbstractSocket::SocketError error = socket.error();
+            if (!sent && tried < addresses.size() && error != QAbstractSocket::SocketTimeoutError) {
+                socket.connectToHost(addresses.at(tried++), quint16(request.url.port(80)));
+                continue;
+            }
             if (!sent || error != QAbstractSocket::RemoteHostClosedError)
                 throw TransportError::classify(error, socket.errorString());
             throw TransportError::classify(QNetworkReply::RemoteHostClosedError, socket.errorString());

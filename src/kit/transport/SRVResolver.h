@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/transport/Nameserver.h"
 #include "kit/transport/StopSource.h"
 
 #include <QCoroTask>
@@ -7,6 +8,7 @@
 #include <QString>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 
 namespace tw {
@@ -41,23 +43,34 @@ public:
     }
 };
 
-// The system resolver through QDnsLookup, bounded by the caller's timeout. Qt hands the records over
-// in the order RFC 2782 asks for (priority, then a weighted draw); the first one decides, and one
-// that breaks the record rules of SRVRData means "no record", not a search for another.
+// Asks the system's nameservers, or one given, through c-ares, bounded by the caller's timeout and
+// ended at once by its stop token. Of the records, the one RFC 2782 picks (the lowest priority,
+// then a draw weighted by weight) decides, and one that breaks the record rules of SRVRData means
+// "no record", not a search for another.
 class DnsSRVResolver : public SRVResolver
 {
 public:
     DnsSRVResolver() = default;
-    // Tests point the lookups at a local responder; its port is always 53.
-    explicit DnsSRVResolver(QHostAddress nameserver)
+    explicit DnsSRVResolver(Nameserver nameserver)
         : m_nameserver(std::move(nameserver))
     { }
 
     QCoro::Task<std::optional<SRVRecord>>
     resolve(QString service, std::chrono::milliseconds timeout, StopToken stop) override;
 
+    struct Candidate
+    {
+        quint16 priority = 0;
+        quint16 weight = 0;
+        SRVRecord record;
+        bool operator==(const Candidate &) const = default;
+    };
+    // RFC 2782's choice among the records of one answer; `draw` gives a number in [0, bound).
+    static std::optional<Candidate> pick(const QList<Candidate> &candidates,
+                                         const std::function<quint32(quint32 bound)> &draw);
+
 private:
-    QHostAddress m_nameserver;
+    std::optional<Nameserver> m_nameserver;
 };
 
 } // namespace tw

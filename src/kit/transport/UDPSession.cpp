@@ -2,9 +2,11 @@
 
 #include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
+#include "kit/transport/HostLookup.h"
 #include "kit/transport/TransportError.h"
 #include "kit/transport/Wakeup.h"
 
+#include <QElapsedTimer>
 #include <QNetworkDatagram>
 #include <QUdpSocket>
 
@@ -128,15 +130,19 @@ SocketUDPTransport::open(QString host, quint16 port, std::chrono::milliseconds t
         throw ProviderError::misconfigured(u"port 0 out of range (1-65535)"_s);
     if (stop && stop->isStopped())
         throw Cancelled();
+    QElapsedTimer clock;
+    clock.start();
+    const QHostAddress address = co_await HostLookup::resolve(host, timeout, stop);
+    const auto remaining = std::max(timeout - std::chrono::milliseconds(clock.elapsed()), std::chrono::milliseconds(1));
     SocketPtr socket(new QUdpSocket);
     int why = 0;
     {
-        // "Connecting" resolves the name and fixes the peer; no packet is exchanged yet.
-        Wakeup wakeup(timeout);
+        // "Connecting" fixes the peer; no packet is exchanged yet.
+        Wakeup wakeup(remaining);
         wakeup.on(socket.get(), &QUdpSocket::connected, Connected).on(socket.get(), &QUdpSocket::errorOccurred, Failed);
         if (stop)
             wakeup.on(stop.get(), &StopSource::stopped, Stopped);
-        socket->connectToHost(host, port);
+        socket->connectToHost(address, port);
         why = socket->state() == QAbstractSocket::ConnectedState ? Connected : co_await wakeup;
     }
 

@@ -135,7 +135,7 @@ private Q_SLOTS:
     void networkChecksAsJson()
     {
         QTemporaryDir dir;
-        DnsResponder dns(56);
+        DnsResponder dns;
         QVERIFY(dns.start());
         const auto now = QDateTime::currentDateTimeUtc();
         const QStringList site{u"DNS:site.tidewatch.test"_s};
@@ -152,7 +152,7 @@ private Q_SLOTS:
         QList<AnySourceConfig> sources;
         const auto record = [&](const QString &label, const QString &name, DNSRecordType type, const QString &expect) {
             DNSRecordConfig config(QUuid::createUuid(), label, name, type);
-            config.nameserver = dns.address().toString();
+            config.nameserver = dns.nameserver();
             if (!expect.isEmpty())
                 config.expectedValue = expect;
             sources.append(config);

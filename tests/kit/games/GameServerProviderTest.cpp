@@ -7,9 +7,11 @@
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/A2SResponder.h"
 #include "support/Await.h"
+#include "support/DnsResponder.h"
 #include "support/MinecraftResponder.h"
 #include "support/TestData.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 using namespace tw;
@@ -189,6 +191,50 @@ private Q_SLOTS:
         QVERIFY(!offline.online);
         QCOMPARE(offline.latencyMs, std::nullopt);
         QCOMPARE(offline.detail, QString(199, u'x') + u"🇩🇪"_s);
+    }
+
+    // Eight names whose SRV look-ups the nameserver never answers must not make a ninth, answered
+    // one miss its window and fall back to the bare name.
+    void minecraftBehindEightSilentNames()
+    {
+        DnsResponder dns;
+        QVERIFY(dns.start());
+        MinecraftResponder server;
+        server.replyWith(R"({"players":{"online":2,"max":20},"version":{"name":"Paper"}})");
+        const auto resolver = std::make_shared<DnsSRVResolver>(dns.server());
+        const StopToken stopSilent = makeStopToken();
+        std::vector<QCoro::Task<std::optional<SRVRecord>>> silent;
+        for (int i = 0; i < 8; ++i)
+            silent.push_back(resolver->resolve(u"_minecraft._tcp.drop%1.example.test"_s.arg(i), 2s, stopSilent));
+        // The fallback to the bare name must not reach the machine's own nameservers.
+        struct LiteralsOnly : ByteChannelFactory
+        {
+            QCoro::Task<std::unique_ptr<ByteChannel>> connect(QString host, quint16 port, StopToken stop) override
+            {
+                if (QHostAddress(host).isNull())
+                    throw ProviderError::upstream(u"fell back to "_s + host);
+                co_return co_await TCPByteChannelFactory(3s).connect(host, port, stop);
+            }
+        };
+        GameServerProvider::Dependencies dependencies = local();
+        dependencies.resolver = resolver;
+        dependencies.transports.channels = std::make_shared<LiteralsOnly>();
+        GameServerConfig config(QUuid::createUuid(),
+                                u"Survival"_s,
+                                u"minecraft-java"_s,
+                                u"port%1.example.test"_s.arg(server.port()),
+                                25565);
+        QElapsedTimer clock;
+        clock.start();
+        GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), dependencies);
+        const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
+        const auto status = std::get<GameServerStatus>(snapshot.widgets.first().payload);
+        qInfo("a good source among eight silent names: %s in %lld ms",
+              status.online ? "online" : qPrintable(status.detail),
+              clock.elapsed());
+        QVERIFY2(status.online, qPrintable(status.detail));
+        QVERIFY(clock.elapsed() < 1000);
+        stopSilent->requestStop();
     }
 
     void minecraftEndToEnd()

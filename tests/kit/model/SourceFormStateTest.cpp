@@ -515,7 +515,20 @@ private Q_SLOTS:
                         f.recordName = u"nas.lan"_s;
                         f.nameserver = u"dns.lan"_s;
                     })
-            << u"Enter the nameserver as an IP address, like 192.168.1.1, or leave it blank."_s << false;
+            << u"Enter the nameserver as an IP address, like 192.168.1.1 (a port after a colon if it is not 53), or leave it blank."_s
+            << false;
+        QTest::newRow("dns, a nameserver on port 0")
+            << form(Type::DNSRecord,
+                    [](auto &f) {
+                        f.recordName = u"nas.lan"_s;
+                        f.nameserver = u"192.168.1.1:0"_s;
+                    })
+            << u"Enter the nameserver as an IP address, like 192.168.1.1 (a port after a colon if it is not 53), or leave it blank."_s
+            << false;
+        QTest::newRow("dns, unbound beside Pi-hole") << form(Type::DNSRecord, [](auto &f) {
+            f.recordName = u"nas.lan"_s;
+            f.nameserver = u"192.168.1.2:5335"_s;
+        }) << QString() << true;
         QTest::newRow("dns, an IPv6 nameserver") << form(Type::DNSRecord, [](auto &f) {
             f.recordName = u"nas.lan"_s;
             f.nameserver = u"fd00::53"_s;

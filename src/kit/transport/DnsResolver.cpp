@@ -1,0 +1,133 @@
+#include "DnsResolver.h"
+
+#include "kit/monitor/ProviderError.h"
+#include "kit/transport/AresChannel.h"
+#include "kit/transport/Cancelled.h"
+#include "kit/transport/Wakeup.h"
+
+#include <netinet/in.h>
+
+using namespace Qt::StringLiterals;
+
+namespace tw::DnsResolver {
+
+namespace {
+
+enum Reason { Done = 1, Stopped };
+
+// Lives in the waiting frame and outlives the channel, whose destructor may still call back.
+struct Pending
+{
+    Wakeup *wakeup = nullptr;
+    int status = ARES_ETIMEOUT;
+    QByteArray message;
+    QList<QHostAddress> addresses;
+};
+
+void onReply(void *argument, int status, int, unsigned char *message, int length)
+{
+    auto *pending = static_cast<Pending *>(argument);
+    if (status == ARES_EDESTRUCTION)
+        return; // the waiter gave up and is tearing the channel down
+    pending->status = status;
+    if (message && length > 0)
+        pending->message = QByteArray(reinterpret_cast<const char *>(message), length);
+    pending->wakeup->wake(Done);
+}
+
+void onAddresses(void *argument, int status, int, ares_addrinfo *result)
+{
+    auto *pending = static_cast<Pending *>(argument);
+    if (status != ARES_EDESTRUCTION) {
+        pending->status = status;
+        for (const ares_addrinfo_node *node = result ? result->nodes : nullptr; node; node = node->ai_next) {
+            const QHostAddress address(node->ai_addr);
+            if (!address.isNull() && !pending->addresses.contains(address))
+                pending->addresses.append(address);
+        }
+        pending->wakeup->wake(Done);
+    }
+    if (result)
+        ares_freeaddrinfo(result);
+}
+
+DnsStatus statusOf(int status)
+{
+    switch (status) {
+    case ARES_SUCCESS:
+        return DnsStatus::Answered;
+    case ARES_ENODATA:
+        return DnsStatus::NoData;
+    case ARES_ENOTFOUND:
+        return DnsStatus::NotFound;
+    case ARES_ESERVFAIL:
+        return DnsStatus::ServerFailure;
+    case ARES_EREFUSED:
+        return DnsStatus::Refused;
+    case ARES_ETIMEOUT:
+        return DnsStatus::TimedOut;
+    case ARES_ECONNREFUSED:
+        return DnsStatus::Unreachable;
+    default:
+        return DnsStatus::Failed;
+    }
+}
+
+} // namespace
+
+QCoro::Task<DnsReply>
+query(QString name, int type, std::chrono::milliseconds timeout, StopToken stop, std::optional<Nameserver> server)
+{
+    if (stop && stop->isStopped())
+        throw Cancelled();
+    Wakeup wakeup(timeout);
+    Pending pending;
+    pending.wakeup = &wakeup;
+    if (stop)
+        wakeup.on(stop.get(), &StopSource::stopped, Stopped);
+    int why = 0;
+    {
+        const std::unique_ptr<AresChannel> channel = AresChannel::open(server, timeout);
+        if (!channel)
+            co_return DnsReply{DnsStatus::Failed, {}, u"no resolver"_s};
+        channel->query(name, type, &onReply, &pending);
+        why = co_await wakeup;
+    } // a query still running ends here, in c-ares, with its sockets
+    if (why == Stopped || pending.status == ARES_ECANCELLED)
+        throw Cancelled();
+    if (why != Done)
+        co_return DnsReply{DnsStatus::TimedOut, {}, {}};
+    const DnsStatus status = statusOf(pending.status);
+    co_return DnsReply{status,
+                       pending.message,
+                       status == DnsStatus::Failed ? QString::fromUtf8(ares_strerror(pending.status)) : QString()};
+}
+
+QCoro::Task<QList<QHostAddress>>
+addresses(QString host, std::chrono::milliseconds timeout, StopToken stop, std::optional<Nameserver> server)
+{
+    if (stop && stop->isStopped())
+        throw Cancelled();
+    Wakeup wakeup(timeout);
+    Pending pending;
+    pending.wakeup = &wakeup;
+    if (stop)
+        wakeup.on(stop.get(), &StopSource::stopped, Stopped);
+    int why = 0;
+    {
+        const std::unique_ptr<AresChannel> channel = AresChannel::open(server, timeout);
+        if (!channel)
+            throw ProviderError::upstream(u"host not found"_s);
+        channel->addresses(host, &onAddresses, &pending);
+        why = co_await wakeup;
+    }
+    if (why == Stopped || pending.status == ARES_ECANCELLED)
+        throw Cancelled();
+    if (why != Done || pending.status == ARES_ETIMEOUT)
+        throw ProviderError::upstream(u"timed out"_s);
+    if (pending.addresses.isEmpty())
+        throw ProviderError::upstream(u"host not found"_s);
+    co_return pending.addresses;
+}
+
+} // namespace tw::DnsResolver

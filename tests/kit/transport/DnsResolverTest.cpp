@@ -1,0 +1,257 @@
+#include "kit/transport/DnsResolver.h"
+
+#include "kit/monitor/ProviderError.h"
+#include "kit/providers/DNSRecordProvider.h"
+#include "kit/transport/Cancelled.h"
+#include "kit/transport/HostLookup.h"
+#include "kit/transport/SRVResolver.h"
+#include "support/Await.h"
+#include "support/DnsResponder.h"
+#include "support/TestData.h"
+
+#include <QElapsedTimer>
+#include <QNetworkDatagram>
+#include <QTest>
+#include <QTimer>
+#include <QUdpSocket>
+
+#include <arpa/nameser.h>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+using OptServer = std::optional<Nameserver>;
+Q_DECLARE_METATYPE(OptServer)
+Q_DECLARE_METATYPE(tw::DnsStatus)
+
+namespace {
+
+// A nameserver that reads every question and never answers, and counts them.
+class SilentNameserver
+{
+public:
+    SilentNameserver()
+    {
+        m_socket.bind(QHostAddress::LocalHost, 0);
+        QObject::connect(&m_socket, &QUdpSocket::readyRead, &m_socket, [this] {
+            while (m_socket.hasPendingDatagrams()) {
+                m_socket.receiveDatagram();
+                ++m_questions;
+            }
+        });
+    }
+    Nameserver server() const { return {QHostAddress::LocalHost, m_socket.localPort()}; }
+    int questions() const { return m_questions; }
+
+private:
+    QUdpSocket m_socket;
+    int m_questions = 0;
+};
+
+// Started and left running; the frame of each lives until it ends.
+QCoro::Task<> askAndForget(std::function<QCoro::Task<>()> ask, std::shared_ptr<int> ended)
+{
+    try {
+        co_await ask();
+    } catch (...) { }
+    ++*ended;
+}
+
+} // namespace
+
+class DnsResolverTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_responder.start()); }
+
+    void nameserverText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<OptServer>("server");
+        const auto at = [](const char *address, quint16 port) {
+            return OptServer(Nameserver{QHostAddress(QString::fromLatin1(address)), port});
+        };
+        QTest::newRow("IPv4") << u"192.0.2.53"_s << at("192.0.2.53", 53);
+        QTest::newRow("IPv4 and a port") << u" 192.0.2.53:5335 "_s << at("192.0.2.53", 5335);
+        QTest::newRow("IPv6") << u"2001:db8::53"_s << at("2001:db8::53", 53);
+        QTest::newRow("IPv6 in brackets and a port") << u"[2001:db8::53]:5335"_s << at("2001:db8::53", 5335);
+        QTest::newRow("IPv6 in brackets alone") << u"[::1]"_s << at("::1", 53);
+        QTest::newRow("a name") << u"dns.lan"_s << OptServer();
+        QTest::newRow("a name and a port") << u"dns.lan:53"_s << OptServer();
+        QTest::newRow("port 0") << u"192.0.2.53:0"_s << OptServer();
+        QTest::newRow("port too big") << u"192.0.2.53:65536"_s << OptServer();
+        QTest::newRow("port with a sign") << u"192.0.2.53:+53"_s << OptServer();
+        QTest::newRow("IPv4 in brackets") << u"[192.0.2.53]:53"_s << OptServer();
+        QTest::newRow("unclosed bracket") << u"[::1:53"_s << OptServer();
+        QTest::newRow("a scope") << u"fe80::1%eth0"_s << OptServer();
+    }
+    void nameserverText() { QCOMPARE(Nameserver::parse(TW_DATA(QString, text)), TW_DATA(OptServer, server)); }
+
+    void statusesToldApart_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<DnsStatus>("status");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("answer") << u"host.example.test"_s << DnsStatus::Answered << QString();
+        QTest::newRow("NODATA") << u"mail.example.test"_s << DnsStatus::NoData << u"no answer"_s;
+        QTest::newRow("NXDOMAIN") << u"nx.example.test"_s << DnsStatus::NotFound << u"NXDOMAIN"_s;
+        QTest::newRow("SERVFAIL") << u"servfail.example.test"_s << DnsStatus::ServerFailure << u"server failure"_s;
+        QTest::newRow("REFUSED") << u"refused.example.test"_s << DnsStatus::Refused << u"refused by the nameserver"_s;
+        QTest::newRow("silence") << u"drop.example.test"_s << DnsStatus::TimedOut << u"timed out"_s;
+    }
+    void statusesToldApart()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        const DnsReply reply =
+            await(DnsResolver::query(TW_DATA(QString, name), ns_t_a, 400ms, makeStopToken(), m_responder.server()));
+        QCOMPARE(reply.status, TW_DATA(DnsStatus, status));
+        QCOMPARE(reply.text(), TW_DATA(QString, text));
+        QVERIFY2(clock.elapsed() < 900, qPrintable(QString::number(clock.elapsed())));
+        if (reply.status == DnsStatus::Answered)
+            QVERIFY(!reply.message.isEmpty());
+    }
+
+    void nothingListeningIsRefusedAtOnce()
+    {
+        quint16 port = 0;
+        {
+            QUdpSocket probe;
+            QVERIFY(probe.bind(QHostAddress::LocalHost, 0));
+            port = probe.localPort();
+        }
+        QElapsedTimer clock;
+        clock.start();
+        const DnsReply reply = await(DnsResolver::query(u"host.example.test"_s,
+                                                        ns_t_a,
+                                                        3s,
+                                                        makeStopToken(),
+                                                        Nameserver{QHostAddress::LocalHost, port}));
+        QCOMPARE(reply.text(), u"connection refused"_s);
+        QVERIFY(clock.elapsed() < 1500);
+    }
+
+    void hostAddresses_data()
+    {
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QStringList>("addresses");
+        QTest::addColumn<QString>("failure");
+        QTest::newRow("from the nameserver, both families")
+            << u"host.example.test"_s << QStringList{u"192.0.2.7"_s, u"192.0.2.8"_s, u"2001:db8::7"_s} << QString();
+        // The hosts file answers before any nameserver is asked, as the system's resolver does.
+        QTest::newRow("from the hosts file") << u"localhost"_s << QStringList{u"127.0.0.1"_s} << QString();
+        QTest::newRow("an address stays itself") << u"192.0.2.1"_s << QStringList{u"192.0.2.1"_s} << QString();
+        QTest::newRow("no such name") << u"nx.example.test"_s << QStringList() << u"host not found"_s;
+        QTest::newRow("silence") << u"drop.example.test"_s << QStringList() << u"timed out"_s;
+    }
+    void hostAddresses()
+    {
+        QStringList found;
+        QString failure;
+        try {
+            for (const QHostAddress &address :
+                 await(HostLookup::addresses(TW_DATA(QString, host), 400ms, makeStopToken(), m_responder.server())))
+                found.append(address.toString());
+        } catch (const ProviderError &error) {
+            failure = error.description();
+        }
+        found.sort();
+        QStringList expected = TW_DATA(QStringList, addresses);
+        if (expected == QStringList{u"127.0.0.1"_s})
+            found.removeAll(u"::1"_s); // a hosts file may name localhost in both families
+        QCOMPARE(found, expected);
+        QCOMPARE(failure, TW_DATA(QString, failure));
+    }
+
+    void aStopEndsTheQueryAtOnce_data()
+    {
+        QTest::addColumn<bool>("host");
+        QTest::newRow("record") << false;
+        QTest::newRow("host name") << true;
+    }
+    void aStopEndsTheQueryAtOnce()
+    {
+        SilentNameserver silent;
+        const StopToken stop = makeStopToken();
+        QTimer::singleShot(50ms, stop.get(), &StopSource::requestStop);
+        QElapsedTimer clock;
+        clock.start();
+        if (TW_DATA(bool, host))
+            QVERIFY_THROWS_EXCEPTION(Cancelled,
+                                     await(HostLookup::addresses(u"drop.example.test"_s, 5s, stop, silent.server())));
+        else
+            QVERIFY_THROWS_EXCEPTION(
+                Cancelled,
+                await(DnsResolver::query(u"drop.example.test"_s, ns_t_a, 5s, stop, silent.server())));
+        QVERIFY(clock.elapsed() < 500);
+        QVERIFY(silent.questions() >= 1);
+        // Ended in c-ares too: no retry reaches the nameserver after the stop.
+        const int asked = silent.questions();
+        QTest::qWait(1800);
+        QCOMPARE(silent.questions(), asked);
+    }
+
+    // Look-ups that a silent nameserver holds must not hold up one to a nameserver that answers:
+    // each has its own socket, and none waits for a thread.
+    void silentNameserversStarveNothing_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<int>("silentCount");
+        for (const int count : {5, 8}) {
+            for (const char *kind : {"SRV", "record", "host"})
+                QTest::addRow("%d silent, then %s", count, kind) << QString::fromLatin1(kind) << count;
+        }
+    }
+    void silentNameserversStarveNothing()
+    {
+        const QString kind = TW_DATA(QString, kind);
+        const int count = TW_DATA(int, silentCount);
+        SilentNameserver silent;
+        const StopToken stopSilent = makeStopToken();
+        const auto ended = std::make_shared<int>(0);
+        std::vector<QCoro::Task<>> pending;
+        for (int i = 0; i < count; ++i) {
+            const QString name = u"_minecraft._tcp.drop%1.example.test"_s.arg(i);
+            const Nameserver server = silent.server();
+            pending.push_back(askAndForget(
+                [name, server, stopSilent]() -> QCoro::Task<> {
+                    co_await DnsResolver::query(name, ns_t_srv, 10s, stopSilent, server);
+                },
+                ended));
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(silent.questions(), count, 2000);
+
+        QElapsedTimer clock;
+        clock.start();
+        if (kind == u"SRV"_s) {
+            DnsSRVResolver resolver(m_responder.server());
+            QCOMPARE(await(resolver.resolve(u"_minecraft._tcp.port25570.example.test"_s, 2s, makeStopToken())),
+                     std::optional(SRVRecord{u"127.0.0.1"_s, 25570}));
+        } else if (kind == u"record"_s) {
+            DNSRecordConfig config(QUuid::createUuid(), u"dns"_s, u"host.example.test"_s, DNSRecordType::A);
+            config.nameserver = m_responder.nameserver();
+            const SourceSnapshot snapshot = await(DNSRecordProvider(config).fetch(makeStopToken()));
+            QCOMPARE(std::get<CheckResult>(snapshot.widgets.first().payload).status, ServiceStatus::Up);
+        } else {
+            QCOMPARE(
+                await(HostLookup::addresses(u"host.example.test"_s, 2s, makeStopToken(), m_responder.server())).size(),
+                3);
+        }
+        // Well inside the 2 s an SRV look-up is given, where a pool of threads held by the silent
+        // ones made it wait about 10 s.
+        QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(*ended, 0);
+        stopSilent->requestStop();
+        QTRY_COMPARE_WITH_TIMEOUT(*ended, count, 500);
+    }
+
+private:
+    DnsResponder m_responder;
+};
+
+QTEST_GUILESS_MAIN(DnsResolverTest)
+#include "DnsResolverTest.moc"
