@@ -58,15 +58,9 @@ void describeWidget(QVariantMap &map,
                        map[u"diskPct"_s] = optional(host.diskPct);
                        QVariantList temps;
                        for (const DriveTemp &temp : host.temps)
-                           temps.append(QVariantMap{{u"label"_s, temp.label}, {u"tempC"_s, temp.tempC}});
+                           temps.append(QVariantMap{{u"label"_s, temp.label}, {u"tempC"_s, optional(temp.reading())}});
                        map[u"temps"_s] = temps;
-                       const auto hottest =
-                           std::max_element(host.temps.cbegin(),
-                                            host.temps.cend(),
-                                            [](const DriveTemp &a, const DriveTemp &b) { return a.tempC < b.tempC; });
-                       map[u"maxTempText"_s] = hottest == host.temps.cend()
-                           ? QString()
-                           : QString::number(qint64(std::trunc(hottest->tempC))) + u"°C"_s;
+                       map[u"maxTempText"_s] = RowText::hottestTempText(host.temps);
                    },
                    [&](const GameServerStatus &game) {
                        map[u"name"_s] = game.name;

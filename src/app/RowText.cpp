@@ -76,4 +76,10 @@ QString ringText(std::optional<double> pct)
     return truncated(*pct) + u'%';
 }
 
+QString hottestTempText(const QList<DriveTemp> &drives)
+{
+    const std::optional<DriveTemp> hottest = DriveTemp::hottest(drives);
+    return hottest ? truncated(hottest->tempC) + u"°C"_s : QString();
+}
+
 } // namespace tw::RowText

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/model/DriveTemp.h"
 #include "kit/model/GameServerStatus.h"
 
 #include <QColor>
@@ -25,5 +26,7 @@ double ringFraction(std::optional<double> pct);
 QColor ringColour(std::optional<double> pct, const QColor &accent);
 // The text inside a ring: "42%" or "—".
 QString ringText(std::optional<double> pct);
+// The hottest drive's temperature, truncated: "52°C"; empty when no drive has a reading.
+QString hottestTempText(const QList<DriveTemp> &drives);
 
 } // namespace tw::RowText

@@ -36,7 +36,8 @@ QString describe(const std::exception &error)
 QCoro::Task<TestOutcome> runTest(AnySourceConfig config,
                                  std::shared_ptr<CredentialStore> store,
                                  ProviderMaker makeProvider,
-                                 std::chrono::milliseconds deadline)
+                                 std::chrono::milliseconds deadline,
+                                 std::optional<QString> emptyHint)
 {
     StopToken stop = makeStopToken();
     QTimer timer;
@@ -48,8 +49,8 @@ QCoro::Task<TestOutcome> runTest(AnySourceConfig config,
         const SourceSnapshot snapshot = co_await provider->fetch(stop);
         if (snapshot.widgets.isEmpty())
             co_return TestOutcome{false,
-                                  u"Connected, but the source reported nothing to show. Check the status page slug "
-                                  "has monitors assigned."_s};
+                                  u"Connected, but the source reported nothing to show."_s
+                                      + (emptyHint ? u' ' + *emptyHint : QString())};
         co_return TestOutcome{true, u"Connected"_s};
     } catch (const Cancelled &) {
         co_return TestOutcome{false, u"timed out"_s};
@@ -432,15 +433,17 @@ void SourceSheetController::testConnection()
         store = std::shared_ptr<CredentialStore>(&m_state->credentials(), [](CredentialStore *) {});
     }
     const quint64 generation = m_generation;
-    QCoro::connect(runTest(*config, store, m_makeProvider, m_testDeadline), this, [this, generation](TestOutcome o) {
-        if (generation == m_generation) {
-            m_testing = false;
-            m_testPassed = o.passed;
-            m_testText = o.text;
-            Q_EMIT statusChanged();
-        }
-        Q_EMIT testFinished();
-    });
+    QCoro::connect(runTest(*config, store, m_makeProvider, m_testDeadline, form().emptyTestHint()),
+                   this,
+                   [this, generation](TestOutcome o) {
+                       if (generation == m_generation) {
+                           m_testing = false;
+                           m_testPassed = o.passed;
+                           m_testText = o.text;
+                           Q_EMIT statusChanged();
+                       }
+                       Q_EMIT testFinished();
+                   });
 }
 
 void SourceSheetController::save()

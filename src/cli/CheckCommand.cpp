@@ -83,8 +83,11 @@ QString detailOf(const WidgetData &widget)
                 };
                 QString text =
                     u"cpu %1 · mem %2 · disk %3"_s.arg(pct(payload.cpuPct), pct(payload.memPct), pct(payload.diskPct));
-                for (const DriveTemp &temp : payload.temps)
-                    text += u" · %1 %2°C"_s.arg(temp.label).arg(temp.tempC, 0, 'f', 0);
+                for (const DriveTemp &temp : payload.temps) {
+                    const auto reading = temp.reading();
+                    text +=
+                        u" · %1 %2"_s.arg(temp.label, reading ? QString::number(*reading, 'f', 0) + u"°C"_s : u"—"_s);
+                }
                 return text;
             } else {
                 QStringList fields;

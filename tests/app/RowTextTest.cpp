@@ -126,6 +126,25 @@ private Q_SLOTS:
         QCOMPARE(RowText::ringColour(pct, accent), expected);
         QCOMPARE(RowText::ringText(pct), TW_DATA(QString, text));
     }
+
+    // A Beszel agent that could not read a drive reports 0: that drive never speaks for the host.
+    void hottestDrive_data()
+    {
+        QTest::addColumn<QList<double>>("temps");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("no drives") << QList<double>{} << QString();
+        QTest::newRow("no drive has a reading") << QList<double>{0, 0} << QString();
+        QTest::newRow("hottest, truncated") << QList<double>{38, 52.6, 0} << u"52°C"_s;
+        QTest::newRow("a reading below zero beats none") << QList<double>{0, -3.5} << u"-3°C"_s;
+        QTest::newRow("not a number is no reading") << QList<double>{qQNaN(), 31} << u"31°C"_s;
+    }
+    void hottestDrive()
+    {
+        QList<DriveTemp> drives;
+        for (const double temp : TW_DATA(QList<double>, temps))
+            drives.append({u"sd"_s + QString::number(drives.size()), temp});
+        QCOMPARE(RowText::hottestTempText(drives), TW_DATA(QString, text));
+    }
 };
 
 QTEST_GUILESS_MAIN(RowTextTest)

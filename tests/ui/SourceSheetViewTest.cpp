@@ -397,8 +397,8 @@ private Q_SLOTS:
         QTest::newRow("typed secret, server wants stored") << u"new"_s << u"old"_s << 1 << u"Failed: HTTP 401"_s;
         QTest::newRow("stored secret") << QString() << u"old"_s << 1 << u"Connected"_s;
         QTest::newRow("nothing to show") << QString() << u"old"_s << 0
-                                         << u"Failed: Connected, but the source reported nothing to show. Check the "
-                                            "status page slug has monitors assigned."_s;
+                                         << u"Failed: Connected, but the source reported nothing to show. Check that "
+                                            "Uptime Kuma has monitors set up."_s;
     }
     void testUsesTheRightSecret()
     {

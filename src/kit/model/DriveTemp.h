@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QJsonObject>
+#include <QList>
+
+#include <optional>
 
 namespace tw {
 
@@ -10,6 +13,10 @@ struct DriveTemp
     double tempC = 0;
 
     bool operator==(const DriveTemp &) const = default;
+    // The temperature, or nothing: a Beszel agent that could not read a drive reports 0.
+    std::optional<double> reading() const;
+    // The hottest of the drives that have a reading, or nothing.
+    static std::optional<DriveTemp> hottest(const QList<DriveTemp> &drives);
     QJsonObject toJson() const;
     static DriveTemp fromJson(const QJsonValue &value);
 };

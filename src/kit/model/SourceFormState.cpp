@@ -446,6 +446,30 @@ std::optional<QString> SourceFormState::credentialRef(const QUuid &id) const
     return AnySourceConfig::credentialName(kindOf(type), id);
 }
 
+std::optional<QString> SourceFormState::emptyTestHint() const
+{
+    switch (type) {
+    case SourceType::Kuma:
+        // A user with a secret reads the metrics page first; otherwise the status page is read, and a
+        // page that lists no monitor at all already fails with its own text.
+        if (!username.isEmpty() && hasSecret())
+            return u"Check that Uptime Kuma has monitors set up."_s;
+        return u"Check that the status page's monitors are active and have run a check."_s;
+    case SourceType::Beszel:
+        // Only a reply that is not the hub's record list reads as nothing.
+        return u"Check that the URL is the Beszel hub itself, not a page in front of it."_s;
+    case SourceType::GameServer:
+    case SourceType::HTTPPing:
+    case SourceType::TCPPort:
+    case SourceType::JSONWidget:
+    case SourceType::ICMPPing:
+    case SourceType::DNSRecord:
+    case SourceType::TLSCertificate:
+        break;
+    }
+    return std::nullopt;
+}
+
 std::optional<AnySourceConfig> SourceFormState::makeConfig(const QUuid &id) const
 {
     const auto interval = parsedPollSeconds();

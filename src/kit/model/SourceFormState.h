@@ -75,6 +75,9 @@ struct SourceFormState
     std::optional<qint64> parsedQueryPort() const;
     std::optional<QString> credentialRef(const QUuid &id) const;
     std::optional<AnySourceConfig> makeConfig(const QUuid &id) const;
+    // What to look at when a test connects and the source shows nothing, or nothing to say for the
+    // kinds that always show a row.
+    std::optional<QString> emptyTestHint() const;
 
     // The selected game's row; nothing for an id the catalogue does not know.
     std::optional<GameDefinition> game() const;

@@ -145,6 +145,11 @@ QCoro::Task<SourceSnapshot> BeszelProvider::fetch(StopToken stop)
     const std::optional<QByteArray> smart = co_await drives;
     if (failure)
         std::rethrow_exception(failure);
+    // PocketBase answers a token it does not accept with an empty list, not with 401: a hub that shows
+    // nothing to a token is a token that reads nothing.
+    const std::optional<QList<QJsonObject>> listed = items(systems);
+    if (listed && listed->isEmpty())
+        throw ProviderError::upstream(QString::fromUtf8(noSystemsText));
     SourceSnapshot snapshot{config.id, QDateTime::currentDateTimeUtc(), {}};
     for (const HostStats &host : hosts(systems, smart))
         snapshot.widgets.append(host);

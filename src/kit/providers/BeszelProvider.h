@@ -23,6 +23,8 @@ public:
     // The rows from the two collections' bodies; `smartDevices` absent when that fetch failed.
     static QList<HostStats> hosts(const QByteArray &systems, const std::optional<QByteArray> &smartDevices);
 
+    static constexpr auto noSystemsText = "no systems visible — the token may be wrong or expired";
+
 private:
     BeszelConfig m_config;
     std::shared_ptr<CredentialStore> m_credentials;

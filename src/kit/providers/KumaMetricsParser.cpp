@@ -32,6 +32,24 @@ std::optional<double> responseTime(const QString &text)
     return value;
 }
 
+// Where the label set that opens at `from` ends: the first "}" outside a quoted value, a backslash
+// taking the character behind it along. Kuma writes URLs after the name, and neither they nor a name
+// escape a brace; -1 when the line never closes its labels.
+qsizetype labelsEnd(QStringView line, qsizetype from)
+{
+    bool quoted = false;
+    for (qsizetype i = from; i < line.size(); ++i) {
+        const QChar c = line.at(i);
+        if (quoted && c == u'\\')
+            ++i;
+        else if (c == u'"')
+            quoted = !quoted;
+        else if (c == u'}' && !quoted)
+            return i;
+    }
+    return -1;
+}
+
 } // namespace
 
 QHash<QString, QString> parseLabels(QStringView text)
@@ -57,8 +75,7 @@ std::optional<Sample> sample(QStringView metric, QStringView line)
 {
     if (!line.startsWith(metric) || line.size() <= metric.size() || line.at(metric.size()) != u'{')
         return std::nullopt;
-    // The first "}" ends the labels, quotes or not: a line can only be lost this way, never invented.
-    const qsizetype close = line.indexOf(u'}');
+    const qsizetype close = labelsEnd(line, metric.size() + 1);
     if (close < 0)
         return std::nullopt;
     const QHash<QString, QString> labels = parseLabels(line.sliced(metric.size() + 1, close - metric.size() - 1));

@@ -12,6 +12,7 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -56,22 +57,72 @@ viaMetrics(KumaConfig config, QString secret, std::shared_ptr<HTTPClient> http, 
     co_return KumaMetricsParser::parse(text);
 }
 
-QCoro::Task<QList<ServiceRow>> viaStatusPage(KumaConfig config, std::shared_ptr<HTTPClient> http, StopToken stop)
+// The status page's slug as one path segment whatever it holds: its slashes are encoded.
+QString slugSegment(const KumaConfig &config)
 {
-    // One path segment whatever the slug holds: its slashes are encoded.
-    const QString slug =
-        QString::fromLatin1(QUrl::toPercentEncoding(config.statusPageSlug.value_or(QString()), "!$&'()*+,;=:@"));
-    const HTTPRequest request{ProviderSupport::buildURL(config.baseURL, u"/api/status-page/heartbeat/"_s + slug),
-                              "GET",
-                              {},
-                              {}};
+    return QString::fromLatin1(QUrl::toPercentEncoding(config.statusPageSlug.value_or(QString()), "!$&'()*+,;=:@"));
+}
+
+QCoro::Task<QByteArray> fetchPublic(QUrl url, std::shared_ptr<HTTPClient> http, StopToken stop)
+{
+    const HTTPRequest request{url, "GET", {}, {}};
     const HTTPResult result = co_await http->data(request, stop);
     requireHTTPSuccess(result.response);
+    co_return result.body;
+}
+
+// Names are a courtesy: whatever goes wrong with them leaves the rows named by their ids.
+QCoro::Task<QByteArray> fetchNamesQuietly(QUrl url, std::shared_ptr<HTTPClient> http, StopToken stop)
+{
     try {
-        co_return KumaProvider::heartbeatRows(result.body);
+        co_return co_await fetchPublic(std::move(url), std::move(http), std::move(stop));
+    } catch (...) {
+        co_return QByteArray();
+    }
+}
+
+QCoro::Task<QList<ServiceRow>> viaStatusPage(KumaConfig config, std::shared_ptr<HTTPClient> http, StopToken stop)
+{
+    const QString slug = slugSegment(config);
+    const QUrl heartbeats = ProviderSupport::buildURL(config.baseURL, u"/api/status-page/heartbeat/"_s + slug);
+    const QUrl page = ProviderSupport::buildURL(config.baseURL, u"/api/status-page/"_s + slug);
+
+    // Both at once; the names' request stops with the poll, or when the heartbeats fail.
+    const StopToken namesStop = makeStopToken();
+    if (stop)
+        QObject::connect(stop.get(), &StopSource::stopped, namesStop.get(), &StopSource::requestStop);
+    auto names = fetchNamesQuietly(page, http, namesStop);
+    QByteArray body;
+    std::exception_ptr failure;
+    try {
+        body = co_await fetchPublic(heartbeats, http, stop);
+    } catch (...) {
+        failure = std::current_exception();
+        namesStop->requestStop();
+    }
+    const QByteArray pageBody = co_await names;
+    if (failure)
+        std::rethrow_exception(failure);
+    try {
+        co_return KumaProvider::heartbeatRows(body,
+                                              KumaProvider::monitorNames(pageBody),
+                                              config.statusPageSlug.value_or(QString()));
     } catch (const DecodeError &error) {
         throw ProviderError::upstream(error.text());
     }
+}
+
+// The integer status of a real heartbeat; nothing for the empty buckets of Kuma 2.x's heartbeat bar,
+// which stand in the list as 0 or as an object whose status is null.
+std::optional<qint64> beatStatus(const QJsonValue &beat)
+{
+    const QJsonValue status = beat.toObject().value(u"status"_s);
+    if (!beat.isObject() || !status.isDouble())
+        return std::nullopt;
+    const double value = status.toDouble();
+    if (value != std::trunc(value))
+        return std::nullopt;
+    return value >= 0 && value <= 3 ? qint64(value) : -1; // any other integer is a status we do not know
 }
 
 } // namespace
@@ -89,12 +140,16 @@ KumaProvider::KumaProvider(const AnySourceConfig &config,
     , m_http(std::move(transports.http))
 { }
 
-QList<ServiceRow> KumaProvider::heartbeatRows(const QByteArray &body)
+QList<ServiceRow>
+KumaProvider::heartbeatRows(const QByteArray &body, const QHash<QString, QString> &names, const QString &slug)
 {
     const QJsonDocument document = JsonRead::document(body);
     if (!document.isObject())
         throw DecodeError(u"Expected an object for the status page reply."_s);
     const QJsonObject list = JsonRead::object(document.object().value(u"heartbeatList"_s), u"heartbeatList");
+    // Kuma 1.x answers a slug it does not know with an empty list, not with an error.
+    if (list.isEmpty())
+        throw ProviderError::upstream(u"status page '%1' lists no monitors — check the slug"_s.arg(slug));
     QStringList ids = list.keys();
     std::sort(ids.begin(), ids.end()); // as text: "10" before "9"
     QList<ServiceRow> rows;
@@ -102,21 +157,37 @@ QList<ServiceRow> KumaProvider::heartbeatRows(const QByteArray &body)
         if (!list.value(id).isArray())
             throw DecodeError(u"Expected an array of heartbeats for %1."_s.arg(id));
         const QJsonArray beats = list.value(id).toArray();
-        QList<QJsonObject> parsed;
-        for (const QJsonValue &beat : beats)
-            parsed.append(JsonRead::object(beat, u"heartbeat"));
-        if (parsed.isEmpty())
+        // The newest real beat counts; a monitor with none yet has no row.
+        qsizetype last = beats.size() - 1;
+        while (last >= 0 && !beatStatus(beats.at(last)))
+            --last;
+        if (last < 0)
             continue;
-        const QJsonObject last = parsed.last();
-        const qint64 status = JsonRead::integer(last, u"status");
-        std::optional<double> ping = JsonRead::optionalNumber(last, u"ping");
-        if (ping && *ping < 0)
-            ping.reset();
-        for (const QJsonObject &beat : parsed)
-            JsonRead::integer(beat, u"status"); // every heartbeat must read, as the reply's shape demands
-        rows.append({id, id, heartbeatStatus(status), ping, std::nullopt});
+        const QJsonValue ping = beats.at(last).toObject().value(u"ping"_s);
+        const std::optional<double> latency =
+            ping.isDouble() && ping.toDouble() >= 0 ? std::optional(ping.toDouble()) : std::nullopt;
+        const QString name = names.value(id);
+        rows.append(
+            {id, name.isEmpty() ? id : name, heartbeatStatus(*beatStatus(beats.at(last))), latency, std::nullopt});
     }
     return rows;
+}
+
+QHash<QString, QString> KumaProvider::monitorNames(const QByteArray &body)
+{
+    QHash<QString, QString> names;
+    const QJsonValue groups = QJsonDocument::fromJson(body).object().value(u"publicGroupList"_s);
+    for (const QJsonValue &group : groups.toArray()) {
+        for (const QJsonValue &monitor : group.toObject().value(u"monitorList"_s).toArray()) {
+            const QJsonValue id = monitor.toObject().value(u"id"_s);
+            const QJsonValue name = monitor.toObject().value(u"name"_s);
+            // Ids are numbers in Kuma's reply and texts as the heartbeat list's keys.
+            const QString key = id.isDouble() ? QString::number(id.toInteger(-1)) : id.toString();
+            if (!key.isEmpty() && name.isString() && !name.toString().isEmpty())
+                names.insert(key, name.toString());
+        }
+    }
+    return names;
 }
 
 QCoro::Task<SourceSnapshot> KumaProvider::fetch(StopToken stop)

@@ -9,7 +9,8 @@ namespace tw {
 
 // All monitors of one Uptime Kuma server, one row each: through /metrics with Basic authentication
 // when credentials are set (names and response times), or through a public status page's heartbeat
-// list (identifiers only), which is also the way in when the server turns the credentials down.
+// list, named from the page's monitor list, which is also the way in when the server turns the
+// credentials down.
 class KumaProvider : public SourceProvider
 {
 public:
@@ -18,8 +19,13 @@ public:
                  ProviderTransports transports);
     QCoro::Task<SourceSnapshot> fetch(StopToken stop) override;
 
-    // The rows of a status page's heartbeat reply; throws DecodeError for a reply of another shape.
-    static QList<ServiceRow> heartbeatRows(const QByteArray &body);
+    // The rows of a status page's heartbeat reply, each named from `names` (monitor id to name) where
+    // it has one and by its id otherwise. Throws DecodeError for a reply of another shape, and
+    // ProviderError when the page lists no monitor at all, as a mistyped `slug` reads on Kuma 1.x.
+    static QList<ServiceRow>
+    heartbeatRows(const QByteArray &body, const QHash<QString, QString> &names, const QString &slug);
+    // Monitor ids to names from the status page's own reply; empty for anything else.
+    static QHash<QString, QString> monitorNames(const QByteArray &body);
 
     static constexpr auto rejectedText =
         "metrics auth rejected — Uptime Kuma expects an API key as the password (Settings → API Keys)";

@@ -2,6 +2,7 @@
 #include "kit/transport/ICMPEcho.h"
 #include "support/A2SResponder.h"
 #include "support/DnsResponder.h"
+#include "support/KumaPeer.h"
 #include "support/LocalHttpServer.h"
 #include "support/LocalTlsServer.h"
 #include "support/MinecraftResponder.h"
@@ -409,6 +410,113 @@ private Q_SLOTS:
         QCOMPARE(terra.value(u"detail"_s).toString(), u"Terra"_s);
         // Only the source with the password reached the server, once per endpoint.
         QCOMPARE(pal.requests().size(), 3);
+    }
+
+    // Kuma 2.x as its own code answers: a status page whose heartbeat bar has empty buckets, and a
+    // metrics page whose URL label, written after the name, holds braces. The page's rows carry the
+    // monitors' names, and the down monitor reads down through either way in.
+    void kumaTwoStatusPageAndMetrics()
+    {
+        QTemporaryDir dir;
+        const QList<KumaPeer::Monitor> monitors{
+            {.id = 4,
+             .name = u"API"_s,
+             .beats = QJsonDocument::fromJson(R"([0,{"status":1,"time":"t","msg":"","ping":null},)"
+                                              R"({"status":0,"time":"t","msg":"","ping":null},{"status":null},0])")
+                          .array(),
+             .status = 0,
+             .url = u"http://api.lan/v1/{tenant}/health"_s,
+             .tags = {u"Production"_s}},
+            {.id = 10,
+             .name = u"NAS {main}"_s,
+             .beats = QJsonDocument::fromJson(R"([{"status":1,"ping":12},0])").array(),
+             .ping = 12,
+             .url = u"https://nas.lan/"_s},
+            {.id = 7, .name = u"Backup"_s, .beats = QJsonDocument::fromJson("[0,0]").array()},
+        };
+        KumaPeer peer(KumaPeer::Version::V2, u"home"_s, monitors, u"uk1_key"_s);
+        KumaConfig page(QUuid::createUuid(), u"Kuma page"_s, peer.url());
+        page.statusPageSlug = u"Home"_s;
+        KumaConfig metrics(QUuid::createUuid(), u"Kuma metrics"_s, peer.url());
+        metrics.username = u""_s;
+        metrics.passwordRef = u"kuma-key"_s;
+        SourcesStore::save({page, metrics}, dir.path());
+        const QString secrets = dir.filePath(u"secrets.json"_s);
+        QFile f(secrets);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(R"({"kuma-key":"uk1_key"})");
+        f.close();
+        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+
+        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
+        QCOMPARE(run.exitCode, 2);
+        const QStringList lines = QString::fromUtf8(run.out).split(u'\n');
+        const auto row = [&lines](const QString &pattern) {
+            return lines.filter(QRegularExpression(pattern)).size();
+        };
+        QVERIFY2(row(uR"(^Kuma page +API +down +— +$)"_s) == 1, run.out.constData());
+        QVERIFY2(row(uR"(^Kuma page +NAS \{main\} +up +12\.0 ms +$)"_s) == 1, run.out.constData());
+        QVERIFY2(row(uR"(^Kuma metrics +API +down +— +$)"_s) == 1, run.out.constData());
+        QVERIFY2(row(uR"(^Kuma metrics +NAS \{main\} +up +12\.0 ms +$)"_s) == 1, run.out.constData());
+        QVERIFY2(row(uR"(^Kuma metrics +Backup +up )"_s) == 1, run.out.constData());
+        QCOMPARE(row(u"^Kuma page +Backup"_s), 0); // no real beat yet
+        QCOMPARE(lines.filter(u"Kuma "_s).size(), 5);
+
+        // The rows keep the monitors' ids as their keys, so layouts and history stay with them.
+        const Run json = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--json"_s});
+        QCOMPARE(json.exitCode, 2);
+        QStringList keys;
+        for (const QJsonValue &widget :
+             sourceNamed(QJsonDocument::fromJson(json.out).object(), u"Kuma page"_s).value(u"widgets"_s).toArray()) {
+            const QJsonObject service = widget.toObject().value(u"service"_s).toObject().value(u"_0"_s).toObject();
+            keys.append(service.value(u"id"_s).toString() + u'=' + service.value(u"name"_s).toString());
+        }
+        QCOMPARE(keys, (QStringList{u"10=NAS {main}"_s, u"4=API"_s}));
+    }
+
+    // A Beszel hub as PocketBase answers it: a token it does not accept lists nothing, and a drive the
+    // agent could not read has a temperature of 0.
+    void beszelHubAsPocketBaseAnswers()
+    {
+        QTemporaryDir dir;
+        LocalHttpServer hub;
+        hub.fallback([](const LocalHttpServer::Request &request) {
+            const bool accepted = request.head.contains("Authorization: Bearer good");
+            const QByteArray none = R"({"page":1,"perPage":200,"totalItems":0,"totalPages":0,"items":[]})";
+            if (request.path.startsWith("/api/collections/systems/records"))
+                return LocalHttpServer::Reply{
+                    .body = accepted ? QByteArray(R"({"page":1,"perPage":200,"totalItems":1,"totalPages":1,"items":[)"
+                                                  R"({"id":"abc123def456ghi","name":"nas01","status":"up",)"
+                                                  R"("info":{"cpu":3.2,"mp":41,"dp":77}}]})")
+                                     : none};
+            if (request.path.startsWith("/api/collections/smart_devices/records"))
+                return LocalHttpServer::Reply{
+                    .body = accepted ? QByteArray(R"({"items":[{"id":"a1b2c3d4e5","system":"abc123def456ghi",)"
+                                                  R"("name":"/dev/sda","temp":38},{"id":"f6g7h8i9j0",)"
+                                                  R"("system":"abc123def456ghi","name":"/dev/sdb","temp":0}]})")
+                                     : none};
+            return LocalHttpServer::Reply{.status = 404};
+        });
+        SourcesStore::save({BeszelConfig(QUuid::createUuid(), u"Hub"_s, hub.url(QString()), u"hub-token"_s),
+                            BeszelConfig(QUuid::createUuid(), u"Stale"_s, hub.url(QString()), u"stale-token"_s)},
+                           dir.path());
+        const QString secrets = dir.filePath(u"secrets.json"_s);
+        QFile f(secrets);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(R"({"hub-token":"good","stale-token":"expired"})");
+        f.close();
+        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+
+        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
+        QCOMPARE(run.exitCode, 1); // a failed poll is not a down host
+        const QStringList lines = QString::fromUtf8(run.out).split(u'\n');
+        const auto row = [&lines](const QString &pattern) {
+            return !lines.filter(QRegularExpression(pattern)).isEmpty();
+        };
+        QVERIFY2(row(uR"(^Hub +nas01 +up +— +cpu 3% · mem 41% · disk 77% · /dev/sda 38°C · /dev/sdb —$)"_s),
+                 run.out.constData());
+        QVERIFY2(row(uR"(^Stale +— +error +— +no systems visible — the token may be wrong or expired$)"_s),
+                 run.out.constData());
     }
 
     void exitStatusFollowsTheEstate_data()

@@ -375,6 +375,48 @@ private Q_SLOTS:
         QCOMPARE(orNone(form.credentialRef(fixedID)), TW_DATA(QString, name));
     }
 
+    // A test that connects and shows nothing names what to look at for the way in the saved source
+    // will take: the metrics page whenever the config carries a user and a secret.
+    void emptyTestHints_data()
+    {
+        QTest::addColumn<Type>("type");
+        QTest::addColumn<QString>("username");
+        QTest::addColumn<QString>("secret");
+        QTest::addColumn<bool>("stored");
+        QTest::addColumn<QString>("hint"); // the hint's last word, or <none>
+        QTest::newRow("kuma slug only") << Type::Kuma << QString() << QString() << false << u"check."_s;
+        QTest::newRow("kuma user with a typed key") << Type::Kuma << u"admin"_s << u"k"_s << false << u"up."_s;
+        QTest::newRow("kuma empty user with a stored key")
+            << Type::Kuma << QString() << QString() << true << u"check."_s;
+        QTest::newRow("kuma user with a stored key") << Type::Kuma << u"admin"_s << QString() << true << u"up."_s;
+        QTest::newRow("kuma user without a key reads the page")
+            << Type::Kuma << u"admin"_s << QString() << false << u"check."_s;
+        QTest::newRow("beszel") << Type::Beszel << QString() << u"t"_s << false << u"it."_s;
+        for (const Type type : {Type::GameServer,
+                                Type::HTTPPing,
+                                Type::TCPPort,
+                                Type::JSONWidget,
+                                Type::ICMPPing,
+                                Type::DNSRecord,
+                                Type::TLSCertificate})
+            QTest::newRow(qPrintable(toText(type))) << type << QString() << u"t"_s << false << none;
+    }
+    void emptyTestHints()
+    {
+        SourceFormState form = named(TW_DATA(Type, type));
+        form.baseURL = u"https://svc.lan"_s;
+        form.statusPageSlug = u"home"_s;
+        form.username = TW_DATA(QString, username);
+        form.secret = TW_DATA(QString, secret);
+        form.hasStoredSecret = TW_DATA(bool, stored);
+        const std::optional<QString> hint = form.emptyTestHint();
+        QCOMPARE(hint ? hint->split(u' ').last() : none, TW_DATA(QString, hint));
+        if (const auto config = form.makeConfig(fixedID); config && config->as<KumaConfig>()) {
+            const auto *kuma = config->as<KumaConfig>();
+            QCOMPARE(kuma->username && kuma->passwordRef, hint->contains(u"Uptime Kuma has monitors"_s));
+        }
+    }
+
     void makeConfigFields()
     {
         SourceFormState kuma = named(Type::Kuma);

@@ -46,8 +46,29 @@ private Q_SLOTS:
         QTest::newRow("escaped quote and backslash, newline escape kept as n")
             << u"monitor_status{monitor_name=\"say \\\"hi\\\" \\\\ \\n\"} 1\n"_s
             << Rows{row(u"say \"hi\" \\ n"_s, ServiceStatus::Up)};
-        QTest::newRow("brace inside an earlier label loses the line")
-            << u"monitor_status{monitor_type=\"}x\",monitor_name=\"a\"} 1\n"_s << Rows{};
+        QTest::newRow("brace inside an earlier label")
+            << u"monitor_status{monitor_type=\"}x\",monitor_name=\"a\"} 1\n"_s << Rows{row(u"a"_s, ServiceStatus::Up)};
+        // As Kuma 2.x writes them: tags and id first, the URL behind the name, nulls as text.
+        QTest::newRow("braces in the URL after the name keep a down monitor down")
+            << u"monitor_response_time{Production=\"Production\",monitor_id=\"4\",monitor_name=\"API\",monitor_type="
+               "\"http\",monitor_url=\"http://api.lan/v1/{tenant}/health\",monitor_hostname=\"null\",monitor_port="
+               "\"null\"} 48\n"
+               "monitor_status{Production=\"Production\",monitor_id=\"4\",monitor_name=\"API\",monitor_type=\"http\","
+               "monitor_url=\"http://api.lan/v1/{tenant}/health\",monitor_hostname=\"null\",monitor_port=\"null\"} 0\n"_s
+            << Rows{row(u"API"_s, ServiceStatus::Down, 48)};
+        QTest::newRow("brace in a name")
+            << u"monitor_status{monitor_id=\"5\",monitor_name=\"Grafana {prod}\",monitor_url=\"https://g\"} 1\n"_s
+            << Rows{row(u"Grafana {prod}"_s, ServiceStatus::Up)};
+        QTest::newRow("escaped quotes around a brace") << u"monitor_status{monitor_name=\"say \\\"}\\\" ok\"} 2\n"_s
+                                                       << Rows{row(u"say \"}\" ok"_s, ServiceStatus::Warn)};
+        QTest::newRow("escaped backslash closes the value before a brace")
+            << u"monitor_status{monitor_name=\"C:\\\\\",monitor_url=\"http://x/{a}\"} 0\n"_s
+            << Rows{row(u"C:\\"_s, ServiceStatus::Down)};
+        QTest::newRow("newline escape before a brace")
+            << u"monitor_status{monitor_name=\"a\\n}\"} 1\n"_s << Rows{row(u"an}"_s, ServiceStatus::Up)};
+        QTest::newRow("a quote never closed loses the line")
+            << u"monitor_status{monitor_name=\"a} 1\nmonitor_status{monitor_name=\"b\"} 1\n"_s
+            << Rows{row(u"b"_s, ServiceStatus::Up)};
         QTest::newRow("tags and id before the name, timestamp after the value")
             << u"monitor_status{tag=\"prod\",monitor_id=\"4\",monitor_name=\"api\",monitor_url=\"https://x\"} 1 1700000000\n"_s
             << Rows{row(u"api"_s, ServiceStatus::Up)};

@@ -1,19 +1,26 @@
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "kit/monitor/ProviderError.h"
 #include "kit/monitor/ProviderRegistry.h"
+#include "kit/providers/BeszelProvider.h"
 #include "kit/providers/KumaProvider.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/Await.h"
+#include "support/KumaPeer.h"
 #include "support/LocalHttpServer.h"
 #include "support/TestData.h"
 
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTest>
 
 using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+
+Q_DECLARE_METATYPE(QList<KumaPeer::Monitor>)
 
 namespace {
 
@@ -49,6 +56,25 @@ const QByteArray metricsPage = "# HELP monitor_status Monitor Status\n"
                                "monitor_status{monitor_id=\"1\",monitor_name=\"Plex\"} 1\n"
                                "monitor_response_time{monitor_id=\"1\",monitor_name=\"Plex\"} 21\n"
                                "monitor_status{monitor_id=\"2\",monitor_name=\"NAS \\\"main\\\"\"} 0\n";
+
+// "id name status latency" of each service row, for tables.
+QStringList describe(const QList<WidgetData> &widgets)
+{
+    QStringList rows;
+    for (const WidgetData &widget : widgets) {
+        const auto row = std::get<ServiceRow>(widget.payload);
+        rows.append(u"%1 %2 %3 %4"_s.arg(row.id,
+                                         row.name,
+                                         toText(row.status),
+                                         row.latencyMs ? QString::number(*row.latencyMs) : u"-"_s));
+    }
+    return rows;
+}
+
+QJsonArray beats(const char *json)
+{
+    return QJsonDocument::fromJson(json).array();
+}
 
 KumaConfig kuma(const LocalHttpServer &server, std::optional<QString> user, std::optional<QString> slug)
 {
@@ -91,13 +117,15 @@ private Q_SLOTS:
         const QString rejected = QString::fromUtf8(KumaProvider::rejectedText);
         QTest::newRow("rejected, no slug")
             << u"admin"_s << QString() << 401 << rejected << QStringList{u"/metrics"_s} << 0;
-        QTest::newRow("rejected, slug: two requests")
+        QTest::newRow("rejected, slug: the status page after metrics")
             << u"admin"_s << u"home/lab"_s << 403 << QString()
-            << QStringList{u"/metrics"_s, u"/api/status-page/heartbeat/home%2Flab"_s} << 2;
+            << QStringList{u"/api/status-page/heartbeat/home%2Flab"_s, u"/api/status-page/home%2Flab"_s, u"/metrics"_s}
+            << 2;
         QTest::newRow("server error does not fall back")
             << u"admin"_s << u"home"_s << 503 << u"HTTP 503"_s << QStringList{u"/metrics"_s} << 0;
         QTest::newRow("no credentials: status page only")
-            << QString() << u"home"_s << 200 << QString() << QStringList{u"/api/status-page/heartbeat/home"_s} << 2;
+            << QString() << u"home"_s << 200 << QString()
+            << QStringList{u"/api/status-page/heartbeat/home"_s, u"/api/status-page/home"_s} << 2;
         QTest::newRow("neither") << QString() << QString() << 200 << u"kuma needs credentials or a status page slug"_s
                                  << QStringList{} << 0;
     }
@@ -127,13 +155,85 @@ private Q_SLOTS:
         QStringList paths;
         for (const auto &request : server.requests())
             paths.append(QString::fromLatin1(request.path));
+        paths.sort(); // the status page's two requests go out together
         QCOMPARE(paths, TW_DATA(QStringList, paths));
         QCOMPARE(outcome.widgets.size(), TW_DATA(int, rows));
         if (outcome.widgets.size() == 2) {
-            // Identifiers sorted as text, the negative ping dropped, the empty list skipped.
+            // Identifiers sorted as text, the negative ping dropped, the empty list skipped; without
+            // the page's monitor list (404 here) each row is named by its id.
             QCOMPARE(outcome.widgets[0], WidgetData(ServiceRow{u"10"_s, u"10"_s, ServiceStatus::Down, {}, {}}));
             QCOMPARE(outcome.widgets[1], WidgetData(ServiceRow{u"9"_s, u"9"_s, ServiceStatus::Up, 12.0, {}}));
         }
+    }
+
+    // Status pages as Kuma 1.x and 2.x serve them: 2.x fills the empty buckets of its heartbeat bar
+    // with 0 or a null status, the last element included.
+    void kumaStatusPage_data()
+    {
+        using Monitor = KumaPeer::Monitor;
+        QTest::addColumn<int>("version");
+        QTest::addColumn<QList<Monitor>>("monitors");
+        QTest::addColumn<QString>("slug"); // as configured
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<QString>("failure");
+        const QList<Monitor> buckets{
+            {.id = 4,
+             .name = u"API"_s,
+             .beats = beats(R"([0,{"status":1,"time":"t","msg":"","ping":null},{"status":0,"time":"t","msg":"",)"
+                            R"("ping":null},{"status":null},0])")},
+            {.id = 10, .name = u"NAS \"main\""_s, .beats = beats(R"([{"status":1,"ping":12},{"status":2},0])")},
+            {.id = 7, .name = u"Backup"_s, .beats = beats(R"([0,0,{"status":null}])")},
+            {.id = 9, .name = u"Odd"_s, .beats = beats(R"([{"status":1},{"status":1.5},{"status":"0"},[],null])")},
+        };
+        QTest::newRow("2.x buckets: the last real beat, named")
+            << 2 << buckets << u"Home"_s << QStringList{u"10 NAS \"main\" warn -"_s, u"4 API down -"_s, u"9 Odd up -"_s}
+            << QString();
+        const QList<Monitor> plain{
+            {.id = 3, .name = u"Plex"_s, .beats = beats(R"([{"status":0},{"status":1,"ping":21}])")},
+            {.id = 5, .name = u"Wiki"_s, .beats = beats(R"([{"status":9,"ping":-1}])")},
+            {.id = 6, .name = u"Fresh"_s, .beats = beats("[]")}};
+        QTest::newRow("1.x beats") << 1 << plain << u"home"_s << QStringList{u"3 Plex up 21"_s, u"5 Wiki unknown -"_s}
+                                   << QString();
+        QTest::newRow("1.x mistyped slug")
+            << 1 << plain << u"hmoe"_s << QStringList{} << u"status page 'hmoe' lists no monitors — check the slug"_s;
+        QTest::newRow("2.x mistyped slug") << 2 << plain << u"hmoe"_s << QStringList{} << u"HTTP 403"_s;
+        QTest::newRow("a monitor without a name keeps its id")
+            << 2 << QList<Monitor>{{.id = 8, .name = QString(), .beats = beats(R"([{"status":1}])")}} << u"home"_s
+            << QStringList{u"8 8 up -"_s} << QString();
+    }
+    void kumaStatusPage()
+    {
+        QFETCH(QList<KumaPeer::Monitor>, monitors);
+        KumaPeer peer(TW_DATA(int, version) == 1 ? KumaPeer::Version::V1 : KumaPeer::Version::V2, u"home"_s, monitors);
+        KumaConfig config(QUuid::createUuid(), u"Kuma"_s, peer.url());
+        config.statusPageSlug = TW_DATA(QString, slug);
+        const Outcome outcome = poll(config);
+        QCOMPARE(outcome.failure, TW_DATA(QString, failure));
+        QCOMPARE(describe(outcome.widgets), TW_DATA(QStringList, rows));
+        for (const auto &request : peer.server().requests())
+            QVERIFY(header(request, "Authorization").isEmpty());
+    }
+
+    // The names are a courtesy: a page that cannot give them leaves the ids, and a heartbeat list
+    // that fails takes the names' request down with it rather than waiting for its deadline.
+    void kumaNamesRequestNeverHoldsThePoll()
+    {
+        LocalHttpServer server;
+        server.route("/api/status-page/heartbeat/home", {.body = R"({"heartbeatList":{"4":[{"status":1}]}})"});
+        server.route("/api/status-page/home", {.status = 500});
+        KumaConfig config(QUuid::createUuid(), u"Kuma"_s, server.url(u"/"_s));
+        config.statusPageSlug = u"home"_s;
+        QCOMPARE(describe(poll(config).widgets), QStringList{u"4 4 up -"_s});
+
+        server.route("/api/status-page/home", {.body = "<html>Uptime Kuma</html>"});
+        QCOMPARE(describe(poll(config).widgets), QStringList{u"4 4 up -"_s});
+
+        server.route("/api/status-page/heartbeat/home", {.status = 503});
+        server.route("/api/status-page/home", {.silent = true});
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(poll(config).failure, u"HTTP 503"_s);
+        QVERIFY2(clock.elapsed() < 5000, qPrintable(QString::number(clock.elapsed())));
     }
 
     void kumaMissingSecretAndBadURL()
@@ -165,7 +265,7 @@ private Q_SLOTS:
             "/api/collections/smart_devices/records?perPage=200",
             {.status = drivesStatus,
              .body =
-                 R"({"items":[{"system":"s1","temp":38,"name":"sda"},{"system":"s1","temp":52.5},{"system":"gone","temp":40},{"system":"s2","temp":"hot"}]})"});
+                 R"({"items":[{"system":"s1","temp":38,"name":"sda"},{"system":"s1","temp":52.5},{"system":"gone","temp":40},{"system":"s2","temp":"hot"},{"system":"s2","temp":0,"name":"/dev/sdb"}]})"});
         BeszelConfig config(QUuid::createUuid(), u"Beszel"_s, server.url(u"//"_s), u"beszel-token"_s);
         const Outcome outcome = poll(config, {{u"beszel-token"_s, u"tok"_s}});
         QVERIFY2(outcome.failure.isEmpty(), qPrintable(outcome.failure));
@@ -184,6 +284,11 @@ private Q_SLOTS:
         QCOMPARE(host(1).status, ServiceStatus::Unknown);
         QCOMPARE(host(1).cpuPct, std::nullopt); // text, not a number
         QCOMPARE(host(1).memPct, 5.0); // info given as JSON text
+        // A drive the agent could not read stays listed, with no reading.
+        if (!host(0).temps.isEmpty()) {
+            QCOMPARE(host(1).temps, (QList<DriveTemp>{{u"/dev/sdb"_s, 0}}));
+            QCOMPARE(host(1).temps.first().reading(), std::nullopt);
+        }
         QCOMPARE(host(2).name, u"unknown"_s);
         QCOMPARE(host(2).status, ServiceStatus::Down);
         for (const auto &request : server.requests())
@@ -198,11 +303,47 @@ private Q_SLOTS:
         BeszelConfig config(QUuid::createUuid(), u"Beszel"_s, server.url(QString()), u"beszel-token"_s);
         QCOMPARE(poll(config).failure, u"missing credential: beszel-token"_s);
         QCOMPARE(poll(config, {{u"beszel-token"_s, u"t"_s}}).failure, u"HTTP 401"_s);
-        // A wrong token on a real hub reads as an empty list: a hub with no systems.
-        server.route("/api/collections/systems/records?perPage=200", {.body = R"({"items":[]})"});
-        const Outcome empty = poll(config, {{u"beszel-token"_s, u"t"_s}});
-        QVERIFY(empty.failure.isEmpty());
-        QVERIFY(empty.widgets.isEmpty());
+    }
+
+    // PocketBase reads a token it does not accept as no token at all, and its list rules then filter
+    // every record away: 200 with no items, for the systems and the drives alike.
+    void beszelTokenTheHubDoesNotAccept_data()
+    {
+        QTest::addColumn<QString>("token");
+        QTest::addColumn<QByteArray>("systemsBody"); // what the hub holds for the right token
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<int>("hosts");
+        const QByteArray one =
+            R"({"page":1,"perPage":200,"totalItems":1,"totalPages":1,"items":[{"id":"abc123def456ghi",)"
+            R"("name":"nas01","status":"up","host":"10.0.0.2","info":{"cpu":3}}]})";
+        const QString noSystems = QString::fromUtf8(BeszelProvider::noSystemsText);
+        QTest::newRow("right token") << u"good"_s << one << QString() << 1;
+        QTest::newRow("wrong or expired token") << u"stale"_s << one << noSystems << 0;
+        QTest::newRow("a hub with no systems reads the same")
+            << u"good"_s << QByteArray(R"({"page":1,"perPage":200,"totalItems":0,"totalPages":0,"items":[]})")
+            << noSystems << 0;
+        QTest::newRow("a page that is not the hub's list is no failure")
+            << u"good"_s << QByteArray("<html>Sign in</html>") << QString() << 0;
+    }
+    void beszelTokenTheHubDoesNotAccept()
+    {
+        const QByteArray systems = TW_DATA(QByteArray, systemsBody);
+        LocalHttpServer server;
+        server.fallback([systems](const LocalHttpServer::Request &request) {
+            const bool accepted = header(request, "Authorization") == "Bearer good";
+            if (request.path.startsWith("/api/collections/systems/records"))
+                return LocalHttpServer::Reply{
+                    .body = accepted
+                        ? systems
+                        : QByteArray(R"({"page":1,"perPage":200,"totalItems":0,"totalPages":0,"items":[]})")};
+            return LocalHttpServer::Reply{.status = 404,
+                                          .body =
+                                              R"({"data":{},"message":"Missing collection context.","status":404})"};
+        });
+        BeszelConfig config(QUuid::createUuid(), u"Beszel"_s, server.url(QString()), u"beszel-token"_s);
+        const Outcome outcome = poll(config, {{u"beszel-token"_s, TW_DATA(QString, token)}});
+        QCOMPARE(outcome.failure, TW_DATA(QString, failure));
+        QCOMPARE(outcome.widgets.size(), TW_DATA(int, hosts));
     }
 
     void jsonWidget()
