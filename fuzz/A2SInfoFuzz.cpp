@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return n && *n >= 0 && *n <= 255;
     };
     if (!byteCount(plain->playersCurrent) || !byteCount(plain->playersMax) || !plain->playerNames.isEmpty()
-        || plain->detail.toUtf8().size() > bytes.size() - 19)
+        || plain->detail.size() > bytes.size() - 19)
         std::abort();
     if (keyed->detail != plain->detail || !keyed->playerNames.isEmpty() || !keyed->playersCurrent
         || *keyed->playersCurrent < 0 || !keyed->playersMax || *keyed->playersMax < 0)

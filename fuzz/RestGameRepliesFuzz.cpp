@@ -1,6 +1,8 @@
 // Feeds arbitrary bodies to the Palworld, FiveM and TShock readers, through the same JSON step the
 // engines use. Up to three bodies per input, split at NUL bytes. A reader may only refuse with
-// "malformed reply", and only when none of its bodies was usable; names are never empty.
+// "malformed reply", and only when none of its bodies was usable, or, for TShock, when the reply's
+// own status is not 200; names are never empty.
+#include "kit/games/LooseJson.h"
 #include "kit/games/RestGameParsers.h"
 #include "kit/monitor/ProviderError.h"
 
@@ -56,6 +58,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             std::abort();
         return facts;
     });
+    const QJsonValue status = a ? a->value(QLatin1String("status")) : QJsonValue(QJsonValue::Undefined);
+    if (!status.isUndefined() && !status.isNull() && LooseJson::intValue(status) != 200) {
+        try {
+            RestGames::parseTShock(a);
+            std::abort();
+        } catch (const ProviderError &) { }
+        return 0;
+    }
     expectFactsOrMalformed(a.has_value(), [&] { return RestGames::parseTShock(a); });
     return 0;
 }

@@ -50,7 +50,9 @@ A2SResponder::Info A2SResponder::valheimInfo()
 
 A2SResponder::Info A2SResponder::rustInfo()
 {
-    // The byte counts stop at 255; the keywords carry the real ones.
+    // As a Rust server of 280 players out of 300 answers: the count bytes stop at 255, the real
+    // counts stand in its keywords (compressed the way the server writes them), and its version
+    // text is the network protocol number.
     return {.name = "Tidewatch Rust | Monthly",
             .map = "Procedural Map",
             .folder = "rust",
@@ -58,9 +60,9 @@ A2SResponder::Info A2SResponder::rustInfo()
             .appID = 0,
             .players = 255,
             .maxPlayers = 255,
-            .version = "2531",
-            .keywords = "born1763800000,mp500,cp300,qp12,ptrak,h5f7c2a1e,stok,cs42,gmrust,v2531",
-            .steamID = false};
+            .version = "2583",
+            .keywords = "mp300,cp280,ptrak,qp0,$reu1,v2583,^w,^v,^e,EU,born1763800000,gmrust,cs123128,^o^z",
+            .steamID = true};
 }
 
 A2SResponder::Info A2SResponder::cs2Info()

@@ -47,7 +47,7 @@ public:
 
     // Servers as the games' own send them.
     static Info valheimInfo();
-    static Info rustInfo(); // counts above 255 in its keywords
+    static Info rustInfo(); // 280 of 300 players, counts above 255 only in its keywords
     static Info cs2Info();
     static QList<Player> cs2Players(); // nameless, as Counter-Strike 2 keeps them
 

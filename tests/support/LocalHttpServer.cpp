@@ -1,26 +1,80 @@
 #include "LocalHttpServer.h"
 
+#include "support/LocalTlsServer.h"
+
 #include <QPointer>
+#include <QSslConfiguration>
+#include <QSslServer>
 #include <QTcpSocket>
 #include <QTimer>
+
+#include <sys/socket.h>
 
 namespace tw::test {
 
 LocalHttpServer::LocalHttpServer()
+    : m_server(std::make_unique<QTcpServer>())
 {
-    m_server.listen(QHostAddress::LocalHost, 0);
-    connect(&m_server, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-            socket->setParent(this);
-            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { serve(socket); });
-            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-        }
+    m_server->listen(QHostAddress::LocalHost, 0);
+    connect(m_server.get(), &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server->nextPendingConnection())
+            accept(socket);
     });
+}
+
+LocalHttpServer::LocalHttpServer(const TestCertificate &certificate)
+    : m_tls(true)
+{
+    auto server = std::make_unique<QSslServer>();
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificate(certificate.certificate);
+    configuration.setPrivateKey(certificate.key);
+    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    server->setSslConfiguration(configuration);
+    // A TLS connection is handed over once its handshake is done.
+    connect(server.get(), &QSslServer::pendingConnectionAvailable, this, [this] {
+        while (QTcpSocket *socket = m_server->nextPendingConnection())
+            accept(socket);
+    });
+    m_server = std::move(server);
+    m_server->listen(QHostAddress::LocalHost, 0);
+}
+
+void LocalHttpServer::accept(QTcpSocket *socket)
+{
+    socket->setParent(this);
+    connect(socket, &QTcpSocket::readyRead, this, [this, socket] { serve(socket); });
+    connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
 }
 
 QString LocalHttpServer::url(const QString &path) const
 {
-    return QStringLiteral("http://127.0.0.1:%1%2").arg(m_server.serverPort()).arg(path);
+    return QStringLiteral("%1://127.0.0.1:%2%3")
+        .arg(m_tls ? QStringLiteral("https") : QStringLiteral("http"))
+        .arg(m_server->serverPort())
+        .arg(path);
+}
+
+void LocalHttpServer::reset(QTcpSocket *socket)
+{
+    const linger hard{1, 0};
+    ::setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    socket->abort();
+}
+
+void LocalHttpServer::tunnel(QTcpSocket *socket)
+{
+    // From here on the connection carries someone else's bytes both ways.
+    disconnect(socket, &QTcpSocket::readyRead, this, nullptr);
+    auto *upstream = new QTcpSocket(socket);
+    connect(upstream, &QTcpSocket::connected, socket, [socket] {
+        socket->write("HTTP/1.1 200 Connection established\r\n\r\n");
+    });
+    connect(upstream, &QTcpSocket::readyRead, socket, [socket, upstream] { socket->write(upstream->readAll()); });
+    connect(socket, &QTcpSocket::readyRead, upstream, [socket, upstream] { upstream->write(socket->readAll()); });
+    connect(upstream, &QTcpSocket::disconnected, socket, [socket] { socket->disconnectFromHost(); });
+    connect(socket, &QTcpSocket::disconnected, upstream, [upstream] { upstream->disconnectFromHost(); });
+    upstream->connectToHost(QHostAddress::LocalHost, m_tunnelPort);
 }
 
 void LocalHttpServer::serve(QTcpSocket *socket)
@@ -48,6 +102,10 @@ void LocalHttpServer::serve(QTcpSocket *socket)
     request.body = buffer.mid(end + 4, length);
     socket->setProperty("buffer", buffer.mid(end + 4 + length));
     m_requests.append(request);
+    if (request.method == "CONNECT" && m_tunnelPort != 0) {
+        tunnel(socket);
+        return;
+    }
 
     Reply reply;
     if (m_routes.contains(request.path))
@@ -87,22 +145,39 @@ void LocalHttpServer::answer(QTcpSocket *socket, const Reply &reply)
     QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + " Status\r\n";
     for (const auto &[name, value] : reply.headers)
         head += name + ": " + value + "\r\n";
-    head += "Content-Length: " + QByteArray::number(body.size()) + "\r\n\r\n";
-    socket->write(head);
-    if (reply.trickleMs <= 0) {
-        socket->write(body);
+    if (!reply.noLength)
+        head += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
+    head += "\r\n";
+    if (reply.noLength) {
+        socket->write(head + body);
+        socket->flush();
+        // The bytes reach the client before the connection ends, as they would from a server that
+        // wrote its reply and then died.
+        QTimer::singleShot(50, socket, [socket, resetAtEnd = reply.resetAtEnd] {
+            if (resetAtEnd)
+                reset(socket);
+            else
+                socket->disconnectFromHost();
+        });
         return;
     }
-    // One byte per tick until the body is out or the client went away.
+    if (reply.trickleMs <= 0) {
+        socket->write(head + body);
+        return;
+    }
+    // One byte per tick until the reply is out or the client went away.
+    const QByteArray trickled = reply.trickleHead ? head + body : body;
+    if (!reply.trickleHead)
+        socket->write(head);
     auto *timer = new QTimer(socket);
     auto sent = std::make_shared<qsizetype>(0);
     QPointer<QTcpSocket> guard(socket);
-    connect(timer, &QTimer::timeout, socket, [guard, timer, body, sent] {
-        if (!guard || *sent >= body.size()) {
+    connect(timer, &QTimer::timeout, socket, [guard, timer, trickled, sent] {
+        if (!guard || *sent >= trickled.size()) {
             timer->stop();
             return;
         }
-        guard->write(body.mid((*sent)++, 1));
+        guard->write(trickled.mid((*sent)++, 1));
     });
     timer->start(reply.trickleMs);
 }

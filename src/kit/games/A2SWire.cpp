@@ -36,27 +36,25 @@ public:
             return std::nullopt;
         return quint8(m_bytes.at(m_at++));
     }
-    // A text ended by 00 inside the reply, in strict UTF-8.
+    // A text ended by 00 inside the reply. Old servers send Latin-1 or cut a name in the middle of
+    // a character: what does not decode becomes U+FFFD, as qstat and gamedig show it, rather than
+    // costing the reply.
     std::optional<QString> text()
     {
         const qsizetype end = m_bytes.indexOf('\0', m_at);
         if (end < 0)
             return std::nullopt;
-        const std::optional<QString> decoded = decodeUtf8(QByteArrayView(m_bytes).sliced(m_at, end - m_at));
-        if (decoded)
-            m_at = end + 1;
+        const QString decoded = decodeLenient(QByteArrayView(m_bytes).sliced(m_at, end - m_at));
+        m_at = end + 1;
         return decoded;
     }
 
-    static std::optional<QString> decodeUtf8(QByteArrayView bytes)
+    static QString decodeLenient(QByteArrayView bytes)
     {
         // A leading byte-order mark is part of the text, not an instruction to drop it.
         auto decode = QStringDecoder(QStringDecoder::Utf8,
                                      QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
-        QString decoded = decode(bytes);
-        if (decode.hasError())
-            return std::nullopt;
-        return decoded;
+        return decode(bytes);
     }
 
 private:
@@ -64,8 +62,11 @@ private:
     qsizetype m_at = 0;
 };
 
+// The extra-data flags follow the version text; each flag adds its field, in this order.
 std::optional<QString> readKeywords(Reader &reader)
 {
+    if (!reader.text()) // version
+        return std::nullopt;
     const std::optional<quint8> flags = reader.byte();
     if (!flags)
         return std::nullopt;
@@ -152,9 +153,8 @@ std::optional<GameFacts> parseInfo(const QByteArray &reply, bool countsInKeyword
     facts.detail = *name;
     if (!countsInKeywords)
         return facts;
-    // The extra-data flags are taken from where the version text begins, without stepping over it.
-    // This is deliberate: the counts every known server yields this way are relied on, and a
-    // keyword that cannot be found leaves the info counts standing. Do not "correct" the offset.
+    // Rust counts above 255 only in its keywords ("mp300,cp280,…"); a keyword field that is missing
+    // or cut short leaves the info counts standing.
     if (const std::optional<QString> keywords = readKeywords(reader)) {
         const KeywordCounts counts = parseKeywordCounts(*keywords);
         if (counts.current)
@@ -179,12 +179,10 @@ std::optional<QStringList> parsePlayers(const QByteArray &reply)
         const qsizetype end = reply.indexOf('\0', nameStart);
         if (end < 0)
             break;
-        const std::optional<QString> name =
-            Reader::decodeUtf8(QByteArrayView(reply).sliced(nameStart, end - nameStart));
         // Score and duration follow the name; an entry without them is cut off, not kept.
-        if (!name || reply.size() - end < 9)
+        if (reply.size() - end < 9)
             break;
-        names.append(*name);
+        names.append(Reader::decodeLenient(QByteArrayView(reply).sliced(nameStart, end - nameStart)));
         at = end + 9;
     }
     return names;

@@ -11,6 +11,42 @@ using namespace Qt::StringLiterals;
 
 namespace tw::MinecraftSLP {
 
+namespace {
+
+const QString nilUUID = u"00000000-0000-0000-0000-000000000000"_s;
+
+// The text of a chat component: a plain string, or an object's "text" followed by its "extra"
+// parts (strings or components) in order. Deeper than any server nests is cut off.
+QString componentText(const QJsonValue &component, int depth = 0)
+{
+    if (component.isString())
+        return component.toString();
+    if (!component.isObject() || depth > 32)
+        return {};
+    const QJsonObject object = component.toObject();
+    QString text = object.value(u"text"_s).toString();
+    for (const QJsonValue &part : object.value(u"extra"_s).toArray())
+        text += componentText(part, depth + 1);
+    return text;
+}
+
+} // namespace
+
+QString stripFormatting(const QString &text)
+{
+    QString plain;
+    plain.reserve(text.size());
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        if (text.at(at) == u'\u00A7') {
+            ++at; // the code after it; a sign at the very end goes alone
+            continue;
+        }
+        plain.append(text.at(at));
+    }
+    // A message of the day runs over two lines; the row has one.
+    return plain.simplified();
+}
+
 bool wantsSRV(const QString &host, quint16 port)
 {
     return port == 25565 && isSRVEligibleHost(host) && !host.toLower().endsWith(u".local"_s);
@@ -83,9 +119,20 @@ std::optional<GameFacts> parseStatus(const QByteArray &json)
     // The sample counts only as a list of objects; one stray entry voids it.
     const QJsonValue sample = players.value(u"sample"_s);
     const QJsonArray list = sample.toArray();
-    if (sample.isArray() && std::all_of(list.begin(), list.end(), [](const QJsonValue &v) { return v.isObject(); }))
-        facts.playerNames = LooseJson::playerNames(sample);
-    facts.detail = LooseJson::stringValue(version.value(u"name"_s)).value_or(QString());
+    if (sample.isArray() && std::all_of(list.begin(), list.end(), [](const QJsonValue &v) { return v.isObject(); })) {
+        // Servers fill the hover list with lines of text under the nil UUID; those are no players.
+        QJsonArray realPlayers;
+        for (const QJsonValue &entry : list) {
+            if (entry.toObject().value(u"id"_s).toString() != nilUUID)
+                realPlayers.append(entry);
+        }
+        facts.playerNames = LooseJson::playerNames(realPlayers);
+    }
+    // The version, as Bedrock's, with the message of the day where there is none; both without
+    // their colour and style codes.
+    facts.detail = stripFormatting(version.value(u"name"_s).toString());
+    if (facts.detail.isEmpty())
+        facts.detail = stripFormatting(componentText(root.value(u"description"_s)));
     return facts;
 }
 

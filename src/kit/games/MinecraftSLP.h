@@ -26,6 +26,9 @@ bool wantsSRV(const QString &host, quint16 port);
 // Where to connect: the SRV record's target when there is one, else what the user gave.
 QCoro::Task<Target> resolveTarget(QString host, quint16 port, std::shared_ptr<SRVResolver> resolver, StopToken stop);
 
+// The text without its "§" colour and style codes, on one line.
+QString stripFormatting(const QString &text);
+
 QByteArray encodeVarInt(quint64 value);
 QByteArray encodeStatusRequest(const QString &host, quint16 port);
 // Throws ProviderError "varint too long" after five bytes.

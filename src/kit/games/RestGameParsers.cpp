@@ -102,7 +102,15 @@ GameFacts parseFiveM(const std::optional<QJsonObject> &info, const std::optional
                                    LooseJson::intValue(vars.value(u"sv_maxclients"_s)));
     }
     if (players) {
-        facts.playerNames = LooseJson::playerNames(*players);
+        // Without the players token FXServer lists each player as {"id":0,"name":"Player"}: the
+        // count is right, the names are not. A real player always has a server id.
+        for (const QJsonValue &entry : *players) {
+            const QJsonObject player = entry.toObject();
+            const std::optional<QString> name = LooseJson::stringValue(player.value(u"name"_s));
+            const bool placeholder = LooseJson::intValue(player.value(u"id"_s)) == 0 && name == u"Player"_s;
+            if (name && !placeholder)
+                facts.playerNames.append(*name);
+        }
         facts.playersCurrent = players->size();
     }
     return facts;
@@ -112,6 +120,19 @@ GameFacts parseTShock(const std::optional<QJsonObject> &status)
 {
     if (!status)
         throw malformed();
+    // TShock 4 answers every request with HTTP 200 and puts its own status in the body.
+    const QJsonValue code = status->value(u"status"_s);
+    const std::optional<qint64> statusCode = LooseJson::intValue(code);
+    if (!code.isUndefined() && !code.isNull() && statusCode != 200) {
+        const QString text = firstOf(LooseJson::stringValue(status->value(u"error"_s)),
+                                     LooseJson::stringValue(status->value(u"response"_s)))
+                                 .value_or(u"TShock answered status %1"_s.arg(
+                                     code.isString() ? code.toString() : QString::number(code.toDouble())));
+        // A token refused is the user's to repair, like the 401 and 403 of later versions.
+        if (statusCode == 401 || statusCode == 403)
+            throw ProviderError::misconfigured(text);
+        throw ProviderError::upstream(text);
+    }
     GameFacts facts;
     const std::optional<QJsonArray> list = objectList(status->value(u"players"_s));
     if (list) {

@@ -23,9 +23,11 @@ std::optional<QJsonArray> objectListReply(const std::optional<QByteArray> &body)
 GameFacts parsePalworld(const std::optional<QJsonObject> &info,
                         const std::optional<QJsonObject> &players,
                         const std::optional<QJsonObject> &metrics);
-// The replies of /info.json and /players.json; fails as above when both are missing.
+// The replies of /info.json and /players.json; fails as above when both are missing. The
+// placeholder entries served without the players token count, but give no names.
 GameFacts parseFiveM(const std::optional<QJsonObject> &info, const std::optional<QJsonArray> &players);
-// The reply of /v2/server/status?players=true; fails as above when it is missing.
+// The reply of /v2/server/status?players=true; fails as above when it is missing, and with the
+// server's own error text when the body's "status" is not 200 (misconfigured for 401 and 403).
 GameFacts parseTShock(const std::optional<QJsonObject> &status);
 
 } // namespace tw::RestGames

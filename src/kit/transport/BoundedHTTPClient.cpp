@@ -5,6 +5,7 @@
 #include "kit/transport/ConnectionSlots.h"
 #include "kit/transport/HTTPReplyParser.h"
 #include "kit/transport/HostLookup.h"
+#include "kit/transport/PeerResetWatch.h"
 #include "kit/transport/TransportError.h"
 #include "kit/transport/Wakeup.h"
 
@@ -14,6 +15,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>
 #include <QNetworkReply>
+#include <QSslSocket>
 #include <QTcpSocket>
 
 using namespace Qt::StringLiterals;
@@ -23,6 +25,16 @@ namespace tw {
 namespace {
 
 enum Reason { Progress = 1, Finished, Stopped, Granted };
+
+bool isHttps(const QUrl &url)
+{
+    return url.scheme() == u"https"_s;
+}
+
+quint16 portOf(const QUrl &url)
+{
+    return quint16(url.port(isHttps(url) ? 443 : 80));
+}
 
 // The request as it goes on the wire. The connection closes after the reply, as the server and
 // Tidewatch both expect of a check that runs once a minute.
@@ -37,7 +49,7 @@ QByteArray requestBytes(const HTTPRequest &request)
     QByteArray host = url.host(QUrl::FullyEncoded).toLatin1();
     if (host.contains(':'))
         host = '[' + host + ']';
-    if (url.port() != -1 && url.port() != 80)
+    if (url.port() != -1 && url.port() != (isHttps(url) ? 443 : 80))
         host += ':' + QByteArray::number(url.port());
     QByteArray bytes = request.method + ' ' + target + " HTTP/1.1\r\nHost: " + host + "\r\n";
     bool hasAccept = false;
@@ -71,11 +83,27 @@ struct DeleteLater
 // instead of filling memory first.
 constexpr qint64 readAhead = 64 * 1024;
 
+// The parent of every client's network manager. A manager keeps its connections on a thread of its
+// own and closes them when it goes; an https connection closed while the application object is
+// already being torn down starts up the TLS backend again, which then finds no application to
+// attach to and says so on the terminal ("QObject::connect(QObject, Unknown): invalid nullptr
+// parameter"). So the managers go while the application still stands: its post routines run
+// before it lets go of itself.
+QObject *managerOwner()
+{
+    static QObject *owner = [] {
+        auto *made = new QObject;
+        qAddPostRoutine([] { delete managerOwner(); });
+        return made;
+    }();
+    return owner;
+}
+
 } // namespace
 
 BoundedHTTPClient::BoundedHTTPClient(Limits limits)
     : m_limits(limits)
-    , m_manager(new QNetworkAccessManager(QCoreApplication::instance()))
+    , m_manager(new QNetworkAccessManager(managerOwner()))
     , m_slots(std::make_shared<ConnectionSlots>())
 {
     m_manager->setCache(nullptr);
@@ -109,7 +137,7 @@ QString BoundedHTTPClient::deadlineText(double seconds)
 
 bool BoundedHTTPClient::speaksDirectly(const QUrl &url)
 {
-    if (url.scheme() != u"http"_s || url.host().isEmpty())
+    if ((url.scheme() != u"http"_s && !isHttps(url)) || url.host().isEmpty())
         return false;
     // Exactly the question Qt's network manager asks before it connects.
     const QList<QNetworkProxy> proxies = QNetworkProxyFactory::proxyForQuery(QNetworkProxyQuery(url));
@@ -125,7 +153,9 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken
     QElapsedTimer clock;
     clock.start();
     const qint64 deadlineMs = qint64(limits.deadlineSeconds * 1000.0);
-    const QString key = request.url.host() + u':' + QString::number(request.url.port(80));
+    const bool tls = isHttps(request.url);
+    const quint16 port = portOf(request.url);
+    const QString key = request.url.scheme() + u"://"_s + request.url.host() + u':' + QString::number(port);
     // Waiting for a slot is part of the exchange's time, as it is in Qt's own queue.
     if (!slots->tryTake(key)) {
         const qint64 remaining = std::max<qint64>(deadlineMs - clock.elapsed(), 0);
@@ -155,27 +185,57 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken
     const QList<QHostAddress> addresses =
         co_await HostLookup::addresses(request.url.host(), std::chrono::milliseconds(lookupMs), stop);
     qsizetype tried = 0;
-    QTcpSocket socket;
+    // Declared before the socket, so that the socket is gone first.
+    PeerResetWatch resetWatch;
+    QList<QSslError> sslErrors;
+    // https is the same exchange over TLS: the same reader, bounds and texts as plain http.
+    const std::unique_ptr<QTcpSocket> owned = tls ? std::make_unique<QSslSocket>() : std::make_unique<QTcpSocket>();
+    QTcpSocket &socket = *owned;
+    auto *secure = qobject_cast<QSslSocket *>(&socket);
     socket.setReadBufferSize(readAhead);
     HTTPReplyParser parser(request.method == "HEAD", limits.maxBodyBytes);
     const QByteArray wire = requestBytes(request);
-    socket.connectToHost(addresses.at(tried++), quint16(request.url.port(80)));
+    if (secure) {
+        QObject::connect(secure, &QSslSocket::sslErrors, secure, [&sslErrors](const QList<QSslError> &errors) {
+            sslErrors = errors;
+        });
+    }
+    // The address is already looked up; TLS still checks the certificate against the URL's name.
+    const auto connectTo = [&](const QHostAddress &address) {
+        if (secure)
+            secure->connectToHostEncrypted(address.toString(), port, request.url.host());
+        else
+            socket.connectToHost(address, port);
+    };
+    connectTo(addresses.at(tried++));
     bool sent = false;
     for (;;) {
-        if (!sent && socket.state() == QAbstractSocket::ConnectedState) {
+        if (socket.state() == QAbstractSocket::ConnectedState)
+            resetWatch.watch(socket.socketDescriptor());
+        const bool ready = secure ? secure->isEncrypted() : socket.state() == QAbstractSocket::ConnectedState;
+        if (!sent && ready) {
             socket.write(wire);
             sent = true;
         }
         if (parser.feed(socket.readAll()))
             break;
         if (socket.state() == QAbstractSocket::UnconnectedState) {
+            // A reset ends the exchange as a lost connection, whatever the body's framing and
+            // whatever TLS makes of it; a body that runs until the connection ends is whole only
+            // after a close.
+            if (sent && resetWatch.wasReset())
+                throw TransportError::classify(QNetworkReply::RemoteHostClosedError, socket.errorString());
             if (sent && parser.closed())
                 break;
+            const QAbstractSocket::SocketError error = socket.error();
+            if (error == QAbstractSocket::SslHandshakeFailedError) {
+                const QString reason = sslErrors.isEmpty() ? socket.errorString() : sslErrors.first().errorString();
+                throw ProviderError::upstream(u"SSL handshake failed: "_s + reason);
+            }
             // Refused, not found, or closed before the reply was whole; a refusal before anything
             // was sent moves on to the host's next address.
-            const QAbstractSocket::SocketError error = socket.error();
             if (!sent && tried < addresses.size() && error != QAbstractSocket::SocketTimeoutError) {
-                socket.connectToHost(addresses.at(tried++), quint16(request.url.port(80)));
+                connectTo(addresses.at(tried++));
                 continue;
             }
             if (!sent || error != QAbstractSocket::RemoteHostClosedError)
@@ -192,6 +252,8 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken
         wakeup.on(&socket, &QTcpSocket::connected, Progress)
             .on(&socket, &QTcpSocket::readyRead, Progress)
             .on(&socket, &QTcpSocket::stateChanged, Progress);
+        if (secure)
+            wakeup.on(secure, &QSslSocket::encrypted, Progress);
         if (stop)
             wakeup.on(stop.get(), &StopSource::stopped, Stopped);
         const int why = co_await wakeup;

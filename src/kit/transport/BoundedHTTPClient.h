@@ -19,9 +19,10 @@ namespace tw {
 // slow or broken, so every exchange is bounded three ways: the time between bytes, the whole
 // exchange, and the size of the body, counted while it streams in. No redirect is followed (an
 // Authorization header never travels to another host), no cookie is kept, nothing is cached.
-// Plain http without a proxy is spoken here, on a fresh connection in this thread: Qt's network
-// manager would run it on a thread of its own, and the hops there and back cost four times the
-// exchange. https, and anything a proxy carries, goes through Qt's network manager.
+// http and https without a proxy are spoken here, on a fresh connection in this thread, with one
+// reply reader: Qt's network manager would run them on a thread of its own (the hops there and back
+// cost four times the exchange), tells nothing of a head that trickles in, and takes a reset for the
+// end of a body. Anything a proxy carries goes through Qt's network manager.
 class BoundedHTTPClient : public HTTPClient
 {
 public:

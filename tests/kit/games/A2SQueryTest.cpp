@@ -125,7 +125,7 @@ private Q_SLOTS:
         QTest::newRow("no players keeps the info count") << Script{.info = {.players = 4}, .players = {}} << true
                                                          << false << u"online 4/16 [] Tidewatch test"_s << 1 << 1;
         QTest::newRow("keyword counts stay, names come")
-            << Script{.info = {.players = 4, .version = " cp300,mp500"}} << true << true
+            << Script{.info = {.players = 4, .keywords = "cp300,mp500"}} << true << true
             << u"online 300/500 [Alex,Noor] Tidewatch test"_s << 1 << 1;
         QTest::newRow("challenge once, reused for players")
             << Script{.challenge = Challenge::Once} << true << false << online << 2 << 1;

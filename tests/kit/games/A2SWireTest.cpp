@@ -117,39 +117,43 @@ private Q_SLOTS:
         QTest::newRow("header not FF") << info("x", 3, 8).replace(0, 1, hex("FE")) << false << u"nothing"_s;
         QTest::newRow("no protocol byte") << hex("FFFFFFFF49") << false << u"nothing"_s;
         QTest::newRow("name without its end") << hex("FFFFFFFF4911") + "Tidewatch" << false << u"nothing"_s;
+        // Texts decode leniently, as qstat and gamedig read them: a stray byte costs a character.
         QTest::newRow("invalid UTF-8 in the map")
-            << info("x", 3, 8).replace("map", hex("6DC0AF")) << false << u"nothing"_s;
-        QTest::newRow("overlong UTF-8 in the name")
-            << info("x", 3, 8).replace(6, 1, hex("C1BF")) << false << u"nothing"_s;
+            << info("x", 3, 8).replace("map", hex("6DC0AF")) << false << u"3/8 x"_s;
+        QTest::newRow("Latin-1 name") << info("caf\xE9", 3, 8) << false << u"3/8 caf\uFFFD"_s;
         QTest::newRow("UTF-8 name") << info("Wikinger Ø", 1, 10) << false << u"1/10 Wikinger Ø"_s;
 
-        // With counts in the keywords the flags byte is the version text's first byte.
-        QTest::newRow("keywords: flags from the version's first byte")
-            << info("r", 3, 8, " cp300,mp500" + hex("00")) << true << u"300/500 r"_s;
+        // The keywords sit in the extra data after the version text, each flag adding its field.
+        const auto extra = [](const char *flags, const QByteArray &fields) -> QByteArray {
+            return text("1.0") + hex(flags) + fields;
+        };
+        QTest::newRow("Rust: 280 of 300 from the keywords, not the capped bytes")
+            << A2SResponder::infoReply(A2SResponder::rustInfo()) << true << u"280/300 Tidewatch Rust | Monthly"_s;
         QTest::newRow("keywords ignored unless asked for")
-            << info("r", 3, 8, " cp300,mp500" + hex("00")) << false << u"3/8 r"_s;
-        QTest::newRow("a full reply's keywords are not where the reader looks")
-            << A2SResponder::infoReply({.version = "1.0", .keywords = "cp40,mp50"}) << true << u"2/16 Tidewatch test"_s;
+            << A2SResponder::infoReply(A2SResponder::rustInfo()) << false << u"255/255 Tidewatch Rust | Monthly"_s;
+        QTest::newRow("a full reply's keywords") << A2SResponder::infoReply({.version = "1.0", .keywords = "cp40,mp50"})
+                                                 << true << u"40/50 Tidewatch test"_s;
         QTest::newRow("nothing after VAC") << info("r", 3, 8) << true << u"3/8 r"_s;
+        QTest::newRow("version without its end") << info("r", 3, 8, "1.0") << true << u"3/8 r"_s;
+        QTest::newRow("version, no flags") << info("r", 3, 8, text("1.0")) << true << u"3/8 r"_s;
         QTest::newRow("flag 0x80 skips two bytes")
-            << info("r", 3, 8, hex("A0") + "XYcp9" + hex("00")) << true << u"9/8 r"_s;
-        QTest::newRow("flag 0x80 short") << info("r", 3, 8, hex("A0") + "X") << true << u"3/8 r"_s;
+            << info("r", 3, 8, extra("A0", "XYcp9" + hex("00"))) << true << u"9/8 r"_s;
+        QTest::newRow("flag 0x80 short") << info("r", 3, 8, extra("A0", "X")) << true << u"3/8 r"_s;
         QTest::newRow("flag 0x10 skips eight bytes")
-            << info("r", 3, 8, hex("30") + "12345678mp20" + hex("00")) << true << u"3/20 r"_s;
+            << info("r", 3, 8, extra("30", "12345678mp20" + hex("00"))) << true << u"3/20 r"_s;
         QTest::newRow("flag 0x40 skips two bytes and a text")
-            << info("r", 3, 8, hex("60") + "PPtv" + hex("00") + "cp4" + hex("00")) << true << u"4/8 r"_s;
-        QTest::newRow("flag 0x40 with a broken text")
-            << info("r", 3, 8, hex("60") + "PPtv" + hex("FF00") + "cp4" + hex("00")) << true << u"3/8 r"_s;
+            << info("r", 3, 8, extra("60", "PPtv" + hex("00") + "cp4" + hex("00"))) << true << u"4/8 r"_s;
+        QTest::newRow("flag 0x40 with its text unended") << info("r", 3, 8, extra("60", "PPtv")) << true << u"3/8 r"_s;
         QTest::newRow("flag 0x01 needs eight bytes after")
-            << info("r", 3, 8, hex("21") + "cp4" + hex("00") + "1234567") << true << u"3/8 r"_s;
+            << info("r", 3, 8, extra("21", "cp4" + hex("00") + "1234567")) << true << u"3/8 r"_s;
         QTest::newRow("flag 0x01 with its eight bytes")
-            << info("r", 3, 8, hex("21") + "cp4" + hex("00") + "12345678") << true << u"4/8 r"_s;
+            << info("r", 3, 8, extra("21", "cp4" + hex("00") + "12345678")) << true << u"4/8 r"_s;
         QTest::newRow("keywords over 255")
-            << info("r", 255, 255, hex("20") + "cp1000,mp2000" + hex("00")) << true << u"1000/2000 r"_s;
+            << info("r", 255, 255, extra("20", "cp1000,mp2000" + hex("00"))) << true << u"1000/2000 r"_s;
         QTest::newRow("keywords without counts")
-            << info("r", 3, 8, hex("20") + "pve,modded" + hex("00")) << true << u"3/8 r"_s;
-        QTest::newRow("keywords with invalid UTF-8")
-            << info("r", 3, 8, hex("20") + "cp9" + hex("FF00")) << true << u"3/8 r"_s;
+            << info("r", 3, 8, extra("20", "pve,modded" + hex("00"))) << true << u"3/8 r"_s;
+        QTest::newRow("a count with a stray byte is no count")
+            << info("r", 3, 8, extra("20", "cp9" + hex("FF00"))) << true << u"3/8 r"_s;
     }
     void parseInfo()
     {
@@ -177,9 +181,9 @@ private Q_SLOTS:
             << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01") + "No" << u"Alex"_s;
         QTest::newRow("index byte last") << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01")
                                          << u"Alex"_s;
-        QTest::newRow("invalid UTF-8 stops the list") << hex("FFFFFFFF4403") + hex("00") + text("Alex") + score
-                + hex("01") + text(hex("C3")) + score + hex("02") + text("Noor")
-                + score << u"Alex"_s;
+        QTest::newRow("invalid UTF-8 costs a character, not the list") << hex("FFFFFFFF4403") + hex("00") + text("Alex")
+                + score + hex("01") + text(hex("C3")) + score + hex("02") + text("Noor")
+                + score << u"Alex|\uFFFD|Noor"_s;
         QTest::newRow("reads no more than declared")
             << hex("FFFFFFFF4401") + hex("00") + text("Alex") + score + hex("01") + text("Noor") + score << u"Alex"_s;
         QTest::newRow("a score with a zero byte in it")

@@ -241,7 +241,9 @@ private Q_SLOTS:
     {
         MinecraftResponder responder;
         responder.replyWith(
-            R"({"players":{"online":2,"max":20,"sample":[{"name":"Alex"},{"name":"Noor"}]},"version":{"name":"Paper 1.21.3"}})");
+            R"({"version":{"name":"Paper 1.21.3","protocol":768},"description":{"text":"","extra":[{"text":"Survival","color":"gold"}]},)"
+            R"("players":{"online":2,"max":20,"sample":[{"name":"§6Welcome back!","id":"00000000-0000-0000-0000-000000000000"},)"
+            R"({"name":"Alex","id":"069a79f4-44e9-4726-a5be-fca90e38aaf5"},{"name":"Noor","id":"4566e69f-c907-48ee-8d71-d7ba5aa00d21"}]}})");
         GameServerConfig config(QUuid::createUuid(),
                                 u"Survival"_s,
                                 u"minecraft-java"_s,
@@ -328,7 +330,11 @@ private Q_SLOTS:
             << u"online 3/10 [] Viking Hall"_s;
         QTest::newRow("Rust counts in its keywords, names from the list")
             << u"rust"_s << A2SResponder::rustInfo() << QList<A2SResponder::Player>{{"Alex"}, {"Noor"}}
-            << u"online 300/500 [Alex,Noor] Tidewatch Rust | Monthly"_s;
+            << u"online 280/300 [Alex,Noor] Tidewatch Rust | Monthly"_s;
+        A2SResponder::Info latin1 = A2SResponder::valheimInfo();
+        latin1.name = "caf\xE9";
+        QTest::newRow("a Latin-1 name reads, its stray byte replaced")
+            << u"valheim"_s << latin1 << QList<A2SResponder::Player>{} << u"online 3/10 [] caf\uFFFD"_s;
         QTest::newRow("Counter-Strike 2 counts its nameless players")
             << u"cs2"_s << A2SResponder::cs2Info() << A2SResponder::cs2Players()
             << u"online 4/12 [] Tidewatch CS2 Retakes"_s;

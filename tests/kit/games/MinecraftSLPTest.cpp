@@ -81,9 +81,26 @@ private Q_SLOTS:
             << OptInt() << QStringList{u"a"_s} << QString();
         QTest::newRow("sample with a stray entry") << QByteArray(R"({"players":{"sample":[{"name":"a"},7]}})") << true
                                                    << OptInt() << OptInt() << QStringList{} << QString();
-        QTest::newRow("colour codes kept") << QByteArray("{\"version\":{\"name\":\"\xc2\xa7"
-                                                         "aPaper\"}}")
-                                           << true << OptInt() << OptInt() << QStringList{} << u"§aPaper"_s;
+        QTest::newRow("colour codes stripped from the version")
+            << QByteArray(R"({"version":{"name":"§cMaintenance §lsoon§"}})") << true << OptInt() << OptInt()
+            << QStringList{} << u"Maintenance soon"_s;
+        QTest::newRow("version wins over the description")
+            << QByteArray(R"({"version":{"name":"Paper 1.21.4"},"description":"hi"})") << true << OptInt() << OptInt()
+            << QStringList{} << u"Paper 1.21.4"_s;
+        QTest::newRow("description as text, on one line")
+            << QByteArray(R"({"description":"§6Welcome§r to\n§7Tidewatch"})") << true << OptInt() << OptInt()
+            << QStringList{} << u"Welcome to Tidewatch"_s;
+        QTest::newRow("description as a component with extra")
+            << QByteArray(R"({"description":{"text":"§aHello ","extra":[{"text":"world","bold":true},"!",)"
+                          R"({"text":"","extra":[{"text":" §kx§r:D"}]}]}})")
+            << true << OptInt() << OptInt() << QStringList{} << u"Hello world! x:D"_s;
+        QTest::newRow("description of another shape")
+            << QByteArray(R"({"description":[1,2]})") << true << OptInt() << OptInt() << QStringList{} << QString();
+        QTest::newRow("hover lines under the nil UUID are no players")
+            << QByteArray(R"({"players":{"online":1,"sample":[)"
+                          R"({"name":"§6Visit tidewatch.lan","id":"00000000-0000-0000-0000-000000000000"},)"
+                          R"({"name":"Alex","id":"069a79f4-44e9-4726-a5be-fca90e38aaf5"},{"name":"Noor"}]}})")
+            << true << OptInt(1) << OptInt() << QStringList{u"Alex"_s, u"Noor"_s} << QString();
     }
     void parseStatus()
     {

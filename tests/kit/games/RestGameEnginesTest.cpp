@@ -90,6 +90,9 @@ const QByteArray palPlayers = R"({"players":[{"name":"ann","level":12},{"name":"
 const QByteArray palMetrics = R"({"currentplayernum":2,"maxplayernum":32,"serverfps":59})";
 const QByteArray fiveInfo = R"({"vars":{"sv_projectName":"RP City","sv_maxClients":"48"},"version":1})";
 const QByteArray fivePlayers = R"([{"name":"ann","id":1,"ping":40},{"name":"bo","id":2,"ping":61}])";
+// What FXServer serves without the players token: one placeholder per player, the count alone real.
+const QByteArray fivePlaceholders = R"([{"endpoint":"127.0.0.1","id":0,"identifiers":[],"name":"Player","ping":0},)"
+                                    R"({"endpoint":"127.0.0.1","id":0,"identifiers":[],"name":"Player","ping":0}])";
 const QByteArray tshockStatus = R"({"status":"200","name":"Terra","port":7777,"playercount":2,"maxplayers":8,)"
                                 R"("players":[{"nickname":"ann"},{"nickname":"","username":"bob"}]})";
 
@@ -175,6 +178,9 @@ private Q_SLOTS:
         QTest::newRow("FiveM: players hidden")
             << u"fivem"_s << Routes{{"/info.json", 200, fiveInfo}, {"/players.json", 403, {}}}
             << u"online -/48 [] RP City"_s;
+        QTest::newRow("FiveM without the players token: a count, no made-up names")
+            << u"fivem"_s << Routes{{"/info.json", 200, fiveInfo}, {"/players.json", 200, fivePlaceholders}}
+            << u"online 2/48 [] RP City"_s;
         QTest::newRow("FiveM: 401 on both is offline, with the info's status")
             << u"fivem"_s << Routes{{"/info.json", 401, {}}, {"/players.json", 403, {}}} << u"offline: HTTP 401"_s;
         QTest::newRow("FiveM: players as an object")
@@ -186,6 +192,17 @@ private Q_SLOTS:
                                      << u"fails: HTTP 403 — the REST interface needs a token"_s;
         QTest::newRow("TShock: 401 too") << u"tshock"_s << Routes{{tshockPath, 401, {}}}
                                          << u"fails: HTTP 401 — the REST interface needs a token"_s;
+        // TShock 4 answers HTTP 200 and puts its status and error in the body.
+        QTest::newRow("TShock 4: a token refused in a 200")
+            << u"tshock"_s
+            << Routes{{tshockPath,
+                       200,
+                       R"({"status":"401","error":"Not authorized. The specified API endpoint requires a token."})"}}
+            << u"fails: Not authorized. The specified API endpoint requires a token."_s;
+        QTest::newRow("TShock 4: another error in a 200")
+            << u"tshock"_s
+            << Routes{{tshockPath, 200, R"({"status":"400","error":"Missing or invalid players parameter"})"}}
+            << u"offline: Missing or invalid players parameter"_s;
         QTest::newRow("TShock: without the players query")
             << u"tshock"_s << Routes{{"/v2/server/status", 200, tshockStatus}} << u"offline: HTTP 404"_s;
     }

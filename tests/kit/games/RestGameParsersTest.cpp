@@ -99,6 +99,11 @@ private Q_SLOTS:
         QTest::newRow("nameless players count")
             << none() << Body(R"([{"id":1},{"name":""},{"name":"c"}])") << u"3/- [c] "_s;
         QTest::newRow("empty player list") << none() << Body("[]") << u"0/- [] "_s;
+        QTest::newRow("placeholders count without names")
+            << none() << Body(R"([{"id":0,"name":"Player"},{"id":"0","name":"Player"}])") << u"2/- [] "_s;
+        QTest::newRow("a real player may be called Player")
+            << none() << Body(R"([{"id":7,"name":"Player"},{"id":0,"name":"Player"},{"name":"Player"}])")
+            << u"3/- [Player,Player] "_s;
         QTest::newRow("player list with a non-object is missing")
             << Body(R"({"vars":{"hostname":"h"}})") << Body(R"([{"name":"a"},"b"])") << u"-/- [] h"_s;
         QTest::newRow("player object instead of list")
@@ -133,6 +138,11 @@ private Q_SLOTS:
         QTest::newRow("list with a non-object is no list")
             << Body(R"({"players":[{"nickname":"a"},null]})") << u"-/- [] "_s;
         QTest::newRow("list root") << Body(R"([{"nickname":"a"}])") << u"fails: malformed reply"_s;
+        QTest::newRow("status 200 as a number") << Body(R"({"status":200,"playercount":1})") << u"1/- [] "_s;
+        QTest::newRow("status without an error text")
+            << Body(R"({"status":"500","playercount":1})") << u"fails: TShock answered status 500"_s;
+        QTest::newRow("a response text stands in for the error")
+            << Body(R"({"status":"404","response":"Unknown endpoint"})") << u"fails: Unknown endpoint"_s;
         QTest::newRow("invalid JSON") << Body(R"({"name":"Terra")") << u"fails: malformed reply"_s;
         QTest::newRow("nothing") << none() << u"fails: malformed reply"_s;
     }
