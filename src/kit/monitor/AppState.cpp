@@ -137,6 +137,7 @@ void AppState::removeSource(const QUuid &id)
     deleteOrphanedCredentials(old, m_sources);
     pruneHistory();
     endSnooze(id);
+    m_gate.forget(id);
 }
 
 void AppState::replaceSources(const QList<AnySourceConfig> &list)
@@ -149,6 +150,7 @@ void AppState::replaceSources(const QList<AnySourceConfig> &list)
     startSync();
     deleteOrphanedCredentials(old, m_sources);
     pruneHistory();
+    forgetRemoved(old);
     seedLatencyHistory();
     Q_EMIT latencyHistoryChanged();
 }
@@ -248,18 +250,38 @@ void AppState::post(const QList<AlertEvent> &events)
     if (m_alertEventsSink)
         m_alertEventsSink(events);
     // A source with alerts off never reaches the gate: neither its outages nor its recoveries count.
+    // So alerts turned back on during an outage stay quiet about it: its down alert fired unheard,
+    // and the gate posts the recovery only of an outage it posted. The next outage is told.
     QList<AlertEvent> wanted;
     for (const AlertEvent &event : events) {
-        const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
-            return candidate.id() == event.sourceID;
-        });
-        if (source != m_sources.cend() && source->common().alertsEnabled)
+        if (wantsAlerts(event.sourceID))
             wanted.append(event);
     }
     if (wanted.isEmpty())
         return;
     m_gate.setQuietHours(QuietHours::load(*m_environment.defaults));
     deliver(m_gate.admit(wanted, m_environment.now()));
+}
+
+void AppState::forgetRemoved(const QList<AnySourceConfig> &before)
+{
+    for (const AnySourceConfig &source : before) {
+        const QUuid id = source.id();
+        if (std::none_of(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &s) {
+                return s.id() == id;
+            })) {
+            endSnooze(id);
+            m_gate.forget(id);
+        }
+    }
+}
+
+bool AppState::wantsAlerts(const QUuid &sourceID) const
+{
+    const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
+        return candidate.id() == sourceID;
+    });
+    return source != m_sources.cend() && source->common().alertsEnabled;
 }
 
 void AppState::deliver(const AlertGate::Outcome &outcome)
@@ -350,7 +372,7 @@ void AppState::reviewAlerts()
         Q_EMIT snoozesChanged();
     }
     m_gate.setQuietHours(QuietHours::load(defaults));
-    deliver(m_gate.review(m_environment.now()));
+    deliver(m_gate.review(m_environment.now(), [this](const QUuid &id) { return wantsAlerts(id); }));
 }
 
 void AppState::appendLatencies(const SourceSnapshot &snapshot)

@@ -143,6 +143,10 @@ private:
     void consume(const PollEngine::Update &update);
     QList<AlertEvent> evaluateAlerts(const PollEngine::Update &update);
     void post(const QList<AlertEvent> &events);
+    // Ends the snoozes and held alerts of sources that `before` had and the list has no more.
+    void forgetRemoved(const QList<AnySourceConfig> &before);
+    // The source is still configured and has its alerts on.
+    bool wantsAlerts(const QUuid &sourceID) const;
     void deliver(const AlertGate::Outcome &outcome);
     void saveSnoozes();
     void noteHushChange(bool changed, bool cameBack);
