@@ -1,11 +1,13 @@
 #include "AppState.h"
 
+#include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/model/StoredSetting.h"
 #include "kit/monitor/CredentialStore.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/HistoryStore.h"
+#include "kit/monitor/SourcesFileWatcher.h"
 
 #include <QSet>
 
@@ -66,6 +68,11 @@ AppState::AppState(Environment environment, QObject *parent)
     m_history =
         new HistoryRecorder(m_environment.sourcesDirectory, m_environment.historySleep, m_environment.now, this);
     m_sources = m_environment.sources ? *m_environment.sources : SourcesStore::load(m_environment.sourcesDirectory);
+    if (m_environment.followSourcesFile && !m_environment.sources) {
+        m_sourcesFileBytes = JSONFileStore::readBounded(SourcesStore::sourcesPath(m_environment.sourcesDirectory));
+        auto *watcher = new SourcesFileWatcher(m_environment.sourcesDirectory, 250, this);
+        connect(watcher, &SourcesFileWatcher::changed, this, &AppState::reloadSourcesFile);
+    }
     m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
     m_gate.setSnoozes(Snooze::load(*m_environment.defaults));
     m_reviewTimer.setInterval(m_environment.reviewIntervalMs);
@@ -189,6 +196,47 @@ void AppState::startSync()
     }
     m_engine->setPaused(false);
     m_engine->sync(m_sources);
+}
+
+void AppState::reloadSourcesFile()
+{
+    const QString path = SourcesStore::sourcesPath(m_environment.sourcesDirectory);
+    const std::optional<QByteArray> bytes = JSONFileStore::readBounded(path);
+    // Missing for a moment (an editor that moves the old file away first) or too large: the list in
+    // use stays, and so does the file.
+    if (!bytes || bytes == m_sourcesFileBytes)
+        return;
+    m_sourcesFileBytes = bytes;
+    QList<AnySourceConfig> list;
+    try {
+        list = SourcesStore::decode(*bytes);
+    } catch (const std::exception &error) {
+        qWarning("sources.json was changed by another program and cannot be read (%s); it is moved to "
+                 "sources.json.corrupt and the %lld sources in use are kept",
+                 error.what(),
+                 qlonglong(m_sources.size()));
+        JSONFileStore::quarantine(path, SourcesStore::corruptPath(m_environment.sourcesDirectory));
+        // Else the next start would find no file, and no sources.
+        saveSources();
+        return;
+    }
+    if (list == m_sources)
+        return; // a save of ours
+    // Secrets stay: the file says which sources there are, not that a secret is no longer wanted;
+    // a program that removes sources through the running hub has them deleted there.
+    const QList<AnySourceConfig> old = m_sources;
+    m_sources = list;
+    QSet<QString> prefixes;
+    for (const AnySourceConfig &source : std::as_const(m_sources))
+        prefixes.insert(keyPrefix(source.id()));
+    QHash<QString, QList<double>> kept = std::exchange(m_latencyHistory, {});
+    kept.removeIf([&](const auto &entry) { return !prefixes.contains(entry.key().section(u'/', 0, 0) + u'/'); });
+    seedLatencyHistory(); // for the sources that are new here; the others keep what this run saw
+    m_latencyHistory.insert(kept);
+    Q_EMIT latencyHistoryChanged();
+    Q_EMIT sourcesChanged();
+    startSync();
+    forgetRemoved(old);
 }
 
 void AppState::flushHistory()
