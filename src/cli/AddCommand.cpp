@@ -339,8 +339,8 @@ int run(const QStringList &arguments)
             return CliSupport::applicationBusy;
         }
         out << "Added " << config->common().displayName << " (" << toText(config->kind()) << ") as "
-            << id.toString(QUuid::WithoutBraces).toUpper() << " through Tidewatch, which is running: it saved " << path
-            << " and " << reply.text << ".\n";
+            << id.toString(QUuid::WithoutBraces).toUpper() << " through Tidewatch, which is running and keeps " << path
+            << "; it " << reply.text << ".\n";
         if (const auto target = request.form.normalizedBaseURL())
             out << "Using " << *target << ".\n";
         return 0;

@@ -132,7 +132,7 @@ int runImport(const QStringList &given)
             return CliSupport::applicationBusy;
         }
         out << "Imported " << imported.size() << (imported.size() == 1 ? " source" : " sources")
-            << " through Tidewatch, which is running: it saved " << path << " and uses them now.\n";
+            << " through Tidewatch, which is running and keeps " << path << "; it uses them now.\n";
         reportSecrets();
         return 0;
     }

@@ -72,7 +72,7 @@ private Q_SLOTS:
 
         const QStringList before{u"NAS"_s};
         QTest::newRow("add, through the hub")
-            << u"add"_s << u"serving"_s << 0 << u"through Tidewatch, which is running: it saved"_s
+            << u"add"_s << u"serving"_s << 0 << u"through Tidewatch, which is running and keeps"_s
             << QStringList{u"NAS"_s, u"Web"_s} << QStringList{u"NAS"_s, u"Web"_s};
         QTest::newRow("import, through the hub")
             << u"import"_s << u"serving"_s << 0 << u"Imported 2 sources through Tidewatch, which is running"_s
