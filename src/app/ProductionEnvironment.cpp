@@ -18,6 +18,7 @@ AppState::Environment make(std::shared_ptr<AlertCenter> alerts)
         alerts->post(event, sound);
     };
     environment.testHost = AppState::environmentIsTestHost();
+    environment.followSourcesFile = true;
     return environment;
 }
 

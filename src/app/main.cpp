@@ -2,6 +2,7 @@
 #include "app/SingleInstance.h"
 #include "app/TidewatchApp.h"
 #include "app/TrayController.h"
+#include "kit/monitor/SourcesService.h"
 #include "kit/monitor/UnixSignalWatcher.h"
 
 #include <QApplication>
@@ -27,7 +28,8 @@ int main(int argc, char *argv[])
     QApplication::setQuitOnLastWindowClosed(false);
 
     tw::SingleInstance instance(QDBusConnection::sessionBus());
-    if (instance.claim() == tw::SingleInstance::Outcome::Forwarded)
+    const tw::SingleInstance::Outcome claimed = instance.claim();
+    if (claimed == tw::SingleInstance::Outcome::Forwarded)
         return 0;
 
     const auto alerts = std::make_shared<tw::AlertCenter>();
@@ -37,6 +39,10 @@ int main(int argc, char *argv[])
     alerts->setFallback(
         [&tidewatch](const QString &title, const QString &body) { tidewatch.tray().showMessage(title, body); });
     QObject::connect(&instance, &tw::SingleInstance::showRequested, &tidewatch, &tw::TidewatchApp::showPopover);
+    // The command line changes the sources through this process while it runs, never behind it.
+    tw::SourcesService sources(&tidewatch.state());
+    if (claimed == tw::SingleInstance::Outcome::Primary)
+        sources.exportOn(QDBusConnection::sessionBus());
 
     // A session that logs out sends SIGTERM; the history is written before the process goes.
     tw::UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});

@@ -60,6 +60,16 @@ QCoro::Task<std::optional<QString>> writeToKeyring(QString name, QString secret)
     }
 }
 
+QCoro::Task<> removeFromKeyring(QString name)
+{
+    KeychainCredentialStore store;
+    try {
+        co_await store.remove(name);
+    } catch (const std::exception &) {
+        // A stray secret that names nothing; there is nothing more to do about it here.
+    }
+}
+
 // The secret goes into the JSON file of names to secrets that `check` and `watch` read, created
 // readable by the user alone.
 std::optional<QString> writeToFile(const QString &path, const QString &name, const QString &secret)
@@ -286,8 +296,13 @@ int run(const QStringList &arguments)
         return 64;
     }
     const QString path = SourcesStore::sourcesPath(directory);
+    const CliSupport::SourcesWriter writer = CliSupport::sourcesWriter(path);
+    if (writer.refusal) {
+        err << "tidewatch-cli add: " << *writer.refusal << '\n';
+        return CliSupport::applicationBusy;
+    }
     QList<AnySourceConfig> sources;
-    if (QFile::exists(path)) {
+    if (!writer.application && QFile::exists(path)) {
         // A file that cannot be read is left alone: adding to nothing would lose its sources.
         const auto existing = CliSupport::readSources(path, err);
         if (!existing)
@@ -312,6 +327,22 @@ int run(const QStringList &arguments)
             return 69;
         }
     }
+    if (writer.application) {
+        const RunningApplication::Reply reply = writer.application->addSource(*config);
+        if (!reply.accepted) {
+            if (name && !request.form.secret.isEmpty() && request.credentialsFile.isEmpty())
+                QCoro::waitFor(removeFromKeyring(*name)); // no source names it
+            err << "tidewatch-cli add: Tidewatch is running and did not take the source (" << reply.text
+                << "); nothing was added\n";
+            return CliSupport::applicationBusy;
+        }
+        out << "Added " << config->common().displayName << " (" << toText(config->kind()) << ") as "
+            << id.toString(QUuid::WithoutBraces).toUpper() << " through Tidewatch, which is running and keeps " << path
+            << "; it " << reply.text << ".\n";
+        if (const auto target = request.form.normalizedBaseURL())
+            out << "Using " << *target << ".\n";
+        return 0;
+    }
     sources.append(*config);
     try {
         SourcesStore::save(sources, directory);
@@ -323,7 +354,6 @@ int run(const QStringList &arguments)
         << id.toString(QUuid::WithoutBraces).toUpper() << " to " << path << ".\n";
     if (const auto target = request.form.normalizedBaseURL())
         out << "Using " << *target << ".\n";
-    out << "Restart Tidewatch if it is running, so that it reads the new source.\n";
     return 0;
 }
 

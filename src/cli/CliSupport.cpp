@@ -19,6 +19,41 @@ QString defaultSourcesPath()
     return SourcesStore::sourcesPath(SourcesStore::defaultDirectory());
 }
 
+namespace {
+
+// Through symbolic links, and whether or not the file exists yet.
+QString resolved(const QString &path)
+{
+    const QFileInfo file(path);
+    const QString folder = QFileInfo(file.absolutePath()).canonicalFilePath();
+    return folder.isEmpty() ? file.absoluteFilePath() : folder + u'/' + file.fileName();
+}
+
+} // namespace
+
+SourcesWriter sourcesWriter(const QString &path)
+{
+    RunningApplication application = RunningApplication::find();
+    switch (application.status()) {
+    case RunningApplication::Status::NotRunning:
+        return {};
+    case RunningApplication::Status::Running:
+        // A Tidewatch that keeps another file (another data folder) leaves this one to the command.
+        if (resolved(application.sourcesFile()) == resolved(path))
+            return {std::move(application), std::nullopt};
+        return {};
+    case RunningApplication::Status::Unreachable:
+        if (resolved(path) != resolved(defaultSourcesPath()))
+            return {};
+        return {
+            std::nullopt,
+            u"Tidewatch is running but does not answer (%1), so nothing was changed: it would overwrite a "
+            "change made behind it. Make the change in Tidewatch's settings, or quit Tidewatch and try again."_s.arg(
+                application.problem())};
+    }
+    return {};
+}
+
 void addSourceOptions(QCommandLineParser &parser)
 {
     parser.addOption({u"sources"_s, u"The sources file (default: Tidewatch's own)."_s, u"FILE"_s});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/model/AnySourceConfig.h"
+#include "kit/monitor/RunningApplication.h"
 
 #include <QCommandLineParser>
 #include <QStringList>
@@ -27,6 +28,18 @@ std::shared_ptr<CredentialStore> credentials(const QString &path, QTextStream &e
 
 // The application's sources file.
 QString defaultSourcesPath();
+
+// Who may write the sources file at `path`. While Tidewatch runs on that file it is the one writer,
+// and the change is handed to it; when it runs but does not answer, the command must refuse, since
+// a file written behind it is overwritten at its next save.
+struct SourcesWriter
+{
+    std::optional<RunningApplication> application; // set: hand the change over
+    std::optional<QString> refusal; // set: change nothing, say this
+};
+SourcesWriter sourcesWriter(const QString &path);
+// The exit status of a change refused or not taken by the running application (EX_TEMPFAIL).
+constexpr int applicationBusy = 75;
 
 // Adds --sources FILE and --credentials FILE, the options of every command that polls.
 void addSourceOptions(QCommandLineParser &parser);

@@ -107,6 +107,36 @@ int runImport(const QStringList &given)
         return 64;
     }
 
+    const auto reportSecrets = [&out, &imported] {
+        QStringList needSecrets;
+        for (const AnySourceConfig &source : imported) {
+            for (const QString &name : source.credentialNames())
+                needSecrets.append(u"  "_s + source.common().displayName + u"  (tidewatch-cli secret set "_s + name
+                                   + u')');
+        }
+        if (!needSecrets.isEmpty())
+            out << "These sources need their secret entered again:\n" << needSecrets.join(u'\n') << '\n';
+    };
+    const QString path = SourcesStore::sourcesPath(directory);
+    const CliSupport::SourcesWriter writer = CliSupport::sourcesWriter(path);
+    if (writer.refusal) {
+        err << "tidewatch-cli import: " << *writer.refusal << '\n';
+        return CliSupport::applicationBusy;
+    }
+    if (writer.application) {
+        // It replaces, saves and deletes the secrets no source names now, as its own import does.
+        const RunningApplication::Reply reply = writer.application->replaceSources(imported);
+        if (!reply.accepted) {
+            err << "tidewatch-cli import: Tidewatch is running and did not take the sources (" << reply.text
+                << "); nothing was changed\n";
+            return CliSupport::applicationBusy;
+        }
+        out << "Imported " << imported.size() << (imported.size() == 1 ? " source" : " sources")
+            << " through Tidewatch, which is running and keeps " << path << "; it uses them now.\n";
+        reportSecrets();
+        return 0;
+    }
+
     // The same steps as the application: replace, save, and delete the secrets no source names now.
     AppState::Environment environment;
     environment.credentials = std::make_shared<KeychainCredentialStore>();
@@ -137,14 +167,7 @@ int runImport(const QStringList &given)
 
     out << "Imported " << imported.size() << (imported.size() == 1 ? " source" : " sources") << " into "
         << SourcesStore::sourcesPath(directory) << ".\n";
-    QStringList needSecrets;
-    for (const AnySourceConfig &source : imported) {
-        for (const QString &name : source.credentialNames())
-            needSecrets.append(u"  "_s + source.common().displayName + u"  (tidewatch-cli secret set "_s + name + u')');
-    }
-    if (!needSecrets.isEmpty())
-        out << "These sources need their secret entered again:\n" << needSecrets.join(u'\n') << '\n';
-    out << "Restart Tidewatch if it is running, so that it reads the new sources.\n";
+    reportSecrets();
     return 0;
 }
 

@@ -2,10 +2,13 @@
 
 #include "kit/monitor/CredentialError.h"
 #include "support/Await.h"
+#include "support/CliProcess.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
@@ -41,6 +44,93 @@ private Q_SLOTS:
         await(store.remove(name));
         QCOMPARE(await(store.read(name)), std::nullopt);
         await(store.remove(name)); // deleting nothing is no failure
+    }
+
+    // A keyring that cannot be used is told in words. Each row runs the command line in a session
+    // of its own (libsecret keeps the first bus it meets for the life of a process): a bus with no
+    // Secret Service, no bus at all, and a keyring that is locked with no prompt to unlock it.
+    void unusableKeyringIsToldInWords_data()
+    {
+        QTest::addColumn<QString>("session");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("expected");
+        const QString noService = u"no Secret Service is running — install gnome-keyring or KWallet"_s;
+        const QString locked = u"the keyring is locked — unlock it (for example in Passwords and Keys) and try again"_s;
+        QTest::newRow("no Secret Service, store")
+            << u"noService"_s << QStringList{u"secret"_s, u"set"_s, u"K"_s} << noService;
+        QTest::newRow("no Secret Service, delete")
+            << u"noService"_s << QStringList{u"secret"_s, u"delete"_s, u"K"_s} << noService;
+        QTest::newRow("no session bus") << u"noBus"_s << QStringList{u"secret"_s, u"set"_s, u"K"_s}
+                                        << u"no D-Bus session bus, so no keyring can be reached"_s;
+        QTest::newRow("locked, store") << u"locked"_s << QStringList{u"secret"_s, u"set"_s, u"K2"_s} << locked;
+        QTest::newRow("locked, delete") << u"locked"_s << QStringList{u"secret"_s, u"delete"_s, u"K"_s} << locked;
+        QTest::newRow("locked, read by a poll")
+            << u"locked"_s << QStringList{u"check"_s, u"--sources"_s, u"SOURCES"_s} << locked;
+    }
+    void unusableKeyringIsToldInWords()
+    {
+        QFETCH(QString, session);
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, expected);
+        QTemporaryDir home;
+        const QString sources = home.filePath(u"sources.json"_s);
+        QFile file(sources);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"([{"beszel":{"_0":{"id":"6F1D2C4B-9A3E-4F5D-8C7B-1A2B3C4D5E6F","displayName":"Hub",)"
+                   R"("baseURL":"http://127.0.0.1:9","tokenRef":"K","pollInterval":60,"alertThreshold":1,)"
+                   R"("alertsEnabled":true}}}])");
+        file.close();
+        arguments.replaceInStrings(u"SOURCES"_s, sources);
+
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const char *name : {"DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
+            environment.remove(QString::fromLatin1(name));
+        environment.insert(u"HOME"_s, home.path());
+        environment.insert(u"XDG_DATA_HOME"_s, home.filePath(u"data"_s));
+        environment.insert(u"XDG_CONFIG_HOME"_s, home.filePath(u"config"_s));
+        environment.insert(u"XDG_RUNTIME_DIR"_s, home.path());
+        // A bus that activates nothing: neither a keyring nor the prompt that would unlock one.
+        QFile config(home.filePath(u"bus.conf"_s));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write(u"<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><policy context=\"default\">"
+                     "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+                     "<allow own=\"*\"/></policy></busconfig>"_s.arg(home.path())
+                         .toUtf8());
+        config.close();
+        const QString lockedKeyring = uR"(
+            printf pw | gnome-keyring-daemon --unlock --components=secrets >/dev/null 2>&1
+            printf old | secret-tool store --label=t server dev.ostrel.tidewatch user K type plaintext || exit 90
+            dbus-send --session --print-reply --dest=org.freedesktop.secrets /org/freedesktop/secrets \
+                org.freedesktop.Secret.Service.Lock array:objpath:/org/freedesktop/secrets/collection/login \
+                >/dev/null || exit 91
+            KEYRING=$(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus /org/freedesktop/DBus \
+                org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.secrets | awk '{print $2}')
+            "$@"; rc=$?
+            kill $KEYRING
+            exit $rc)"_s;
+        QStringList command;
+        if (session == u"noBus"_s)
+            command = QStringList{cliPath()} + arguments;
+        else
+            command = QStringList{u"dbus-run-session"_s,
+                                  u"--config-file=%1"_s.arg(config.fileName()),
+                                  u"--"_s,
+                                  u"sh"_s,
+                                  u"-c"_s,
+                                  session == u"locked"_s ? lockedKeyring : u"\"$@\""_s,
+                                  u"sh"_s,
+                                  cliPath()}
+                + arguments;
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(command.takeFirst(), command);
+        process.write("a-secret\n");
+        process.closeWriteChannel();
+        QVERIFY(process.waitForFinished(30'000));
+        const QString said = QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
+        QVERIFY2(process.exitCode() != 0 && process.exitCode() < 90, qPrintable(said));
+        QVERIFY2(said.contains(u"credential unavailable: "_s + expected), qPrintable(said));
+        QVERIFY2(!said.contains(u"Keychain error"_s), qPrintable(said));
     }
 
     void blockedKeyringTimesOutAndQueuedRequestsToo()

@@ -368,7 +368,17 @@ Rectangle {
                         text: "Notify when this source goes down"
                         checked: sheet.alertsEnabled
                         Accessible.name: "Alerts"
+                        Accessible.description: alertsHelp.text
                         onToggled: sheet.alertsEnabled = checked
+                    }
+                    Text {
+                        id: alertsHelp
+                        objectName: "source.alertsHelp"
+                        text: "Turned on while this source is down, alerts stay quiet about that outage and its recovery; the next outage is notified."
+                        color: theme.secondary
+                        font.pixelSize: 11
+                        wrapMode: Text.WordWrap
+                        Layout.fillWidth: true
                     }
                     RowLayout {
                         visible: sheet.alertsEnabled

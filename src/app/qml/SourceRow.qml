@@ -95,7 +95,8 @@ Column {
             SymbolButton {
                 objectName: "settings.source.alerts"
                 symbol: root.source.alertsEnabled ? "bell" : "bell.slash"
-                tip: "Notify when this source, or anything it reports on, goes down"
+                tip: root.source.alertsEnabled ? "Notify when this source, or anything it reports on, goes down"
+                                               : "Notify when this source, or anything it reports on, goes down; an outage under way when alerts are turned on, and its recovery, stay untold"
                 Accessible.name: (root.source.alertsEnabled ? "Mute alerts for " : "Unmute alerts for ") + root.source.name
                 onClicked: settings.toggleAlerts(root.source.id)
             }

@@ -139,8 +139,18 @@ AlertGate::Outcome AlertGate::admit(const QList<AlertEvent> &events, const QDate
     return outcome;
 }
 
-AlertGate::Outcome AlertGate::review(const QDateTime &now)
+void AlertGate::forget(const QUuid &sourceID)
 {
+    m_outages.removeIf([&](const auto &entry) { return entry.value().down.sourceID == sourceID; });
+    m_order.removeIf([&](const QString &key) { return !m_outages.contains(key); });
+}
+
+AlertGate::Outcome AlertGate::review(const QDateTime &now, const Wanted &wanted)
+{
+    // Held for a while, an alert may outlive the user's wish to hear it: ask again on release.
+    const auto stillWanted = [&](const Outage &outage) {
+        return !wanted || wanted(outage.down.sourceID);
+    };
     Outcome outcome;
     outcome.snoozesChanged = expireSnoozes(now);
     if (m_graceUntil && now >= *m_graceUntil) {
@@ -155,7 +165,7 @@ AlertGate::Outcome AlertGate::review(const QDateTime &now)
         Outage &outage = m_outages[key];
         if (outage.fate != Fate::HeldForHush)
             continue;
-        outage.fate = fateOf(outage.down, now);
+        outage.fate = stillWanted(outage) ? fateOf(outage.down, now) : Fate::Withheld;
         if (outage.fate == Fate::Posted)
             outcome.post.append(outage.down);
     }
@@ -169,7 +179,7 @@ AlertGate::Outcome AlertGate::review(const QDateTime &now)
         Outage &outage = m_outages[key];
         if (outage.fate != Fate::HeldForQuiet)
             continue;
-        outage.fate = snoozed(outage.down.sourceID, now) ? Fate::Withheld : Fate::Posted;
+        outage.fate = snoozed(outage.down.sourceID, now) || !stillWanted(outage) ? Fate::Withheld : Fate::Posted;
         if (outage.fate != Fate::Posted)
             continue;
         titles.append(outage.down.title);

@@ -6,6 +6,8 @@
 
 #include <QHash>
 
+#include <functional>
+
 namespace tw {
 
 // Decides which alerts reach the desktop, and when. Sits between the evaluator, which says what went
@@ -33,9 +35,16 @@ public:
         bool operator==(const Outcome &) const = default;
     };
 
+    // Whether a source still exists and wants its alerts; asked of every held alert on its release.
+    using Wanted = std::function<bool(const QUuid &sourceID)>;
+
     Outcome admit(const QList<AlertEvent> &events, const QDateTime &now);
-    // Ends snoozes whose time has come, releases what outlasted a hush, sums up quiet hours.
-    Outcome review(const QDateTime &now);
+    // Ends snoozes whose time has come, releases what outlasted a hush, sums up quiet hours. A held
+    // outage of a source that is gone or muted by then is withheld: neither it nor its recovery is
+    // posted.
+    Outcome review(const QDateTime &now, const Wanted &wanted = {});
+    // Drops every outage of a removed source.
+    void forget(const QUuid &sourceID);
 
     void setQuietHours(const QuietHours &hours) { m_quietHours = hours; }
     const QuietHours &quietHours() const { return m_quietHours; }

@@ -1,12 +1,14 @@
 #include "AppState.h"
 
 #include "kit/model/AtomicFile.h"
+#include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/model/StoredSetting.h"
 #include "kit/monitor/CredentialStore.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/HistoryStore.h"
+#include "kit/monitor/SourcesFileWatcher.h"
 
 #include <QSet>
 
@@ -76,6 +78,11 @@ AppState::AppState(Environment environment, QObject *parent)
         Q_EMIT storageProblemChanged();
     });
     m_sources = m_environment.sources ? *m_environment.sources : SourcesStore::load(m_environment.sourcesDirectory);
+    if (m_environment.followSourcesFile && !m_environment.sources) {
+        m_sourcesFileBytes = JSONFileStore::readBounded(SourcesStore::sourcesPath(m_environment.sourcesDirectory));
+        auto *watcher = new SourcesFileWatcher(m_environment.sourcesDirectory, 250, this);
+        connect(watcher, &SourcesFileWatcher::changed, this, &AppState::reloadSourcesFile);
+    }
     m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
     m_gate.setSnoozes(Snooze::load(*m_environment.defaults));
     m_reviewTimer.setInterval(m_environment.reviewIntervalMs);
@@ -151,6 +158,7 @@ void AppState::removeSource(const QUuid &id)
     deleteOrphanedCredentials();
     pruneHistory();
     endSnooze(id);
+    m_gate.forget(id);
 }
 
 void AppState::replaceSources(const QList<AnySourceConfig> &list)
@@ -163,6 +171,7 @@ void AppState::replaceSources(const QList<AnySourceConfig> &list)
     startSync();
     deleteOrphanedCredentials();
     pruneHistory();
+    forgetRemoved(old);
     seedLatencyHistory();
     Q_EMIT latencyHistoryChanged();
 }
@@ -201,6 +210,47 @@ void AppState::startSync()
     }
     m_engine->setPaused(false);
     m_engine->sync(m_sources);
+}
+
+void AppState::reloadSourcesFile()
+{
+    const QString path = SourcesStore::sourcesPath(m_environment.sourcesDirectory);
+    const std::optional<QByteArray> bytes = JSONFileStore::readBounded(path);
+    // Missing for a moment (an editor that moves the old file away first) or too large: the list in
+    // use stays, and so does the file.
+    if (!bytes || bytes == m_sourcesFileBytes)
+        return;
+    m_sourcesFileBytes = bytes;
+    QList<AnySourceConfig> list;
+    try {
+        list = SourcesStore::decode(*bytes);
+    } catch (const std::exception &error) {
+        qWarning("sources.json was changed by another program and cannot be read (%s); it is moved to "
+                 "sources.json.corrupt and the %lld sources in use are kept",
+                 error.what(),
+                 qlonglong(m_sources.size()));
+        JSONFileStore::quarantine(path, SourcesStore::corruptPath(m_environment.sourcesDirectory));
+        // Else the next start would find no file, and no sources.
+        saveSources();
+        return;
+    }
+    if (list == m_sources)
+        return; // a save of ours
+    // Secrets stay: the file says which sources there are, not that a secret is no longer wanted;
+    // a program that removes sources through the running hub has them deleted there.
+    const QList<AnySourceConfig> old = m_sources;
+    m_sources = list;
+    QSet<QString> prefixes;
+    for (const AnySourceConfig &source : std::as_const(m_sources))
+        prefixes.insert(keyPrefix(source.id()));
+    QHash<QString, QList<double>> kept = std::exchange(m_latencyHistory, {});
+    kept.removeIf([&](const auto &entry) { return !prefixes.contains(entry.key().section(u'/', 0, 0) + u'/'); });
+    seedLatencyHistory(); // for the sources that are new here; the others keep what this run saw
+    m_latencyHistory.insert(kept);
+    Q_EMIT latencyHistoryChanged();
+    Q_EMIT sourcesChanged();
+    startSync();
+    forgetRemoved(old);
 }
 
 void AppState::flushHistory()
@@ -272,18 +322,38 @@ void AppState::post(const QList<AlertEvent> &events)
     if (m_alertEventsSink)
         m_alertEventsSink(events);
     // A source with alerts off never reaches the gate: neither its outages nor its recoveries count.
+    // So alerts turned back on during an outage stay quiet about it: its down alert fired unheard,
+    // and the gate posts the recovery only of an outage it posted. The next outage is told.
     QList<AlertEvent> wanted;
     for (const AlertEvent &event : events) {
-        const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
-            return candidate.id() == event.sourceID;
-        });
-        if (source != m_sources.cend() && source->common().alertsEnabled)
+        if (wantsAlerts(event.sourceID))
             wanted.append(event);
     }
     if (wanted.isEmpty())
         return;
     m_gate.setQuietHours(QuietHours::load(*m_environment.defaults));
     deliver(m_gate.admit(wanted, m_environment.now()));
+}
+
+void AppState::forgetRemoved(const QList<AnySourceConfig> &before)
+{
+    for (const AnySourceConfig &source : before) {
+        const QUuid id = source.id();
+        if (std::none_of(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &s) {
+                return s.id() == id;
+            })) {
+            endSnooze(id);
+            m_gate.forget(id);
+        }
+    }
+}
+
+bool AppState::wantsAlerts(const QUuid &sourceID) const
+{
+    const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
+        return candidate.id() == sourceID;
+    });
+    return source != m_sources.cend() && source->common().alertsEnabled;
 }
 
 void AppState::deliver(const AlertGate::Outcome &outcome)
@@ -374,7 +444,7 @@ void AppState::reviewAlerts()
         Q_EMIT snoozesChanged();
     }
     m_gate.setQuietHours(QuietHours::load(defaults));
-    deliver(m_gate.review(m_environment.now()));
+    deliver(m_gate.review(m_environment.now(), [this](const QUuid &id) { return wantsAlerts(id); }));
 }
 
 void AppState::appendLatencies(const SourceSnapshot &snapshot)

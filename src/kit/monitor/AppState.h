@@ -54,6 +54,9 @@ public:
         bool testHost = false;
         // Polling waits for startSync(), for callers that connect to the hub first.
         bool deferPolling = false;
+        // Another program may edit sources.json while the hub runs: the hub takes up what it finds
+        // there rather than overwriting it at its next save. Ignored when `sources` is given.
+        bool followSourcesFile = false;
         // After a resume or a reconnect, failures are not trusted for this long.
         qint64 wakeGraceMs = AlertGate::defaultGraceMs;
         // How often ended snoozes, the end of quiet hours and the end of a grace period are noticed.
@@ -68,6 +71,7 @@ public:
     ~AppState() override;
 
     const QList<AnySourceConfig> &sources() const { return m_sources; }
+    const QString &sourcesDirectory() const { return m_environment.sourcesDirectory; }
     const QHash<QUuid, SourceSnapshot> &snapshots() const { return m_snapshots; }
     const QHash<QUuid, QString> &errors() const { return m_errors; }
     const QHash<QString, QList<double>> &latencyHistory() const { return m_latencyHistory; }
@@ -117,6 +121,10 @@ public:
     // A timer calls it; tests call it after they move the clock.
     void reviewAlerts();
 
+    // Takes up sources.json as another program left it; its own saves change nothing here. A file
+    // that cannot be read is moved aside, as at start, and the list in use is written again.
+    void reloadSourcesFile();
+
     // Writes unwritten history; the program calls it before it quits.
     void flushHistory();
 
@@ -151,6 +159,10 @@ private:
     void consume(const PollEngine::Update &update);
     QList<AlertEvent> evaluateAlerts(const PollEngine::Update &update);
     void post(const QList<AlertEvent> &events);
+    // Ends the snoozes and held alerts of sources that `before` had and the list has no more.
+    void forgetRemoved(const QList<AnySourceConfig> &before);
+    // The source is still configured and has its alerts on.
+    bool wantsAlerts(const QUuid &sourceID) const;
     void deliver(const AlertGate::Outcome &outcome);
     void saveSnoozes();
     void noteHushChange(bool changed, bool cameBack);
@@ -158,11 +170,15 @@ private:
     void seedLatencyHistory();
     // Saves the list, and on success deletes the secrets that the saved list no longer names.
     // `before` is the list the change started from: the secrets it alone named wait for a save.
-    void saveSources(const QList<AnySourceConfig> &before);
+    // `before` is the list the file held: its secrets stay until a save without them succeeds.
+    void saveSources(const QList<AnySourceConfig> &before = {});
     void deleteOrphanedCredentials();
     void pruneHistory();
 
     Environment m_environment;
+    // sources.json as this hub last read or checked it, to tell an outside edit from a save of ours
+    // or a save that failed.
+    std::optional<QByteArray> m_sourcesFileBytes;
     QList<AnySourceConfig> m_sources;
     QHash<QUuid, SourceSnapshot> m_snapshots;
     QHash<QUuid, QString> m_errors;

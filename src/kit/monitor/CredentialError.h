@@ -10,10 +10,22 @@ namespace tw {
 class CredentialError : public std::runtime_error
 {
 public:
-    enum class Kind { UnexpectedStatus, TimedOut };
+    enum class Kind {
+        UnexpectedStatus, // a failure the store did not explain
+        TimedOut,
+        NoSessionBus, // nothing to reach a keyring through
+        NoService, // a bus, but no Secret Service on it
+        Locked,
+        AccessDenied,
+        NoDefaultKeyring, // the service has no keyring to store into, and could not ask for one
+        NoLibrary, // libsecret is missing
+    };
 
     static CredentialError unexpectedStatus(int status);
     static CredentialError timedOut();
+    static CredentialError ofKind(Kind kind);
+    // QtKeychain's error code and text, in words; a failure it cannot place keeps the store's text.
+    static CredentialError fromKeychain(int code, const QString &text);
 
     Kind kind() const { return m_kind; }
     int status() const { return m_status; }
@@ -25,5 +37,7 @@ private:
     Kind m_kind;
     int m_status;
 };
+
+QString toText(CredentialError::Kind kind);
 
 } // namespace tw

@@ -49,15 +49,28 @@ PollEngine::~PollEngine()
 
 void PollEngine::subscribe(QObject *context, std::function<void(const Update &)> listener)
 {
-    QPointer<PollEngine> self(this);
+    // Connected at once: a poll that fails before its first wait (a bad URL, a missing secret) is
+    // published before the event loop turns, and a listener connected later would never hear of it.
+    // The state of this moment still goes first, on the next turn or ahead of the first update,
+    // whichever comes sooner.
+    struct Greeting
+    {
+        std::function<void(const Update &)> listener;
+        std::optional<Update> pending;
+        void deliver()
+        {
+            if (pending)
+                listener(*std::exchange(pending, std::nullopt));
+        }
+    };
+    auto greeting = std::make_shared<Greeting>(Greeting{std::move(listener), m_state});
+    connect(this, &PollEngine::updated, context, [greeting](const Update &update) {
+        greeting->deliver();
+        greeting->listener(update);
+    });
     QMetaObject::invokeMethod(
         context,
-        [self, context, listener = std::move(listener)] {
-            if (!self)
-                return;
-            listener(self->m_state);
-            connect(self, &PollEngine::updated, context, listener);
-        },
+        [greeting] { greeting->deliver(); },
         Qt::QueuedConnection);
 }
 

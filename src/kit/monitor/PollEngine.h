@@ -46,8 +46,9 @@ public:
     Update currentState() const { return m_state; }
     bool isPaused() const { return m_paused; }
 
-    // Delivers the current state to `listener` on the next event-loop turn, then every later
-    // update, in order, for as long as `context` lives. Nothing is dropped or merged.
+    // Delivers the current state to `listener`, then every later update, in order, for as long as
+    // `context` lives. Nothing is dropped or merged, not even an update published before the event
+    // loop turns; the current state arrives on the next turn unless an update comes first.
     void subscribe(QObject *context, std::function<void(const Update &)> listener);
 
     // Makes the running loops match `sources`: removed sources stop and lose their state, changed

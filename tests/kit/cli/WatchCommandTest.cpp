@@ -1,3 +1,4 @@
+#include "kit/model/BeszelConfig.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/HistoryStore.h"
@@ -142,6 +143,27 @@ private Q_SLOTS:
         QCOMPARE(statuses.first(), ServiceStatus::Up);
         QVERIFY(statuses.count(ServiceStatus::Down) >= 4);
         QCOMPARE(statuses.last(), ServiceStatus::Up);
+    }
+
+    // A poll that fails before its first wait (here its secret is not there) counts from the very
+    // first poll: the alert comes after one back-off, not a step later.
+    void aMissingSecretAlertsOnSchedule()
+    {
+        writeSources(1); // the empty credentials file
+        BeszelConfig hub(QUuid::createUuid(), u"Beszel"_s, u"http://127.0.0.1:9"_s, u"beszel-missing"_s);
+        hub.pollInterval = 5;
+        hub.alertThreshold = 2;
+        SourcesStore::save({hub}, m_dir.path());
+        QElapsedTimer clock;
+        clock.start();
+        WatchProcess watch(m_dir.path(), 0.2); // the first back-off, 10 s, becomes 2 s; a step more is 6 s
+        const QString alert = watch.waitForLine(u"Beszel is unreachable"_s, 4500);
+        QVERIFY2(!alert.isEmpty(), qPrintable(watch.transcript()));
+        QVERIFY(clock.elapsed() >= 1900);
+        const QStringList polls = watch.takeSkipped().filter(u" poll "_s);
+        QCOMPARE(polls.size(), 2);
+        for (const QString &poll : polls)
+            QVERIFY2(poll.endsWith(u"Beszel: failed: missing credential: beszel-missing"_s), qPrintable(poll));
     }
 
     void signalFlushesHistoryAndExitsCleanly_data()

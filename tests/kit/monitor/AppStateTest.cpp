@@ -1,5 +1,6 @@
 #include "kit/monitor/AppState.h"
 
+#include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AlertCenter.h"
@@ -68,8 +69,11 @@ struct Rig
     std::optional<QDateTime> clock;
     std::unique_ptr<AppState> state;
 
-    explicit Rig(QList<AnySourceConfig> sources = {}, bool testHost = true)
+    bool followFile = false;
+
+    explicit Rig(QList<AnySourceConfig> sources = {}, bool testHost = true, bool follow = false)
         : defaults(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+        , followFile(follow)
     {
         SourcesStore::save(sources, dir.path());
         start(testHost);
@@ -95,6 +99,7 @@ struct Rig
             posted.append({event, sound});
         };
         environment.testHost = testHost;
+        environment.followSourcesFile = followFile;
         environment.now = [this] {
             return clock.value_or(QDateTime::currentDateTimeUtc());
         };
@@ -441,6 +446,131 @@ private Q_SLOTS:
         QCOMPARE(rig.state->hush(), AlertGate::Hush::None);
         QCOMPARE(rig.state->overallStatus(), OverallStatus::Degraded);
         QCOMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s}); // Plex came back in time
+    }
+
+    // Another program edits sources.json while the hub runs: the hub takes the file up rather than
+    // overwriting it at its next save, and its own saves start nothing.
+    void outsideEditsOfTheFileAreTakenUp_data()
+    {
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QStringList>("names"); // the hub's list afterwards
+        QTest::addColumn<QStringList>("polled"); // sources polled because of the edit
+        QTest::newRow("a source added") << u"add"_s << QStringList{u"NAS"_s, u"Plex"_s, u"Pi"_s}
+                                        << QStringList{u"Pi"_s};
+        QTest::newRow("a source removed") << u"remove"_s << QStringList{u"NAS"_s} << QStringList{};
+        QTest::newRow("a source renamed")
+            << u"rename"_s << QStringList{u"NAS"_s, u"Plex TV"_s} << QStringList{u"Plex TV"_s};
+        QTest::newRow("written in place, not replaced")
+            << u"inPlace"_s << QStringList{u"NAS"_s, u"Plex"_s, u"Pi"_s} << QStringList{u"Pi"_s};
+        QTest::newRow("unreadable: moved aside, list kept")
+            << u"corrupt"_s << QStringList{u"NAS"_s, u"Plex"_s} << QStringList{};
+    }
+    void outsideEditsOfTheFileAreTakenUp()
+    {
+        QFETCH(QString, edit);
+        const TCPPortConfig nas = tcp(u"NAS"_s), plex = tcp(u"Plex"_s), pi = tcp(u"Pi"_s);
+        Rig rig({nas, plex}, true, true);
+        rig.state->startSync();
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        QSignalSpy changed(rig.state.get(), &AppState::sourcesChanged);
+        const QString path = SourcesStore::sourcesPath(rig.dir.path());
+
+        // One of its own saves first: nothing is taken up, nothing restarts.
+        TCPPortConfig quieter = nas;
+        quieter.alertThreshold = 3;
+        rig.state->updateSource(quieter);
+        QTRY_COMPARE(rig.providers.fetchCount(nas.id), 2);
+        QTest::qWait(400);
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(rig.providers.fetchCount(nas.id), 2);
+        QCOMPARE(rig.providers.fetchCount(plex.id), 1);
+
+        QHash<QUuid, int> before{{nas.id, 2}, {plex.id, 1}, {pi.id, 0}};
+        TCPPortConfig renamed = plex;
+        renamed.displayName = u"Plex TV"_s;
+        if (edit == u"add"_s) {
+            SourcesStore::save({quieter, plex, pi}, rig.dir.path());
+        } else if (edit == u"remove"_s) {
+            SourcesStore::save({quieter}, rig.dir.path());
+        } else if (edit == u"rename"_s) {
+            SourcesStore::save({quieter, renamed}, rig.dir.path());
+        } else {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            file.write(edit == u"corrupt"_s ? QByteArray("[{\"tcpPort\": ")
+                                            : SourcesStore::encode({quieter, plex, pi}));
+        }
+        if (edit == u"corrupt"_s)
+            QTRY_VERIFY(QFile::exists(SourcesStore::corruptPath(rig.dir.path())));
+        else
+            QTRY_COMPARE(changed.size(), 2);
+        QStringList names;
+        for (const AnySourceConfig &source : rig.state->sources())
+            names << source.common().displayName;
+        QCOMPARE(names, TW_DATA(QStringList, names));
+
+        QTest::qWait(300); // a fake poll answers on a later turn; the settling of the watch is over
+        QCOMPARE(changed.size(), edit == u"corrupt"_s ? 1 : 2);
+        QStringList polled;
+        for (const auto &[id, name] : {std::pair{nas.id, u"NAS"_s}, {plex.id, renamed.displayName}, {pi.id, u"Pi"_s}}) {
+            if (rig.providers.fetchCount(id) > before.value(id))
+                polled << (id == plex.id && edit != u"rename"_s ? u"Plex"_s : name);
+        }
+        QCOMPARE(polled, TW_DATA(QStringList, polled));
+        if (edit == u"remove"_s)
+            QTRY_VERIFY(!rig.state->snapshots().contains(plex.id));
+        if (edit == u"corrupt"_s) {
+            QCOMPARE(SourcesStore::load(rig.dir.path()), rig.state->sources()); // written again
+        } else {
+            QCOMPARE(JSONFileStore::readBounded(path), SourcesStore::encode(rig.state->sources()));
+        }
+    }
+
+    // Failures held while offline are asked again when the grace period ends: a source removed or
+    // muted meanwhile posts nothing, and its outage stays untold to its end.
+    void heldFailuresFollowRemovalAndMuting_data()
+    {
+        QTest::addColumn<bool>("remove");
+        QTest::newRow("muted") << false;
+        QTest::newRow("removed") << true;
+    }
+    void heldFailuresFollowRemovalAndMuting()
+    {
+        QFETCH(bool, remove);
+        TCPPortConfig nas = tcp(u"NAS"_s);
+        const TCPPortConfig plex = tcp(u"Plex"_s);
+        Rig rig({nas, plex}, false);
+        rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        rig.state->setNetworkOnline(false);
+        rig.providers.failWith(nas.id, u"no route to host"_s);
+        rig.providers.failWith(plex.id, u"no route to host"_s);
+        rig.state->refreshAll();
+        QTRY_COMPARE(rig.state->errors().size(), 2);
+        rig.state->setNetworkOnline(true);
+        QTRY_COMPARE(rig.providers.fetchCount(nas.id), 3);
+        nas.alertsEnabled = false;
+        if (remove)
+            rig.state->removeSource(nas.id);
+        else
+            rig.state->updateSource(nas);
+        rig.clock = rig.clock->addSecs(61);
+        rig.state->reviewAlerts();
+        QCOMPARE(rig.postedTitles(), QStringList{u"Plex is unreachable"_s});
+        if (remove)
+            return;
+
+        // Alerts back on during the outage: its end goes untold too, as the sheet's help says.
+        nas.alertsEnabled = true;
+        const int before = rig.providers.fetchCount(nas.id);
+        rig.state->updateSource(nas);
+        QTRY_COMPARE(rig.providers.fetchCount(nas.id), before + 1);
+        rig.providers.succeed(nas.id);
+        rig.state->refreshAll();
+        QTRY_VERIFY(!rig.state->errors().contains(nas.id));
+        rig.providers.failWith(nas.id, u"refused"_s);
+        rig.state->refreshAll();
+        QTRY_COMPARE(rig.postedTitles(), (QStringList{u"Plex is unreachable"_s, u"NAS is unreachable"_s}));
     }
 
     // Sleep: the same, from logind's word. A source that fails across the resume and is back

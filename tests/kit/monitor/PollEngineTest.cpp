@@ -256,6 +256,26 @@ private Q_SLOTS:
         QCOMPARE(seen.last().polledSourceID, source.id);
     }
 
+    // A poll that fails before its first wait publishes inside sync(), before the event loop turns.
+    void listenersHearAPollThatFailsBeforeTheLoopTurns()
+    {
+        Rig rig;
+        const TCPPortConfig source = tcp(u"port 0"_s);
+        rig.providers.failToMake(source.id, u"port 0 out of range (1-65535)"_s);
+        QObject listener;
+        QList<PollEngine::Update> seen;
+        rig.engine.subscribe(&listener, [&seen](const PollEngine::Update &u) { seen.append(u); });
+        rig.engine.sync({source});
+        QCOMPARE(seen.size(), 2);
+        QVERIFY(!seen.first().polledSourceID);
+        QVERIFY(seen.first().errors.isEmpty());
+        QCOMPARE(seen.last().polledSourceID, source.id);
+        QVERIFY(!seen.last().polledSucceeded);
+        QCOMPARE(seen.last().consecutiveFailures.value(source.id), 1);
+        QTest::qWait(10);
+        QCOMPARE(seen.size(), 2); // the present state is not told twice
+    }
+
     void destroyingTheEngineStopsItsLoops()
     {
         auto providers = std::make_unique<FakeProviders>();

@@ -1,0 +1,151 @@
+#include "kit/monitor/SourcesService.h"
+
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "support/CliProcess.h"
+#include "support/FakeProviders.h"
+#include "support/TestData.h"
+
+#include <QDBusConnectionInterface>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+// The command line beside a running hub: a change of the hub's sources file goes through the hub
+// over the session bus, and is refused when the owner of the application's name does not answer.
+// A bus of the test's own, so that the application's name is free whatever else runs.
+class SourcesServiceTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_home;
+    QProcess m_daemon;
+    QString m_address;
+
+    QProcessEnvironment cliEnvironment() const
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_address);
+        env.insert(u"HOME"_s, m_home.path());
+        env.insert(u"XDG_DATA_HOME"_s, m_home.filePath(u"data"_s));
+        env.insert(u"XDG_CONFIG_HOME"_s, m_home.filePath(u"config"_s));
+        return env;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QFile config(m_home.filePath(u"bus.conf"_s));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write(u"<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><policy context=\"default\">"
+                     "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+                     "<allow own=\"*\"/></policy></busconfig>"_s.arg(m_home.path())
+                         .toUtf8());
+        config.close();
+        m_daemon.start(u"dbus-daemon"_s,
+                       {u"--config-file="_s + config.fileName(), u"--print-address=1"_s, u"--nofork"_s});
+        QVERIFY(m_daemon.waitForStarted());
+        QTRY_VERIFY(m_daemon.canReadLine());
+        m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+        QVERIFY(!m_address.isEmpty());
+    }
+
+    void cleanupTestCase()
+    {
+        m_daemon.terminate();
+        m_daemon.waitForFinished();
+    }
+
+    void cliChangesGoThroughTheRunningHub_data()
+    {
+        QTest::addColumn<QString>("command"); // add or import
+        QTest::addColumn<QString>("hub"); // "serving", "otherFile" (serves another folder), "silent"
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("said");
+        QTest::addColumn<QStringList>("hubSources"); // afterwards
+        QTest::addColumn<QStringList>("fileSources"); // in the file the command named
+
+        const QStringList before{u"NAS"_s};
+        QTest::newRow("add, through the hub")
+            << u"add"_s << u"serving"_s << 0 << u"through Tidewatch, which is running and keeps"_s
+            << QStringList{u"NAS"_s, u"Web"_s} << QStringList{u"NAS"_s, u"Web"_s};
+        QTest::newRow("import, through the hub")
+            << u"import"_s << u"serving"_s << 0 << u"Imported 2 sources through Tidewatch, which is running"_s
+            << QStringList{u"A"_s, u"B"_s} << QStringList{u"A"_s, u"B"_s};
+        QTest::newRow("add, the hub keeps another file") << u"add"_s << u"otherFile"_s << 0 << u"Added Web (httpPing)"_s
+                                                         << before << QStringList{u"NAS"_s, u"Web"_s};
+        QTest::newRow("add, the name's owner does not answer")
+            << u"add"_s << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
+        QTest::newRow("import, the name's owner does not answer")
+            << u"import"_s << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
+    }
+    void cliChangesGoThroughTheRunningHub()
+    {
+        QFETCH(QString, command);
+        QFETCH(QString, hub);
+        QTemporaryDir other;
+        // The application's own folder, as the command line finds it from the environment.
+        const QString folder = m_home.filePath(u"data/Tidewatch"_s);
+        QDir(folder).removeRecursively();
+        HTTPPingConfig nas(QUuid::createUuid(), u"NAS"_s, u"http://127.0.0.1:9"_s);
+        SourcesStore::save({nas}, folder);
+        SourcesStore::save({nas}, other.path());
+
+        FakeProviders providers;
+        AppState::Environment environment;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = hub == u"otherFile"_s ? other.path() : folder;
+        environment.defaults = std::make_shared<QSettings>(other.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.makeProvider = providers.maker();
+        environment.testHost = true;
+        AppState state(environment);
+        SourcesService service(&state);
+        QDBusConnection bus =
+            QDBusConnection::connectToBus(m_address, u"hub-%1"_s.arg(QString::fromUtf8(QTest::currentDataTag())));
+        QVERIFY(bus.isConnected());
+        auto leave = qScopeGuard([&] {
+            bus.unregisterService(QString::fromLatin1(SourcesService::serviceName));
+            QDBusConnection::disconnectFromBus(bus.name());
+        });
+        if (hub != u"silent"_s)
+            QVERIFY(service.exportOn(bus));
+        QVERIFY(bus.registerService(QString::fromLatin1(SourcesService::serviceName)));
+
+        CliRun run;
+        if (command == u"add"_s) {
+            run = runCli({u"add"_s, u"httpPing"_s, u"--name"_s, u"Web"_s, u"--url"_s, u"http://127.0.0.1:9"_s},
+                         {},
+                         cliEnvironment());
+        } else {
+            const QString exported = other.filePath(u"export.json"_s);
+            QFile file(exported);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(SourcesStore::encode({HTTPPingConfig(QUuid::createUuid(), u"A"_s, u"http://a"_s),
+                                             HTTPPingConfig(QUuid::createUuid(), u"B"_s, u"http://b"_s)}));
+            file.close();
+            run = runCli({u"import"_s, exported}, {}, cliEnvironment());
+        }
+        const QString said = QString::fromUtf8(run.out + run.err);
+        QVERIFY2(run.exitCode == TW_DATA(int, exitCode), qPrintable(said));
+        QVERIFY2(said.contains(TW_DATA(QString, said)), qPrintable(said));
+
+        const auto names = [](const QList<AnySourceConfig> &sources) {
+            QStringList out;
+            for (const AnySourceConfig &source : sources)
+                out << source.common().displayName;
+            return out;
+        };
+        QCOMPARE(names(state.sources()), TW_DATA(QStringList, hubSources));
+        QCOMPARE(names(SourcesStore::load(folder)), TW_DATA(QStringList, fileSources));
+        if (hub == u"serving"_s)
+            QCOMPARE(SourcesStore::load(folder), state.sources()); // written by the hub itself
+    }
+};
+
+QTEST_GUILESS_MAIN(SourcesServiceTest)
+#include "SourcesServiceTest.moc"
