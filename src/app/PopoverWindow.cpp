@@ -64,7 +64,7 @@ void PopoverWindow::show(const QRect &anchor)
             screen = QGuiApplication::primaryScreen();
         m_view->setPosition(placement(anchor, m_view->size(), screen->availableGeometry()));
     } else {
-        // The desktop does not say where its icon is (StatusNotifierItem, Wayland): centre it.
+        // Nothing to hang from (Wayland keeps the pointer to itself): centre it.
         const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
         m_view->setPosition(area.center() - QPoint(m_view->width() / 2, m_view->height() / 2));
     }

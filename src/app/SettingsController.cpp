@@ -56,6 +56,7 @@ SettingsController::SettingsController(AppState *state, Preferences *preferences
     , m_state(state)
     , m_preferences(preferences)
     , m_services(std::move(services))
+    , m_sources(new SourceListModel(this))
 {
     for (auto signal : {&AppState::sourcesChanged,
                         &AppState::snapshotsChanged,
@@ -78,7 +79,7 @@ SettingsController::~SettingsController()
 
 void SettingsController::rebuild()
 {
-    QVariantList list;
+    QList<QVariantMap> list;
     const QList<QUuid> order = m_state->widgetLayout().orderedSourceIDs(m_state->sources());
     for (const QUuid &id : order) {
         const auto source = std::find_if(m_state->sources().cbegin(),
@@ -107,10 +108,7 @@ void SettingsController::rebuild()
             {u"widgets"_s, widgets},
         });
     }
-    if (list == m_sources)
-        return;
-    m_sources = list;
-    Q_EMIT sourcesChanged();
+    m_sources->setRows(list);
 }
 
 QString SettingsController::relativeTime(const QDateTime &date) const
@@ -122,11 +120,6 @@ QUrl SettingsController::exportFolder()
 {
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     return QUrl::fromLocalFile(QDir(documents).exists() ? documents : QDir::homePath());
-}
-
-QUrl SettingsController::exportSuggestion()
-{
-    return QUrl::fromLocalFile(exportFolder().toLocalFile() + u'/' + exportFileName() + u".json"_s);
 }
 
 void SettingsController::moveSource(int from, int to)
@@ -238,6 +231,40 @@ QCoro::Task<> SettingsController::readPermission()
         co_return;
     m_permission = status;
     Q_EMIT permissionChanged();
+}
+
+void SettingsController::exportSources()
+{
+    if (!m_services.chooseFile)
+        return;
+    QPointer<SettingsController> self = this;
+    m_services.chooseFile({FileChooser::Mode::Save,
+                           u"Export Sources"_s,
+                           exportFolder().toLocalFile(),
+                           exportFileName() + u".json"_s,
+                           u"JSON files"_s,
+                           {u"*.json"_s}},
+                          [self](const QString &path) {
+                              if (self && !path.isEmpty())
+                                  self->exportTo(QUrl::fromLocalFile(path));
+                          });
+}
+
+void SettingsController::importSources()
+{
+    if (!m_services.chooseFile)
+        return;
+    QPointer<SettingsController> self = this;
+    m_services.chooseFile({FileChooser::Mode::Open,
+                           u"Import Sources"_s,
+                           exportFolder().toLocalFile(),
+                           {},
+                           u"JSON files"_s,
+                           {u"*.json"_s}},
+                          [self](const QString &path) {
+                              if (self && !path.isEmpty())
+                                  self->importFrom(QUrl::fromLocalFile(path));
+                          });
 }
 
 bool SettingsController::exportTo(const QUrl &file)

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "app/FileChooser.h"
 #include "app/LoginItem.h"
 #include "app/ReleaseChecker.h"
+#include "app/SourceListModel.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/monitor/AlertCenter.h"
 
@@ -22,7 +24,7 @@ class Preferences;
 class SettingsController : public QObject
 {
     Q_OBJECT
-    Q_PROPERTY(QVariantList sources READ sources NOTIFY sourcesChanged)
+    Q_PROPERTY(tw::SourceListModel *sources READ sources CONSTANT)
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
     Q_PROPERTY(QString permissionText READ permissionText NOTIFY permissionChanged)
     Q_PROPERTY(bool permissionDenied READ permissionDenied NOTIFY permissionChanged)
@@ -45,12 +47,14 @@ public:
         ReleaseChecker releaseChecker;
         std::function<void(const QUrl &)> openURL;
         QString version; // "—" when empty
+        // Opens the desktop's file dialog over the settings window; FileChooser in the program.
+        std::function<void(const FileChooser::Request &, FileChooser::Done)> chooseFile = {};
     };
 
     SettingsController(AppState *state, Preferences *preferences, Services services, QObject *parent = nullptr);
     ~SettingsController() override;
 
-    QVariantList sources() const { return m_sources; }
+    SourceListModel *sources() const { return m_sources; }
     bool launchAtLogin() const;
     void setLaunchAtLogin(bool on);
     QString permissionText() const;
@@ -74,11 +78,14 @@ public:
     Q_INVOKABLE void editSource(const QString &sourceId) { Q_EMIT editSourceRequested(sourceId); }
     Q_INVOKABLE void showOnboarding() { Q_EMIT onboardingRequested(); }
     Q_INVOKABLE QString relativeTime(const QDateTime &date) const;
-    // Where the save dialog starts, and the name it offers.
-    Q_INVOKABLE static QUrl exportFolder();
-    Q_INVOKABLE static QUrl exportSuggestion();
+    // Where the file dialogs start.
+    static QUrl exportFolder();
 
     Q_INVOKABLE void refresh();
+    // "Export…" and "Import…": the file dialog, then the export or the import of the chosen file.
+    // A cancelled dialog says nothing.
+    Q_INVOKABLE void exportSources();
+    Q_INVOKABLE void importSources();
     // Writes the export; false (with the alert up) when it could not be written.
     Q_INVOKABLE bool exportTo(const QUrl &file);
     Q_INVOKABLE void importFrom(const QUrl &file);
@@ -89,7 +96,6 @@ public:
     Q_INVOKABLE void runAlertAction();
 
 Q_SIGNALS:
-    void sourcesChanged();
     void launchAtLoginChanged();
     void permissionChanged();
     void checkingChanged();
@@ -118,7 +124,7 @@ private:
     Preferences *m_preferences;
     Services m_services;
     StopToken m_stop = makeStopToken();
-    QVariantList m_sources;
+    SourceListModel *m_sources;
     std::optional<AlertCenter::Authorization> m_permission;
     MessageAlert m_alert;
     QList<AnySourceConfig> m_pendingImport;

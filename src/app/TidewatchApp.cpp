@@ -1,5 +1,6 @@
 #include "TidewatchApp.h"
 
+#include "app/FileChooser.h"
 #include "app/IconProvider.h"
 #include "app/LoginItem.h"
 #include "app/OnboardingController.h"
@@ -21,6 +22,7 @@
 #include <QDesktopServices>
 #include <QQmlContext>
 #include <QQmlEngine>
+#include <QQuickView>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
@@ -60,6 +62,7 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
           this))
     , m_tray(new TrayController(m_state, this))
     , m_alerts(std::make_shared<AlertCenter>())
+    , m_fileChooser(new FileChooser(QDBusConnection::sessionBus(), this))
 {
     auto authorization = [alerts = m_alerts] {
         return alerts->authorizationStatus();
@@ -69,7 +72,10 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
         LoginItem(),
         ReleaseChecker{ReleaseChecker::defaultEndpoint(), BoundedHTTPClient::shared()},
         [](const QUrl &url) { QDesktopServices::openUrl(url); },
-        QCoreApplication::applicationVersion()};
+        QCoreApplication::applicationVersion(),
+        [this](const FileChooser::Request &request, FileChooser::Done done) {
+            m_fileChooser->choose(m_settingsWindow->view(), request, std::move(done));
+        }};
     m_settings = new SettingsController(m_state, m_preferences, std::move(services), this);
     m_onboarding = new OnboardingController(m_state, m_preferences, authorization, this);
     const auto engine = [this] {

@@ -13,6 +13,7 @@ namespace tw {
 
 class AlertCenter;
 class ConnectivityWatcher;
+class FileChooser;
 class OnboardingController;
 class PopoverController;
 class QmlWindow;
@@ -94,6 +95,7 @@ private:
     OnboardingController *m_onboarding;
     QmlWindow *m_settingsWindow;
     QmlWindow *m_onboardingWindow;
+    FileChooser *m_fileChooser;
     bool m_quitting = false;
 };
 

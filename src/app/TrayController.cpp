@@ -1,10 +1,13 @@
 #include "TrayController.h"
 
+#include "app/NamedIconEngine.h"
 #include "app/PopoverRows.h"
 #include "app/PopoverText.h"
+#include "app/TrayActivation.h"
 #include "app/TrayIconPainter.h"
 #include "kit/monitor/AppState.h"
 
+#include <QCursor>
 #include <QGuiApplication>
 #include <QIcon>
 #include <QPalette>
@@ -23,6 +26,11 @@ QIcon trayIcon(OverallStatus status, bool shapes)
     QIcon icon;
     for (const int size : {16, 22, 24, 32, 48, 64})
         icon.addPixmap(QPixmap::fromImage(TrayIconPainter::paint(status, size, glyph, shapes)));
+    // Installed, the symbolic icons let the panel draw the rack in its own colours; their dot has
+    // no shapes, so the painted pictures stand alone when shapes are asked for.
+    const QString themed = TrayIconPainter::themeIconName(status);
+    if (!shapes && QIcon::hasThemeIcon(themed))
+        return QIcon(new NamedIconEngine(themed, icon));
     return icon;
 }
 
@@ -34,6 +42,7 @@ TrayController::TrayController(AppState *state, QObject *parent)
     , m_menu(std::make_unique<QMenu>())
     , m_tray(new QSystemTrayIcon(this))
 {
+    TrayActivation::install();
     m_menu->addAction(u"Open Tidewatch"_s, this, &TrayController::popoverRequested);
     m_refreshAction = m_menu->addAction(u"Refresh Now"_s, m_state, &AppState::refreshAll);
     m_pauseAction = m_menu->addAction(u"Pause Monitoring"_s, m_state, &AppState::togglePaused);
@@ -79,7 +88,12 @@ void TrayController::showMessage(const QString &title, const QString &body)
 
 QRect TrayController::iconGeometry() const
 {
-    return m_tray->geometry();
+    if (const QRect icon = m_tray->geometry(); icon.isValid() && !icon.isEmpty())
+        return icon;
+    // A one-pixel anchor: the popover hangs below the point, or above it near the bottom edge.
+    if (const std::optional<QPoint> clicked = TrayActivation::recent())
+        return QRect(*clicked, QSize(1, 1));
+    return QRect(QCursor::pos(), QSize(1, 1));
 }
 
 void TrayController::listTroubledSources()

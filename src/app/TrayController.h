@@ -24,7 +24,8 @@ public:
     ~TrayController() override;
 
     void show();
-    // Where the popover should hang from; empty when the panel does not say (StatusNotifierItem).
+    // Where the popover should hang from: the icon itself in an XEmbed tray, the point a
+    // StatusNotifierItem host reported for the click, or else the pointer.
     QRect iconGeometry() const;
     OverallStatus shownStatus() const { return m_shown; }
     void showMessage(const QString &title, const QString &body);

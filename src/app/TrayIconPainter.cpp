@@ -74,6 +74,18 @@ void paintShape(QPainter &p, OverallStatus status, const QPointF &centre, qreal 
 
 } // namespace
 
+QString themeIconName(OverallStatus status)
+{
+    return QStringLiteral("dev.ostrel.Tidewatch-%1-symbolic").arg(toText(status).toLower());
+}
+
+QColor haloFor(const QColor &glyph)
+{
+    QColor halo = glyph.lightnessF() < 0.5 ? QColor(0xfa, 0xfa, 0xfa) : QColor(0x12, 0x12, 0x12);
+    halo.setAlphaF(0.9f);
+    return halo;
+}
+
 QImage paint(OverallStatus status, int size, const QColor &glyph, bool shapes)
 {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
@@ -82,18 +94,24 @@ QImage paint(OverallStatus status, int size, const QColor &glyph, bool shapes)
     p.setRenderHint(QPainter::Antialiasing);
     const qreal u = size / 32.0;
 
-    // Three rack units, each with a status light, in the glyph colour.
+    // Three rack units, each with a status light, in the glyph colour over a halo of the opposite
+    // lightness: the panel's colour is not ours to know (a dark panel under a light palette is
+    // common), and one of the two always stands out from it.
+    const QColor halo = haloFor(glyph);
     const qreal left = 3 * u, width = 20 * u, unitHeight = 6.5 * u, gap = 2 * u;
-    QPen pen(glyph, 2 * u);
-    pen.setJoinStyle(Qt::RoundJoin);
-    for (int i = 0; i < 3; ++i) {
-        const QRectF unit(left, 4 * u + i * (unitHeight + gap), width, unitHeight);
-        p.setPen(pen);
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(unit, 1.5 * u, 1.5 * u);
-        p.setPen(Qt::NoPen);
-        p.setBrush(glyph);
-        p.drawEllipse(QPointF(unit.left() + 4 * u, unit.center().y()), 1.2 * u, 1.2 * u);
+    const qreal stroke = 2 * u, rim = std::max(1.0, 1.25 * u);
+    for (const auto &[colour, grow] : {std::pair{halo, rim}, std::pair{glyph, 0.0}}) {
+        QPen pen(colour, stroke + 2 * grow);
+        pen.setJoinStyle(Qt::RoundJoin);
+        for (int i = 0; i < 3; ++i) {
+            const QRectF unit(left, 4 * u + i * (unitHeight + gap), width, unitHeight);
+            p.setPen(pen);
+            p.setBrush(Qt::NoBrush);
+            p.drawRoundedRect(unit, 1.5 * u, 1.5 * u);
+            p.setPen(Qt::NoPen);
+            p.setBrush(colour);
+            p.drawEllipse(QPointF(unit.left() + 4 * u, unit.center().y()), 1.2 * u + grow, 1.2 * u + grow);
+        }
     }
 
     // The status dot sits over the lower right corner, ringed in transparency so it reads on any panel.

@@ -12,7 +12,14 @@ namespace tw::TrayIconPainter {
 // Green, yellow, red, or gray for paused and unknown.
 QColor statusColour(OverallStatus status);
 
-// A square icon of `size` pixels; `glyph` is the colour of the rack (the panel's text colour).
+// The symbolic icon of the theme for the status: "dev.ostrel.Tidewatch-up-symbolic" and so on.
+QString themeIconName(OverallStatus status);
+
+// What rims a glyph of this colour so that the rack reads on a panel of either lightness.
+QColor haloFor(const QColor &glyph);
+
+// A square icon of `size` pixels; `glyph` is the colour of the rack (the palette's text colour),
+// rimmed with `haloFor(glyph)`.
 // With `shapes`, the dot carries a tick, an exclamation mark, a cross, two bars or a question mark,
 // so that the state does not rest on colour alone.
 QImage paint(OverallStatus status, int size, const QColor &glyph, bool shapes = false);

@@ -4,6 +4,8 @@
 #include <QPainter>
 #include <QTest>
 
+#include <cmath>
+
 using namespace tw;
 using namespace Qt::StringLiterals;
 
@@ -28,6 +30,42 @@ QList<int> dotLightness(const QImage &image)
                 values.append(image.pixelColor(x, y).lightness() / 32);
         }
     return values;
+}
+
+// WCAG's relative luminance of an opaque colour.
+double luminance(const QColor &colour)
+{
+    const auto channel = [](double c) {
+        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * channel(colour.redF()) + 0.7152 * channel(colour.greenF()) + 0.0722 * channel(colour.blueF());
+}
+
+double contrast(const QColor &a, const QColor &b)
+{
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// The share of the rack's area, the dot left out, that stands out from the panel at a contrast of
+// 3:1 or more once the icon is laid on it.
+double legibleShare(const QImage &icon, const QColor &panel)
+{
+    QImage laid(icon.size(), QImage::Format_ARGB32);
+    laid.fill(panel);
+    QPainter(&laid).drawImage(0, 0, icon);
+    const int size = icon.width();
+    const QPointF dot(24.0 * size / 32, 24.0 * size / 32);
+    int area = 0, legible = 0;
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < 24 * size / 32; ++x) {
+            if (QLineF(dot, QPointF(x + 0.5, y + 0.5)).length() <= 9.0 * size / 32)
+                continue;
+            ++area;
+            if (contrast(laid.pixelColor(x, y), panel) >= 3.0)
+                ++legible;
+        }
+    return double(legible) / area;
 }
 
 } // namespace
@@ -58,6 +96,34 @@ private Q_SLOTS:
             QVERIFY2(!shaped.contains(withShape), qPrintable(toText(status)));
             shaped.append(withShape);
         }
+    }
+
+    // The rack reads on dark and light panels alike, whichever colour the palette gives the glyph:
+    // a black rack on a dark panel once left only the dot to see.
+    void rackReadsOnAnyPanel_data()
+    {
+        QTest::addColumn<QColor>("glyph");
+        QTest::addColumn<QColor>("panel");
+        QTest::addColumn<int>("size");
+        const QList<std::pair<const char *, QColor>> panels{{"black", QColor(0x00, 0x00, 0x00)},
+                                                            {"dark", QColor(0x2b, 0x2b, 0x2e)},
+                                                            {"light", QColor(0xf0, 0xf0, 0xf0)},
+                                                            {"white", QColor(0xff, 0xff, 0xff)}};
+        for (const auto &[glyphName, glyph] :
+             {std::pair{"dark glyph", QColor(0x20, 0x20, 0x20)}, std::pair{"light glyph", QColor(0xf2, 0xf2, 0xf5)}}) {
+            for (const auto &[panelName, panel] : panels) {
+                for (const int size : {16, 22, 32})
+                    QTest::addRow("%s, %s panel, %d px", glyphName, panelName, size) << glyph << panel << size;
+            }
+        }
+    }
+    void rackReadsOnAnyPanel()
+    {
+        QFETCH(QColor, glyph);
+        QFETCH(QColor, panel);
+        QFETCH(int, size);
+        const double share = legibleShare(TrayIconPainter::paint(OverallStatus::Up, size, glyph), panel);
+        QVERIFY2(share >= 0.25, qPrintable(u"only %1 % of the rack stands out"_s.arg(share * 100, 0, 'f', 1)));
     }
 
     // A sheet of every state, plain and shaped, on a light and a dark panel: for a look by eye.

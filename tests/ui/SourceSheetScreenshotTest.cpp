@@ -12,6 +12,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -36,6 +37,7 @@ private Q_SLOTS:
         QTest::newRow("icmp") << u"icmp"_s;
         QTest::newRow("dns") << u"dns"_s;
         QTest::newRow("tls") << u"tls"_s;
+        QTest::newRow("failure") << u"failure"_s;
     }
     void render()
     {
@@ -48,7 +50,9 @@ private Q_SLOTS:
         AppState::Environment environment;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();
         environment.sourcesDirectory = dir.path();
-        environment.sources = QList<AnySourceConfig>{};
+        KumaConfig rack(QUuid::createUuid(), u"Rack status"_s, u"https://status.home.lan:3001"_s);
+        rack.statusPageSlug = u"rack"_s;
+        environment.sources = QList<AnySourceConfig>{rack};
         environment.defaults = settings;
         environment.makeProvider = providers.maker();
         environment.sleep = sleeper.function();
@@ -61,7 +65,18 @@ private Q_SLOTS:
         SourceEditor editor(&state, providers.maker(), [&] { return engine.get(); });
         SourceSheetController &sheet = *editor.controller();
 
-        editor.add();
+        if (stop == u"failure"_s) {
+            // A reason longer than the line: all of it shows, wrapped, not "Faile…".
+            providers.failWith(rack.id,
+                               u"Connection refused by status.home.lan:3001. Nothing listens on that port; check "
+                               "that Uptime Kuma runs and the address is right."_s);
+            editor.edit(rack.id);
+            QSignalSpy finished(&sheet, &SourceSheetController::testFinished);
+            sheet.testConnection();
+            QTRY_COMPARE(finished.count(), 1);
+        } else {
+            editor.add();
+        }
         if (stop == u"kuma"_s) {
             sheet.chooseKind(u"kuma"_s);
             sheet.setDisplayName(u"Homelab status"_s);
@@ -125,7 +140,14 @@ private Q_SLOTS:
             QVERIFY(contains(preferences.accent()));
         // The JSON stop was left with a bad interval and the DNS stop with a nameserver by name: their
         // error lines are on show.
-        QCOMPARE(contains(QColor(0xd9, 0x30, 0x25)), stop == u"json"_s || stop == u"dns"_s);
+        QCOMPARE(contains(QColor(0xd9, 0x30, 0x25)), stop == u"json"_s || stop == u"dns"_s || stop == u"failure"_s);
+        if (stop == u"failure"_s) {
+            QQuickItem *text = editor.view()->rootObject()->findChild<QQuickItem *>(u"source.testText"_s);
+            QVERIFY(text);
+            QVERIFY(text->property("lineCount").toInt() >= 2);
+            QVERIFY(!text->property("truncated").toBool());
+            QVERIFY(text->mapToScene({0, text->height()}).y() <= editor.view()->height());
+        }
     }
 };
 

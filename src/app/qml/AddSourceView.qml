@@ -414,35 +414,35 @@ Rectangle {
             Layout.fillWidth: true
         }
 
+        // The whole answer of a test, wrapped: a reason cut to "Conne…" tells the user nothing.
+        RowLayout {
+            objectName: "source.testStatus"
+            visible: !sheet.choosing && sheet.testPassed !== undefined && sheet.testPassed !== null
+            spacing: 6
+            Layout.fillWidth: true
+            Icon {
+                Layout.alignment: Qt.AlignTop
+                Layout.topMargin: 1
+                symbol: sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
+                color: sheet.testPassed === true ? "#34a853" : "#d93025"
+                size: 14
+            }
+            Text {
+                objectName: "source.testText"
+                text: sheet.testPassed === true ? "Connected" : "Failed: " + sheet.testText
+                color: theme.text
+                font.pixelSize: 12
+                wrapMode: Text.Wrap
+                Layout.fillWidth: true
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+        }
+
         RowLayout {
             Layout.fillWidth: true
             spacing: 8
-            RowLayout {
-                objectName: "source.testStatus"
-                visible: !sheet.choosing && sheet.testPassed !== undefined && sheet.testPassed !== null
-                spacing: 4
-                Layout.fillWidth: true
-                Icon {
-                    symbol: sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
-                    color: sheet.testPassed === true ? "#34a853" : "#d93025"
-                    size: 14
-                }
-                Text {
-                    objectName: "source.testText"
-                    text: sheet.testPassed === true ? "Connected" : "Failed: " + sheet.testText
-                    color: theme.text
-                    font.pixelSize: 12
-                    elide: Text.ElideRight
-                    Layout.fillWidth: true
-                    ToolTip.visible: hover.hovered && truncated
-                    ToolTip.text: sheet.testText
-                    HoverHandler { id: hover }
-                }
-            }
-            Item {
-                visible: sheet.choosing || sheet.testPassed === undefined || sheet.testPassed === null
-                Layout.fillWidth: true
-            }
+            Item { Layout.fillWidth: true }
             GhostPill {
                 objectName: "source.cancel"
                 text: "Cancel"

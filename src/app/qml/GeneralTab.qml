@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Dialogs
 
 // Every preference not tied to one source, the sources file, and the update check.
 Item {
@@ -197,13 +196,13 @@ Item {
                         objectName: "general.export"
                         text: "Export…"
                         Accessible.name: text
-                        onClicked: exportDialog.open()
+                        onClicked: settings.exportSources()
                     }
                     GhostPill {
                         objectName: "general.import"
                         text: "Import…"
                         Accessible.name: text
-                        onClicked: importDialog.open()
+                        onClicked: settings.importSources()
                     }
                 }
             }
@@ -241,25 +240,5 @@ Item {
                 }
             }
         }
-    }
-
-    FileDialog {
-        id: exportDialog
-        objectName: "general.exportDialog"
-        title: "Export Sources"
-        fileMode: FileDialog.SaveFile
-        nameFilters: ["JSON files (*.json)"]
-        defaultSuffix: "json"
-        currentFolder: settings.exportFolder()
-        selectedFile: settings.exportSuggestion()
-        onAccepted: settings.exportTo(selectedFile)
-    }
-    FileDialog {
-        id: importDialog
-        objectName: "general.importDialog"
-        title: "Import Sources"
-        fileMode: FileDialog.OpenFile
-        nameFilters: ["JSON files (*.json)", "All files (*)"]
-        onAccepted: settings.importFrom(selectedFile)
     }
 }

@@ -1,16 +1,21 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Window
 
 // The popover opened from the tray icon: whether everything is up, a card per source, and the
-// three actions. Ten rows or more scroll between a pinned header and footer.
+// three actions. Ten rows or more scroll between a pinned header and footer, and so do fewer rows
+// whose cards are taller than the window may be.
 Rectangle {
     id: root
     objectName: "popover"
     readonly property bool scrolling: popover.usesScrollingForm(popover.hasSources ? 1 : 0, popover.rows.flatRowCount)
+    // Never taller than the screen leaves room for, whatever the cards hold.
+    readonly property real maxHeight: Math.min(580, Screen.desktopAvailableHeight > 0 ? Screen.desktopAvailableHeight - 16 : 580)
+    readonly property bool overflowing: body.implicitHeight > scroller.height + 0.5
     // A row's menu lives inside this window: while one is open the window is at least that tall.
     property real menuRoom: 0
     width: 340
-    height: Math.max(menuRoom, Math.min(580, scrolling ? 420 : header.height + body.implicitHeight + footer.height))
+    height: Math.max(menuRoom, Math.min(maxHeight, scrolling ? 420 : header.height + body.implicitHeight + footer.height))
     radius: 12
     color: theme.window
     border.color: theme.hairline
@@ -105,7 +110,7 @@ Rectangle {
         width: parent.width
         height: 1
         color: theme.hairline
-        visible: root.scrolling
+        visible: root.overflowing
     }
 
     Flickable {
@@ -116,9 +121,13 @@ Rectangle {
         width: parent.width
         contentHeight: body.implicitHeight
         clip: true
-        interactive: root.scrolling
+        interactive: root.overflowing
         boundsBehavior: Flickable.StopAtBounds
-        ScrollBar.vertical: ScrollBar { policy: root.scrolling ? ScrollBar.AsNeeded : ScrollBar.AlwaysOff }
+        // Always on while something is out of sight, so a cut card never looks like the last one.
+        ScrollBar.vertical: ScrollBar {
+            objectName: "rowsScrollBar"
+            policy: root.overflowing ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
+        }
 
         Column {
             id: body

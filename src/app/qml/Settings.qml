@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Dialogs
 
 // The settings window: the sources with everything that acts on one of them, and the general
 // preferences. Every change is applied and saved at once.

@@ -9,7 +9,7 @@ Item {
 
     Column {
         objectName: "settings.sources.empty"
-        visible: settings.sources.length === 0
+        visible: settings.sources.count === 0
         anchors.centerIn: parent
         width: parent.width - 80
         spacing: 12
@@ -41,7 +41,7 @@ Item {
 
     Flickable {
         id: scroller
-        visible: settings.sources.length > 0
+        visible: settings.sources.count > 0
         anchors.top: parent.top
         anchors.bottom: footer.top
         width: parent.width
@@ -60,10 +60,11 @@ Item {
                 id: rows
                 model: settings.sources
                 delegate: SourceRow {
-                    required property var modelData
+                    required property var model
                     required property int index
                     width: list.width
-                    source: modelData
+                    // The row's roles, kept up to date in place while a poll changes one of them.
+                    source: model
                     onDropped: (y) => {
                         const target = DragOrder.target(rows, list, index, mapToItem(list, 0, y).y)
                         if (target >= 0)
@@ -76,7 +77,7 @@ Item {
 
     Item {
         id: footer
-        visible: settings.sources.length > 0
+        visible: settings.sources.count > 0
         anchors.bottom: parent.bottom
         width: parent.width
         height: visible ? 52 : 0

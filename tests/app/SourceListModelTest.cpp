@@ -1,0 +1,110 @@
+#include "app/SourceListModel.h"
+
+#include "support/TestData.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace tw;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// One row per letter; the name tells which poll it came from.
+QList<QVariantMap> rows(const QString &ids, const QString &poll = u"1"_s)
+{
+    QList<QVariantMap> list;
+    for (const QChar id : ids) {
+        QVariantMap row;
+        row[u"id"_s] = QString(id);
+        row[u"name"_s] = QString(QString(id) + poll);
+        row[u"widgets"_s] = QVariantList();
+        list.append(row);
+    }
+    return list;
+}
+
+QString order(const SourceListModel &model)
+{
+    QString ids;
+    for (int i = 0; i < model.rowCount(); ++i)
+        ids += model.data(model.index(i), Qt::UserRole + 1).toString();
+    return ids;
+}
+
+} // namespace
+
+// The settings list changes row by row: a row that stays keeps its identity (a view's delegate,
+// and with it a drag in progress, survives), and the model stays consistent through every change.
+class SourceListModelTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void changesApplyRowByRow_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<int>("changedRows"); // dataChanged signals for rows that stayed
+        QTest::newRow("a poll changes every row") << u"abc"_s << u"abc"_s << 3;
+        QTest::newRow("one removed in the middle") << u"abcd"_s << u"abd"_s << 3;
+        QTest::newRow("one added in front") << u"abc"_s << u"xabc"_s << 3;
+        QTest::newRow("last moved to the front") << u"abcd"_s << u"dabc"_s << 4;
+        QTest::newRow("reversed") << u"abcde"_s << u"edcba"_s << 5;
+        QTest::newRow("moved, removed and added at once") << u"abcde"_s << u"ecxa"_s << 3;
+        QTest::newRow("all new") << u"abc"_s << u"xyz"_s << 0;
+        QTest::newRow("from nothing") << QString() << u"ab"_s << 0;
+        QTest::newRow("to nothing") << u"ab"_s << QString() << 0;
+    }
+    void changesApplyRowByRow()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        SourceListModel model;
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        model.setRows(rows(before));
+        QList<QPersistentModelIndex> kept;
+        for (int i = 0; i < model.rowCount(); ++i)
+            kept.append(QPersistentModelIndex(model.index(i)));
+
+        QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+        QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+        QSignalSpy counted(&model, &SourceListModel::countChanged);
+        model.setRows(rows(after, u"2"_s));
+        QCOMPARE(order(model), after);
+        QCOMPARE(resets.count(), 0);
+        QCOMPARE(changed.count(), TW_DATA(int, changedRows));
+        QCOMPARE(counted.count(), before.size() == after.size() ? 0 : 1);
+        QCOMPARE(model.rows(), rows(after, u"2"_s));
+        // A row that stayed is the same row, moved rather than removed and added again.
+        for (const QPersistentModelIndex &index : kept) {
+            const QString id = before.at(kept.indexOf(index));
+            QCOMPARE(index.isValid(), after.contains(id));
+            if (index.isValid())
+                QCOMPARE(index.data(Qt::UserRole + 1).toString(), id);
+        }
+    }
+
+    // A poll that changes only the time of the last answer says so for that role alone, and a poll
+    // that changes nothing says nothing.
+    void onlyWhatChangedIsSignalled()
+    {
+        SourceListModel model;
+        QList<QVariantMap> list = rows(u"ab"_s);
+        model.setRows(list);
+        QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+        model.setRows(list);
+        QCOMPARE(changed.count(), 0);
+        list[1][u"fetchedAt"_s] = QDateTime::currentDateTimeUtc();
+        model.setRows(list);
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed[0][0].toModelIndex().row(), 1);
+        const int fetchedAtRole = Qt::UserRole + 1 + int(SourceListModel::keys().indexOf("fetchedAt"));
+        QCOMPARE(changed[0][2].value<QList<int>>(), QList<int>{fetchedAtRole});
+        QCOMPARE(model.roleNames().value(fetchedAtRole), QByteArray("fetchedAt"));
+    }
+};
+
+QTEST_GUILESS_MAIN(SourceListModelTest)
+#include "SourceListModelTest.moc"

@@ -1,0 +1,498 @@
+#include "app/FileChooser.h"
+#include "app/PopoverController.h"
+#include "app/PopoverModel.h"
+#include "app/PopoverWindow.h"
+#include "app/Preferences.h"
+#include "app/QmlWindow.h"
+#include "app/SettingsController.h"
+#include "app/Theme.h"
+#include "app/TidewatchApp.h"
+#include "kit/model/SourcesStore.h"
+#include "kit/monitor/AppState.h"
+#include "kit/monitor/InMemoryCredentialStore.h"
+#include "support/FakeProviders.h"
+#include "support/ManualSleeper.h"
+#include "support/XInput.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDir>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScopeGuard>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QList<QQuickItem *> findAll(QQuickItem *root, const QString &name)
+{
+    QList<QQuickItem *> hits;
+    if (!root)
+        return hits;
+    if (root->objectName() == name && root->isVisible())
+        hits.append(root);
+    for (QQuickItem *child : root->childItems())
+        hits += findAll(child, name);
+    return hits;
+}
+
+QQuickItem *find(QQuickItem *root, const QString &name)
+{
+    return findAll(root, name).value(0);
+}
+
+QPoint centreOf(const QQuickItem *item)
+{
+    return item->mapToGlobal(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+}
+
+QPoint centreOf(const QWidget *widget)
+{
+    return widget->mapToGlobal(widget->rect().center());
+}
+
+TCPPortConfig port(const QString &name)
+{
+    return TCPPortConfig(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
+}
+
+void saveShot(const QImage &image, const QString &name)
+{
+    const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
+    QDir().mkpath(out);
+    QVERIFY(!image.isNull());
+    QVERIFY(image.save(QDir(out).filePath(name)));
+}
+
+// The settings window and the popover of a real hub, on the X server, driven by xdotool. The file
+// dialog is the widget one: the connection given to the chooser reaches no portal.
+struct Rig
+{
+    QTemporaryDir dir;
+    FakeProviders providers;
+    ManualSleeper sleeper;
+    ManualSleeper historySleeper;
+    std::shared_ptr<QSettings> settings;
+    std::unique_ptr<AppState> state;
+    std::unique_ptr<Preferences> preferences;
+    std::unique_ptr<Theme> theme;
+    std::unique_ptr<PopoverModel> rows;
+    std::unique_ptr<PopoverController> popoverController;
+    std::unique_ptr<FileChooser> chooser;
+    std::unique_ptr<SettingsController> controller;
+    std::unique_ptr<QQmlEngine> engine;
+    std::unique_ptr<QmlWindow> window;
+    std::unique_ptr<PopoverWindow> popover;
+
+    explicit Rig(const QList<AnySourceConfig> &sources)
+        : settings(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+    {
+        SourcesStore::save(sources, dir.path());
+        AppState::Environment environment;
+        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        environment.sourcesDirectory = dir.path();
+        environment.defaults = settings;
+        environment.makeProvider = providers.maker();
+        environment.sleep = sleeper.function();
+        environment.historySleep = historySleeper.function();
+        environment.testHost = true;
+        state = std::make_unique<AppState>(environment);
+        preferences = std::make_unique<Preferences>(settings);
+        theme = std::make_unique<Theme>();
+        rows = std::make_unique<PopoverModel>(state.get());
+        popoverController = std::make_unique<PopoverController>(state.get(), rows.get());
+        chooser = std::make_unique<FileChooser>(QDBusConnection(u"no portal here"_s));
+        SettingsController::Services services{
+            {},
+            LoginItem(dir.filePath(u"autostart/tidewatch.desktop"_s), u"/usr/bin/tidewatch"_s),
+            {},
+            {},
+            u"1.0.0"_s,
+            [this](const FileChooser::Request &request, FileChooser::Done done) {
+                chooser->choose(window->view(), request, std::move(done));
+            }};
+        controller = std::make_unique<SettingsController>(state.get(), preferences.get(), services);
+        engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
+        window = std::make_unique<QmlWindow>(
+            QmlWindow::Options{QUrl(u"qrc:/qml/Settings.qml"_s),
+                               u"Tidewatch Settings"_s,
+                               QSize(480, 540),
+                               {{u"settings"_s, QVariant::fromValue<QObject *>(controller.get())}}},
+            [this] { return engine.get(); });
+        popover = std::make_unique<PopoverWindow>(popoverController.get(), [this] { return engine.get(); });
+    }
+    ~Rig()
+    {
+        popover.reset();
+        window.reset();
+    }
+
+    QQuickItem *showSettings()
+    {
+        window->show();
+        if (!QTest::qWaitForWindowExposed(window->view()))
+            return nullptr;
+        window->view()->setPosition(40, 40);
+        QTest::qWait(100);
+        return window->view()->rootObject();
+    }
+    QQuickItem *root() { return window->view()->rootObject(); }
+
+    // Scrolls the General tab with the wheel until `name` is inside the window, then clicks it.
+    bool clickInGeneral(const QString &name)
+    {
+        QQuickItem *item = find(root(), name);
+        for (int turn = 0; item && turn < 20; ++turn) {
+            const qreal bottom = item->mapToScene(QPointF(0, item->height())).y();
+            if (bottom < window->view()->height() - 8)
+                return XInput::click(centreOf(item));
+            XInput::wheel(window->view()->mapToGlobal(QPoint(240, 300)), 3);
+            QTest::qWait(150);
+        }
+        return false;
+    }
+
+    // The file dialog that opened over the settings window, once it is on screen.
+    QFileDialog *dialogTitled(const QString &title)
+    {
+        for (int wait = 0; wait < 100; ++wait) {
+            for (QWidget *widget : QApplication::topLevelWidgets()) {
+                auto *dialog = qobject_cast<QFileDialog *>(widget);
+                if (dialog && dialog->isVisible() && dialog->windowTitle() == title
+                    && !XInput::windowsNamed(title).isEmpty())
+                    return dialog;
+            }
+            QTest::qWait(50);
+        }
+        return nullptr;
+    }
+
+    // Types a path into the dialog's file name field and presses Return, as a user would.
+    bool choose(QFileDialog *dialog, const QString &path)
+    {
+        auto *field = dialog->findChild<QLineEdit *>(u"fileNameEdit"_s);
+        return field && XInput::click(centreOf(field)) && XInput::key(u"ctrl+a"_s) && XInput::type(path)
+            && XInput::key(u"Return"_s);
+    }
+};
+
+// The desktop portal's file chooser as a desktop runs it: it takes the request, and answers on the
+// request object the handle token names, with a file, a cancel, or a failure.
+class FakePortal : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.FileChooser")
+public:
+    QDBusConnection bus;
+    uint answer = 0;
+    QString chosen;
+    QString method;
+    QString parentWindow;
+    QString title;
+    QVariantMap options;
+
+    explicit FakePortal(QDBusConnection connection)
+        : bus(std::move(connection))
+    { }
+
+public Q_SLOTS:
+    QDBusObjectPath
+    OpenFile(const QString &parent, const QString &heading, const QVariantMap &map, const QDBusMessage &call)
+    {
+        return take(u"OpenFile"_s, parent, heading, map, call);
+    }
+    QDBusObjectPath
+    SaveFile(const QString &parent, const QString &heading, const QVariantMap &map, const QDBusMessage &call)
+    {
+        return take(u"SaveFile"_s, parent, heading, map, call);
+    }
+
+private:
+    QDBusObjectPath take(const QString &name,
+                         const QString &parent,
+                         const QString &heading,
+                         const QVariantMap &map,
+                         const QDBusMessage &call)
+    {
+        method = name;
+        parentWindow = parent;
+        title = heading;
+        options = map;
+        QString sender = call.service().mid(1);
+        sender.replace(u'.', u'_');
+        const QString path =
+            u"/org/freedesktop/portal/desktop/request/"_s + sender + u'/' + map.value(u"handle_token"_s).toString();
+        QTimer::singleShot(50, this, [this, path] {
+            QDBusMessage response =
+                QDBusMessage::createSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s);
+            response << answer << QVariantMap{{u"uris"_s, QStringList{QUrl::fromLocalFile(chosen).toString()}}};
+            bus.send(response);
+        });
+        return QDBusObjectPath(path);
+    }
+};
+
+} // namespace
+
+// The settings window and the popover as a person meets them: real pointer and key events through
+// the X server, and real dialogs.
+class DesktopInputTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(QGuiApplication::platformName() == u"xcb"_s, "needs the X server of scripts/with-session");
+        QVERIFY2(XInput::run({u"version"_s}), "needs xdotool");
+    }
+
+    void exportWritesTheFileChosenInTheDialog()
+    {
+        Rig rig({port(u"NAS"_s), port(u"Router"_s)});
+        QVERIFY(rig.showSettings());
+        QVERIFY(XInput::click(centreOf(find(rig.root(), u"settings.tab.General"_s))));
+        QTRY_VERIFY(find(rig.root(), u"general.export"_s));
+        QVERIFY(rig.clickInGeneral(u"general.export"_s));
+        QFileDialog *dialog = rig.dialogTitled(u"Export Sources"_s);
+        QVERIFY2(dialog, "no dialog came up");
+        // Tied to the settings window, which it blocks while it is open.
+        QCOMPARE(dialog->windowHandle()->transientParent(), rig.window->view());
+        QCOMPARE(dialog->acceptMode(), QFileDialog::AcceptSave);
+        QCOMPARE(dialog->findChild<QLineEdit *>(u"fileNameEdit"_s)->text(), u"tidewatch-sources.json"_s);
+        QTest::qWait(300);
+        saveShot(QGuiApplication::primaryScreen()->grabWindow(0).toImage(), u"export-dialog.png"_s);
+
+        const QString file = rig.dir.filePath(u"exported/rack"_s);
+        QDir().mkpath(rig.dir.filePath(u"exported"_s));
+        QVERIFY(rig.choose(dialog, file));
+        // The dialog adds the suffix the filter names.
+        QTRY_VERIFY(QFile::exists(file + u".json"_s));
+        QCOMPARE(SourcesStore::importFile(file + u".json"_s).size(), 2);
+        QFile written(file + u".json"_s);
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        QCOMPARE(written.readAll(), SourcesStore::encode(rig.state->sources()));
+        QVERIFY(rig.controller->alertTitle().isEmpty());
+    }
+
+    void importReplacesTheSourcesAfterAsking()
+    {
+        Rig rig({port(u"Old"_s)});
+        const QString file = rig.dir.filePath(u"backup.json"_s);
+        {
+            QFile out(file);
+            QVERIFY(out.open(QIODevice::WriteOnly));
+            out.write(SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
+        }
+        QVERIFY(rig.showSettings());
+        QVERIFY(XInput::click(centreOf(find(rig.root(), u"settings.tab.General"_s))));
+        QTRY_VERIFY(find(rig.root(), u"general.import"_s));
+        QVERIFY(rig.clickInGeneral(u"general.import"_s));
+        QFileDialog *dialog = rig.dialogTitled(u"Import Sources"_s);
+        QVERIFY2(dialog, "no dialog came up");
+        QCOMPARE(dialog->windowHandle()->transientParent(), rig.window->view());
+        QVERIFY(rig.choose(dialog, file));
+        QTRY_COMPARE(rig.controller->alertTitle(), u"Replace Your Sources?"_s);
+        QCOMPARE(rig.state->sources().size(), 1);
+        QTRY_VERIFY(find(rig.root(), u"alert.action"_s));
+        QTest::qWait(100);
+        QVERIFY(XInput::click(centreOf(find(rig.root(), u"alert.action"_s))));
+        QTRY_COMPARE(rig.state->sources().size(), 2);
+        QCOMPARE(rig.state->sources()[0].common().displayName, u"Printer"_s);
+        QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 2);
+    }
+
+    void cancellingTheDialogSaysNothing()
+    {
+        Rig rig({port(u"NAS"_s)});
+        QVERIFY(rig.showSettings());
+        QVERIFY(XInput::click(centreOf(find(rig.root(), u"settings.tab.General"_s))));
+        QTRY_VERIFY(find(rig.root(), u"general.export"_s));
+        QVERIFY(rig.clickInGeneral(u"general.export"_s));
+        QFileDialog *dialog = rig.dialogTitled(u"Export Sources"_s);
+        QVERIFY(dialog);
+        QPointer<QFileDialog> guard = dialog;
+        QVERIFY(XInput::click(centreOf(dialog->findChild<QLineEdit *>(u"fileNameEdit"_s))));
+        QVERIFY(XInput::key(u"Escape"_s));
+        QTRY_VERIFY(!guard);
+        QVERIFY(rig.controller->alertTitle().isEmpty());
+        QVERIFY(!rig.chooser->isOpen());
+    }
+
+    // Where a portal runs, it is asked instead, with the settings window as the parent, and what it
+    // answers is what happens: a file, a cancel, or, when it cannot show a dialog, Qt's own.
+    void portalIsAskedForTheWindow_data()
+    {
+        QTest::addColumn<bool>("save");
+        QTest::addColumn<uint>("answer");
+        QTest::newRow("export, chosen") << true << 0u;
+        QTest::newRow("import, chosen") << false << 0u;
+        QTest::newRow("export, cancelled") << true << 1u;
+        QTest::newRow("import, the portal fails") << false << 2u;
+    }
+    void portalIsAskedForTheWindow()
+    {
+        QFETCH(bool, save);
+        QFETCH(uint, answer);
+        QDBusConnection portalBus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"fake portal"_s);
+        FakePortal portal(portalBus);
+        portal.answer = answer;
+        QVERIFY(
+            portalBus.registerObject(u"/org/freedesktop/portal/desktop"_s, &portal, QDBusConnection::ExportAllSlots));
+        QVERIFY(portalBus.registerService(u"org.freedesktop.portal.Desktop"_s));
+        const auto cleanup = qScopeGuard([] {
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"fake portal"_s)
+                .unregisterService(u"org.freedesktop.portal.Desktop"_s);
+            QDBusConnection::disconnectFromBus(u"fake portal"_s);
+        });
+
+        Rig rig({port(u"NAS"_s)});
+        rig.chooser = std::make_unique<FileChooser>(QDBusConnection::sessionBus());
+        QVERIFY(FileChooser::portalAvailable(QDBusConnection::sessionBus()));
+        QVERIFY(rig.showSettings());
+        const QString file = rig.dir.filePath(save ? u"out.json"_s : u"in.json"_s);
+        portal.chosen = file;
+        if (!save) {
+            QFile in(file);
+            QVERIFY(in.open(QIODevice::WriteOnly));
+            in.write(SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
+        }
+        save ? rig.controller->exportSources() : rig.controller->importSources();
+        QTRY_COMPARE(portal.method, save ? u"SaveFile"_s : u"OpenFile"_s);
+        QCOMPARE(portal.parentWindow, u"x11:"_s + QString::number(rig.window->view()->winId(), 16));
+        QCOMPARE(portal.title, save ? u"Export Sources"_s : u"Import Sources"_s);
+        QCOMPARE(portal.options.value(u"current_name"_s).toString(), save ? u"tidewatch-sources.json"_s : QString());
+        QVERIFY(portal.options.value(u"current_folder"_s).toByteArray().endsWith('\0'));
+        QVERIFY(portal.options.contains(u"filters"_s));
+
+        if (answer == 2) {
+            QFileDialog *dialog = rig.dialogTitled(u"Import Sources"_s);
+            QVERIFY2(dialog, "the widget dialog should stand in");
+            QCOMPARE(dialog->windowHandle()->transientParent(), rig.window->view());
+            dialog->reject();
+            QTRY_VERIFY(!rig.chooser->isOpen());
+        } else if (answer == 1) {
+            QTRY_VERIFY(!rig.chooser->isOpen());
+            QTest::qWait(100);
+            QVERIFY(!QFile::exists(file));
+        } else if (save) {
+            QTRY_VERIFY(QFile::exists(file));
+            QCOMPARE(SourcesStore::importFile(file).size(), 1);
+        } else {
+            QTRY_COMPARE(rig.controller->alertTitle(), u"Replace Your Sources?"_s);
+        }
+        QVERIFY(rig.controller->alertTitle().isEmpty() || answer == 0);
+    }
+
+    // Polls land every few milliseconds while the row is dragged: each one changes the row's time
+    // of the last answer, and the drag still ends in the new order, stored.
+    void dragReordersWhilePollsArrive()
+    {
+        Rig rig({port(u"Alpha"_s), port(u"Beta"_s), port(u"Gamma"_s)});
+        rig.state->startSync();
+        QVERIFY(rig.showSettings());
+        QTRY_COMPARE(rig.state->snapshots().size(), 3);
+        const QList<QQuickItem *> grips = findAll(rig.root(), u"settings.source.handle"_s);
+        QCOMPARE(grips.size(), 3);
+
+        QSignalSpy rowChanges(rig.controller->sources(), &QAbstractItemModel::dataChanged);
+        QTimer polls;
+        int pollsDuringDrag = 0;
+        QObject::connect(&polls, &QTimer::timeout, rig.state.get(), [&] {
+            rig.state->refreshAll();
+            ++pollsDuringDrag;
+        });
+        // Past the last row's grip, so the first row goes last.
+        const QPoint from = centreOf(grips[0]);
+        const QPoint to = centreOf(grips[2]) + QPoint(0, 30);
+        polls.start(25);
+        QVERIFY(XInput::press(from));
+        for (int step = 1; step <= 8; ++step) {
+            QVERIFY(XInput::moveTo(from + (to - from) * step / 8));
+            QTest::qWait(60);
+        }
+        QVERIFY(XInput::release());
+        QTest::qWait(100);
+        polls.stop();
+        QVERIFY2(rowChanges.count() > 0, "no poll reached the list during the drag");
+        QVERIFY(pollsDuringDrag > 4);
+
+        QStringList order;
+        for (const QUuid &id : rig.state->widgetLayout().orderedSourceIDs(rig.state->sources()))
+            for (const AnySourceConfig &source : rig.state->sources())
+                if (source.id() == id)
+                    order.append(source.common().displayName);
+        QCOMPARE(order, (QStringList{u"Beta"_s, u"Gamma"_s, u"Alpha"_s}));
+        QCOMPARE(WidgetLayout::load(*rig.settings), rig.state->widgetLayout());
+        QStringList shown;
+        for (QQuickItem *name : findAll(rig.root(), u"settings.source.name"_s))
+            shown.append(name->property("text").toString());
+        QCOMPARE(shown, order);
+    }
+
+    // Three tall JSON cards are more than the popover can hold: a scroll bar shows, and the wheel
+    // brings the last card into sight.
+    void wheelScrollsThePopoverToTheLastCard()
+    {
+        QList<AnySourceConfig> sources;
+        for (const QString &name : {u"Backups"_s, u"Media"_s, u"Weather"_s}) {
+            const JSONWidgetConfig config(QUuid::createUuid(), name, u"http://127.0.0.1/status.json"_s, {});
+            sources.append(config);
+        }
+        Rig rig(sources);
+        for (const AnySourceConfig &source : sources) {
+            QList<JSONFieldValue> fields;
+            for (int i = 1; i <= 12; ++i)
+                fields.append({u"Field %1"_s.arg(i), u"value %1"_s.arg(i)});
+            rig.providers.setWidgets(source.id(), {KeyValues{source.common().displayName, fields}});
+        }
+        rig.state->startSync();
+        QTRY_COMPARE(rig.state->snapshots().size(), 3);
+        rig.popover->show(QRect(600, 0, 1, 1));
+        QQuickView *view = rig.popover->view();
+        QVERIFY(QTest::qWaitForWindowExposed(view));
+        QQuickItem *root = view->rootObject();
+        QTRY_VERIFY(root->property("overflowing").toBool());
+        QVERIFY(!root->property("scrolling").toBool()); // three rows: not the ten-row form
+        QVERIFY(view->height() <= 580);
+        QQuickItem *bar = find(root, u"rowsScrollBar"_s);
+        QVERIFY2(bar && bar->width() > 0, "no scroll bar on show");
+
+        QQuickItem *scroller = find(root, u"rowsScroller"_s);
+        const QList<QQuickItem *> cards = findAll(root, u"card"_s);
+        QCOMPARE(cards.size(), 3);
+        const auto lastCardBottom = [&] {
+            return cards.last()->mapToItem(scroller, QPointF(0, cards.last()->height())).y();
+        };
+        QVERIFY2(lastCardBottom() > scroller->height(), "the last card should start out of sight");
+        QVERIFY(XInput::wheel(centreOf(scroller), 15));
+        QTRY_VERIFY(lastCardBottom() <= scroller->height() + 1);
+        QVERIFY(rig.popover->isVisible());
+        QTest::qWait(300); // the scroll bar settles
+        saveShot(view->grabWindow(), u"popover-scrolled.png"_s);
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    // Input must go through the X server, so this runs on it, not offscreen.
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication app(argc, argv);
+    DesktopInputTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "DesktopInputTest.moc"
