@@ -3,6 +3,7 @@
 #include <QStringDecoder>
 
 #include <csignal>
+#include <utility>
 #include <iostream>
 #include <string>
 #include <termios.h>
@@ -17,12 +18,12 @@ namespace {
 termios savedTerminal{};
 volatile std::sig_atomic_t echoOff = 0;
 
-extern "C" void restoreAndRaise(int signal)
+extern "C" void restoreAndRaise(int number)
 {
     if (echoOff)
         ::tcsetattr(STDIN_FILENO, TCSANOW, &savedTerminal);
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
+    std::signal(number, SIG_DFL);
+    std::raise(number);
 }
 
 class QuietTerminal
@@ -35,8 +36,8 @@ public:
         termios quiet = savedTerminal;
         quiet.c_lflag &= ~tcflag_t(ECHO);
         quiet.c_lflag |= ICANON;
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
-            m_previous[m_count++] = {signal, std::signal(signal, restoreAndRaise)};
+        for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+            m_previous[m_count++] = {number, std::signal(number, restoreAndRaise)};
         echoOff = ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet) == 0;
     }
     ~QuietTerminal()
