@@ -257,7 +257,7 @@ private Q_SLOTS:
         if (kind.isEmpty())
             QCOMPARE(program.inSheet(u"source.next"_s)->isEnabled(), TW_DATA(bool, nextEnabled));
         if (QTest::currentDataTag() == QByteArray("a row selects"))
-            screenshot(u"source-sheet-over-settings"_s);
+            screenshot(u"source-sheet-chooser-selected"_s, program.editor().view());
     }
 
     // Edit asked for while the sheet holds typed input: the sheet comes forward and asks.
@@ -281,6 +281,8 @@ private Q_SLOTS:
         QQuickView *welcome = program.welcome();
         QVERIFY(focus(welcome));
         program.app->onboarding().next();
+        // The step's button is laid out at the next frame.
+        QTest::qWait(300);
         QVERIFY(click(findItem(welcome->rootObject(), u"onboarding.addSource"_s)));
         QTRY_VERIFY(program.editor().isVisible());
         QCOMPARE(program.editor().view()->transientParent(), static_cast<QWindow *>(welcome));
@@ -288,6 +290,7 @@ private Q_SLOTS:
         QVERIFY(click(program.inSheet(u"source.kind.tcpPort"_s), 2));
         QTRY_COMPARE(program.sheet().kind(), u"tcpPort"_s);
         if (typed) {
+            QTest::qWait(300); // the form is laid out at the next frame
             QVERIFY(click(program.inSheet(u"source.name.input"_s)));
             QVERIFY(xdotool({u"type"_s, u"--delay"_s, u"20"_s, u"Backup box"_s}));
             QTRY_COMPARE(program.sheet().displayName(), u"Backup box"_s);
