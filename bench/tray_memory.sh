@@ -1,12 +1,15 @@
 #!/bin/sh
-# Start-up time to the tray icon and resident memory of the tray program with 20 local sources: idle with the popover never opened,
-# then after it was opened once. Run inside scripts/with-session (it needs a display and a bus).
+# The tray program with 20 local sources: resident memory idle with the popover never opened, while
+# it is open, and after it was opened and closed; then the start to the tray icon, timed from exec to
+# the icon's registration with a StatusNotifierItem host (bench/SniWatcher.cpp), as the median of
+# ten starts. Run inside scripts/with-session (it needs a display and a bus).
 # usage: bench/tray_memory.sh BUILD_DIR
 set -eu
 BUILD=${1:-build/release}
 WORK=$(mktemp -d)
 APP=
-trap 'kill $APP 2>/dev/null; wait $APP 2>/dev/null; kill $SERVER 2>/dev/null; rm -rf "$WORK"' EXIT
+WATCHER=
+trap 'kill $APP $WATCHER $SERVER 2>/dev/null; wait $APP $WATCHER 2>/dev/null; rm -rf "$WORK"; true' EXIT
 PORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
 python3 -m http.server "$PORT" --bind 127.0.0.1 --directory "$WORK" >/dev/null 2>&1 & SERVER=$!
 mkdir -p "$WORK/data/Tidewatch" "$WORK/config/Tidewatch"
@@ -25,23 +28,44 @@ for i in range(20):
 json.dump(sources, open(sys.argv[1], "w"))
 PY
 export XDG_DATA_HOME="$WORK/data" XDG_CONFIG_HOME="$WORK/config" QT_QPA_PLATFORM=xcb
-START=$(date +%s%N)
-"$BUILD/src/app/tidewatch" & APP=$!
-# Start-up: from exec to the icon's window docked in the tray.
-while :; do
-    for w in $(xdotool search --pid "$APP" 2>/dev/null); do
-        xdotool getwindowgeometry "$w" 2>/dev/null | grep -q "Geometry: [0-9]*x[0-9]*" &&
-            ! xdotool getwindowgeometry "$w" | grep -q "Geometry: 1x1" && break 2
-    done
-    sleep 0.01
-done
-echo "start to tray icon: $(( ($(date +%s%N) - START) / 1000000 )) ms"
-rss() { awk '/VmRSS/ {print $2/1024 " MiB"}' /proc/$APP/status; }
+rss() { awk '/VmRSS/ {printf "%.1f MiB", $2/1024}' /proc/$APP/status; }
 cpu() { awk '{print ($14+$15)/100 " s"}' /proc/$APP/stat; }
+
+# Memory, with the XEmbed tray of the session.
+"$BUILD/src/app/tidewatch" & APP=$!
 sleep 12
 echo "idle, popover never opened: RSS $(rss), CPU so far $(cpu)"
 C0=$(awk '{print $14+$15}' /proc/$APP/stat); sleep 30; C1=$(awk '{print $14+$15}' /proc/$APP/stat)
 echo "CPU over 30 s of polling 20 sources every 5 s: $(( (C1 - C0) * 10 )) ms"
 "$BUILD/src/app/tidewatch"   # a second launch asks the first to show its popover
-sleep 3
-echo "after the popover was opened: RSS $(rss)"
+sleep 2
+echo "popover open: RSS $(rss)"
+# The popover closes on Escape, as a user closes it (or on a click elsewhere).
+POPOVER=$(xdotool search --pid "$APP" --name '^Tidewatch$' 2>/dev/null | tail -n 1)
+xdotool windowfocus --sync "$POPOVER" key Escape 2>/dev/null || xdotool key Escape
+for cycle in 1 2 3; do
+    sleep 8
+    echo "popover opened and closed $cycle time(s), 8 s later: RSS $(rss)"
+    [ "$cycle" = 3 ] && break
+    "$BUILD/src/app/tidewatch"; sleep 2
+    POPOVER=$(xdotool search --pid "$APP" --name '^Tidewatch$' 2>/dev/null | tail -n 1)
+    xdotool windowfocus --sync "$POPOVER" key Escape 2>/dev/null || xdotool key Escape
+done
+kill "$APP"; wait "$APP" 2>/dev/null || true; APP=
+
+# Start to tray icon, timed to the StatusNotifierItem's registration.
+"${SNI_WATCHER:-$BUILD/bench/tw_sni_watcher}" > "$WORK/watcher.log" & WATCHER=$!
+until grep -q ready "$WORK/watcher.log"; do sleep 0.05; done
+: > "$WORK/starts"
+for run in 1 2 3 4 5 6 7 8 9 10; do
+    BEFORE=$(grep -c registered "$WORK/watcher.log" || true)
+    START=$(date +%s%N)
+    "$BUILD/src/app/tidewatch" & APP=$!
+    until [ "$(grep -c registered "$WORK/watcher.log" || true)" -gt "$BEFORE" ]; do sleep 0.005; done
+    AT=$(grep registered "$WORK/watcher.log" | tail -n 1 | awk '{print $2}')
+    echo $(( (AT - START) / 1000 )) >> "$WORK/starts"
+    sleep 1
+    kill "$APP"; wait "$APP" 2>/dev/null || true; APP=
+done
+echo "start to tray icon (StatusNotifierItem registered), ten starts in µs: $(sort -n "$WORK/starts" | tr '\n' ' ')"
+sort -n "$WORK/starts" | awk '{a[NR]=$1} END {printf "median start to tray icon: %.1f ms\n", (a[5]+a[6])/2000}'

@@ -69,7 +69,12 @@ void describeWidget(QVariantMap &map,
                        map[u"playersMax"_s] = optional(game.playersMax);
                        map[u"playerNames"_s] = game.playerNames;
                        map[u"detail"_s] = game.detail;
-                       map[u"subtitle"_s] = RowText::gameSubtitle(game).value_or(QString());
+                       const QString subtitle = RowText::gameSubtitle(game).value_or(QString());
+                       // The count of names left out is kept apart, so the row can cut the names alone.
+                       const QString overflow = game.online ? RowText::namesOverflow(game.playerNames) : QString();
+                       map[u"subtitle"_s] = subtitle;
+                       map[u"subtitleHead"_s] = subtitle.chopped(overflow.size());
+                       map[u"subtitleTail"_s] = overflow;
                        map[u"playersText"_s] = RowText::playersText(game.playersCurrent, game.playersMax);
                        map[u"history"_s] = historyList(latencyHistory, key);
                    },

@@ -1,6 +1,7 @@
 #include "PopoverWindow.h"
 
 #include "app/PopoverController.h"
+#include "app/ReturnActivatesButtons.h"
 
 #include <QGuiApplication>
 #include <QIcon>
@@ -33,10 +34,15 @@ void PopoverWindow::create()
     m_view->rootContext()->setContextProperty(u"popover"_s, m_controller);
     m_view->setIcon(QIcon(u":/icons/server.svg"_s));
     m_view->setSource(QUrl(u"qrc:/qml/Popover.qml"_s));
+    ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())
             qWarning("%s", qUtf8Printable(error.toString()));
     }
+    connect(m_view.get(), &QWindow::visibleChanged, this, [this](bool visible) {
+        if (!visible)
+            Q_EMIT hidden();
+    });
     // Clicking anywhere else closes the popover, like a menu.
     connect(m_view.get(), &QWindow::activeChanged, this, [this] {
         if (m_view && !m_view->isActive() && m_view->isVisible()) {
@@ -77,6 +83,12 @@ void PopoverWindow::hide()
 {
     if (m_view)
         m_view->hide();
+}
+
+void PopoverWindow::release()
+{
+    if (m_view && !m_view->isVisible())
+        m_view.reset();
 }
 
 bool PopoverWindow::isVisible() const

@@ -30,9 +30,15 @@ public:
     void hide();
     bool isVisible() const;
     QQuickView *view() const { return m_view.get(); }
+    // Drops the hidden window and what it drew, so that an idle tray program holds no scene; the
+    // next show makes them again.
+    void release();
 
     // Where a window of `size` goes for an icon at `anchor` on a screen whose free area is `screen`.
     static QPoint placement(const QRect &anchor, const QSize &size, const QRect &screen);
+
+Q_SIGNALS:
+    void hidden();
 
 private:
     void create();

@@ -1,5 +1,7 @@
 #include "QmlWindow.h"
 
+#include "app/ReturnActivatesButtons.h"
+
 #include <QIcon>
 #include <QQmlContext>
 #include <QQmlEngine>
@@ -30,6 +32,7 @@ void QmlWindow::create()
         m_view->rootContext()->setContextProperty(it.key(), it.value());
     m_view->rootContext()->setContextProperty(u"hostWindow"_s, this);
     m_view->setSource(m_options.source);
+    ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())
             qWarning("%s", qUtf8Printable(error.toString()));
@@ -39,6 +42,10 @@ void QmlWindow::create()
             Q_EMIT shown();
         else
             Q_EMIT hidden();
+    });
+    connect(m_view.get(), &QWindow::activeChanged, this, [this] {
+        if (m_view->isActive())
+            Q_EMIT activated();
     });
 }
 
@@ -55,6 +62,12 @@ void QmlWindow::close()
 {
     if (m_view)
         m_view->hide();
+}
+
+void QmlWindow::release()
+{
+    if (m_view && !m_view->isVisible())
+        m_view.reset();
 }
 
 bool QmlWindow::isVisible() const

@@ -34,10 +34,14 @@ public:
     Q_INVOKABLE void close();
     bool isVisible() const;
     QQuickView *view() const { return m_view.get(); }
+    // Drops the window while it is hidden; the next show makes it again.
+    void release();
 
 Q_SIGNALS:
     void shown();
     void hidden();
+    // The window became the active one again while it was showing, as when the user comes back to it.
+    void activated();
 
 private:
     void create();

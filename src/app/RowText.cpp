@@ -39,7 +39,12 @@ QString namesText(const QStringList &names)
 {
     if (names.size() < 4)
         return names.join(u", "_s);
-    return names.first(3).join(u", "_s) + u" +"_s + QString::number(names.size() - 3);
+    return names.first(3).join(u", "_s) + namesOverflow(names);
+}
+
+QString namesOverflow(const QStringList &names)
+{
+    return names.size() < 4 ? QString() : u" +"_s + QString::number(names.size() - 3);
 }
 
 std::optional<QString> gameSubtitle(const GameServerStatus &game)

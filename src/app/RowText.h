@@ -18,6 +18,8 @@ QString latencyText(const std::optional<QString> &prefix, std::optional<double> 
 QString playersText(std::optional<qint64> current, std::optional<qint64> max);
 // "A, B, C" or, from four names on, "A, B, C +2".
 QString namesText(const QStringList &names);
+// The end of namesText that counts the names left out (" +2"), or nothing when all are named.
+QString namesOverflow(const QStringList &names);
 // Who is playing, else the server's detail, else nothing.
 std::optional<QString> gameSubtitle(const GameServerStatus &game);
 // How much of a ring a percentage fills, from 0 to 1.

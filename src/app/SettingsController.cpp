@@ -217,6 +217,21 @@ void SettingsController::refresh()
         Q_EMIT launchAtLoginChanged();
     }
     readPermission();
+    readKeyring();
+}
+
+QCoro::Task<> SettingsController::readKeyring()
+{
+    if (!m_readKeyring)
+        co_return;
+    QPointer<SettingsController> self = this;
+    const StopToken stop = m_stop;
+    auto read = m_readKeyring;
+    const SecretServiceStatus::State state = co_await read();
+    if (!self || stop->isStopped())
+        co_return;
+    m_keyring = state;
+    Q_EMIT keyringChanged();
 }
 
 QCoro::Task<> SettingsController::readPermission()

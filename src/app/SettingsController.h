@@ -6,6 +6,7 @@
 #include "app/SourceListModel.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/monitor/AlertCenter.h"
+#include "kit/monitor/SecretServiceStatus.h"
 
 #include <QObject>
 #include <QUrl>
@@ -28,6 +29,8 @@ class SettingsController : public QObject
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
     Q_PROPERTY(QString permissionText READ permissionText NOTIFY permissionChanged)
     Q_PROPERTY(bool permissionDenied READ permissionDenied NOTIFY permissionChanged)
+    Q_PROPERTY(QString keyringText READ keyringText NOTIFY keyringChanged)
+    Q_PROPERTY(bool keyringMissing READ keyringMissing NOTIFY keyringChanged)
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(bool checking READ checking NOTIFY checkingChanged)
     Q_PROPERTY(QString alertTitle READ alertTitle NOTIFY alertChanged)
@@ -59,6 +62,13 @@ public:
     void setLaunchAtLogin(bool on);
     QString permissionText() const;
     bool permissionDenied() const;
+    // The desktop keyring's state, read with the permission each time the window comes back.
+    void setKeyringStatus(std::function<QCoro::Task<SecretServiceStatus::State>()> read)
+    {
+        m_readKeyring = std::move(read);
+    }
+    QString keyringText() const { return SecretServiceStatus::text(m_keyring); }
+    bool keyringMissing() const { return m_keyring == SecretServiceStatus::State::Missing; }
     QString version() const;
     bool checking() const { return m_checking; }
     QString storageProblem() const;
@@ -98,6 +108,7 @@ public:
 Q_SIGNALS:
     void launchAtLoginChanged();
     void permissionChanged();
+    void keyringChanged();
     void checkingChanged();
     void alertChanged();
     void storageProblemChanged();
@@ -117,6 +128,7 @@ private:
     void rebuild();
     void showAlert(MessageAlert alert);
     QCoro::Task<> readPermission();
+    QCoro::Task<> readKeyring();
     QCoro::Task<> reportMissingSecrets(QList<AnySourceConfig> imported);
     QCoro::Task<> runUpdateCheck();
 
@@ -126,6 +138,8 @@ private:
     StopToken m_stop = makeStopToken();
     SourceListModel *m_sources;
     std::optional<AlertCenter::Authorization> m_permission;
+    std::function<QCoro::Task<SecretServiceStatus::State>()> m_readKeyring;
+    std::optional<SecretServiceStatus::State> m_keyring;
     MessageAlert m_alert;
     QList<AnySourceConfig> m_pendingImport;
     bool m_checking = false;

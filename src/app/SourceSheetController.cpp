@@ -100,6 +100,7 @@ const SourceFormState &SourceSheetController::form() const
 void SourceSheetController::startAdding()
 {
     m_form.reset();
+    m_opened.reset();
     m_editedID.reset();
     m_fieldsText.clear();
     m_gameSearch.clear();
@@ -118,6 +119,7 @@ bool SourceSheetController::startEditing(const QUuid &id)
     if (found == sources.end())
         return false;
     m_form = SourceFormState(*found);
+    m_opened = m_form;
     m_editedID = id;
     m_fieldsText = SourceFormState::fieldsText(m_form->jsonFields);
     m_gameSearch.clear();
@@ -374,6 +376,7 @@ void SourceSheetController::chooseKind(const QString &kind)
     if (!type || editing())
         return;
     m_form = SourceFormState(*type);
+    m_opened = m_form;
     m_fieldsText.clear();
     ++m_generation;
     resetStatus();
@@ -387,6 +390,7 @@ void SourceSheetController::chooseExample(const QString &example)
     if (!chosen || editing())
         return;
     m_form = SourceFormState(*chosen);
+    m_opened = m_form;
     m_fieldsText.clear();
     ++m_generation;
     resetStatus();

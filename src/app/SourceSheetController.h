@@ -151,6 +151,12 @@ public:
     QString saveError() const { return m_saveError; }
 
     const std::optional<SourceFormState> &formState() const { return m_form; }
+    // The edited source's id, when editing.
+    std::optional<QUuid> editedID() const { return m_editedID; }
+    // Whether anything was typed or chosen in the form since it opened, so that closing it would lose input.
+    bool hasChanges() const { return m_form && m_opened && *m_form != *m_opened; }
+    // The name the form opened with: the edited source's, or the example's.
+    QString openedName() const { return m_opened ? m_opened->displayName : QString(); }
 
     // The longest a test may take before it is given up as timed out.
     void setTestDeadline(std::chrono::milliseconds deadline) { m_testDeadline = deadline; }
@@ -182,6 +188,7 @@ private:
     AppState *m_state;
     ProviderMaker m_makeProvider;
     std::optional<SourceFormState> m_form;
+    std::optional<SourceFormState> m_opened;
     std::optional<QUuid> m_editedID;
     QString m_fieldsText;
     QString m_gameSearch;

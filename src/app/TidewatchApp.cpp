@@ -16,14 +16,19 @@
 #include "kit/monitor/AlertCenter.h"
 #include "kit/monitor/ConnectivityWatcher.h"
 #include "kit/monitor/ProviderRegistry.h"
+#include "kit/monitor/SecretServiceStatus.h"
 #include "kit/transport/BoundedHTTPClient.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QFile>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickView>
 #include <QTimer>
+
+#include <malloc.h>
+#include <sys/mman.h>
 
 using namespace Qt::StringLiterals;
 
@@ -33,7 +38,8 @@ TidewatchApp::LaunchOptions TidewatchApp::LaunchOptions::parse(const QStringList
 {
     return {arguments.contains(u"-uiTestShowOnboarding"_s),
             arguments.contains(u"-uiTestDemoSources"_s),
-            arguments.contains(u"-uiTestShowSettings"_s)};
+            arguments.contains(u"-uiTestShowSettings"_s),
+            arguments.contains(u"-uiTestEditFirstSource"_s)};
 }
 
 bool TidewatchApp::opensOnboarding(const LaunchOptions &options, bool testHost, bool onboardingCompleted)
@@ -63,7 +69,14 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     , m_tray(new TrayController(m_state, this))
     , m_alerts(std::make_shared<AlertCenter>())
     , m_fileChooser(new FileChooser(QDBusConnection::sessionBus(), this))
+    , m_idleRelease(new QTimer(this))
 {
+    // A popover closed and opened again at once keeps its window; one left closed gives it up.
+    m_idleRelease->setSingleShot(true);
+    m_idleRelease->setInterval(std::chrono::seconds(3));
+    connect(m_idleRelease, &QTimer::timeout, this, &TidewatchApp::releaseIdleWindows);
+    connect(m_popover, &PopoverWindow::hidden, m_idleRelease, qOverload<>(&QTimer::start));
+    connect(m_sourceEditor, &SourceEditor::closed, m_idleRelease, qOverload<>(&QTimer::start));
     auto authorization = [alerts = m_alerts] {
         return alerts->authorizationStatus();
     };
@@ -77,6 +90,10 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
             m_fileChooser->choose(m_settingsWindow->view(), request, std::move(done));
         }};
     m_settings = new SettingsController(m_state, m_preferences, std::move(services), this);
+    m_settings->setKeyringStatus([]() -> QCoro::Task<SecretServiceStatus::State> {
+        SecretServiceStatus status;
+        co_return co_await status.read();
+    });
     m_onboarding = new OnboardingController(m_state, m_preferences, authorization, this);
     const auto engine = [this] {
         return qmlEngine();
@@ -95,14 +112,31 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
                                        this);
     connect(this, &TidewatchApp::settingsRequested, m_settingsWindow, &QmlWindow::show);
     connect(this, &TidewatchApp::onboardingRequested, m_onboardingWindow, &QmlWindow::show);
+    // What the desktop says of notifications may change while the window is away: it is read again
+    // each time the window comes back, whether shown anew or brought to the front.
     connect(m_settingsWindow, &QmlWindow::shown, m_settings, &SettingsController::refresh);
+    connect(m_settingsWindow, &QmlWindow::activated, m_settings, &SettingsController::refresh);
+    connect(m_settingsWindow, &QmlWindow::shown, this, [this] {
+        if (std::exchange(m_settingsShownBefore, true) || !m_options.editFirstSource || m_state->sources().isEmpty())
+            return;
+        m_sourceEditor->edit(m_state->sources().first().id(), m_settingsWindow->view());
+    });
     connect(m_onboardingWindow, &QmlWindow::shown, m_onboarding, &OnboardingController::opened);
     connect(m_onboardingWindow, &QmlWindow::hidden, m_onboarding, &OnboardingController::closed);
+    connect(m_onboardingWindow, &QmlWindow::hidden, m_idleRelease, qOverload<>(&QTimer::start));
+    connect(m_settingsWindow, &QmlWindow::hidden, m_idleRelease, qOverload<>(&QTimer::start));
     connect(m_settings, &SettingsController::onboardingRequested, this, &TidewatchApp::onboardingRequested);
-    connect(m_settings, &SettingsController::addSourceRequested, this, &TidewatchApp::addSourceRequested);
-    connect(m_settings, &SettingsController::editSourceRequested, this, &TidewatchApp::editSourceRequested);
-    connect(m_onboarding, &OnboardingController::addSourceRequested, this, &TidewatchApp::addSourceRequested);
-    connect(this, &TidewatchApp::addSourceRequested, m_sourceEditor, &SourceEditor::add);
+    // The sheet opens over the window that asked for it.
+    connect(m_settings, &SettingsController::addSourceRequested, this, [this] {
+        m_sourceEditor->add(m_settingsWindow->view());
+    });
+    connect(m_settings, &SettingsController::editSourceRequested, this, [this](const QString &sourceId) {
+        m_sourceEditor->edit(QUuid::fromString(sourceId), m_settingsWindow->view());
+    });
+    connect(m_onboarding, &OnboardingController::addSourceRequested, this, [this] {
+        m_sourceEditor->add(m_onboardingWindow->view());
+    });
+    connect(this, &TidewatchApp::addSourceRequested, m_sourceEditor, [this] { m_sourceEditor->add(); });
     connect(this, &TidewatchApp::editSourceRequested, m_sourceEditor, [this](const QString &sourceId) {
         m_sourceEditor->edit(QUuid::fromString(sourceId));
     });
@@ -131,6 +165,39 @@ TidewatchApp::~TidewatchApp()
     m_settingsWindow = nullptr;
     delete m_onboardingWindow;
     m_onboardingWindow = nullptr;
+}
+
+void TidewatchApp::releaseIdleWindows()
+{
+    if (m_popover->isVisible() || m_sourceEditor->isVisible() || m_settingsWindow->isVisible()
+        || m_onboardingWindow->isVisible())
+        return;
+    m_popover->release();
+    m_sourceEditor->release();
+    m_settingsWindow->release();
+    m_onboardingWindow->release();
+    m_qmlEngine.reset();
+    // What the scene graph and the QML heap freed goes back to the system rather than waiting in
+    // the allocator's free lists for the next window.
+    ::malloc_trim(0);
+    // The code of Qt Quick and QML stays mapped once loaded, resident until the kernel needs the
+    // room. It is handed back now: the pages come again from the page cache at the next window.
+    QFile maps(u"/proc/self/maps"_s);
+    if (!maps.open(QIODevice::ReadOnly))
+        return;
+    for (const QByteArray &line : maps.readAll().split('\n')) {
+        if (!line.contains("libQt6Quick") && !line.contains("libQt6Qml") && !line.contains("/qml/"))
+            continue;
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        const QList<QByteArray> range = fields.value(0).split('-');
+        bool startOk = false;
+        bool endOk = false;
+        const quintptr start = range.value(0).toULongLong(&startOk, 16);
+        const quintptr end = range.value(1).toULongLong(&endOk, 16);
+        // Only what was never written: paging out leaves every byte as it is, so this is safe.
+        if (startOk && endOk && end > start && !fields.value(1).contains('w'))
+            ::madvise(reinterpret_cast<void *>(start), end - start, MADV_PAGEOUT);
+    }
 }
 
 QQmlEngine *TidewatchApp::qmlEngine()

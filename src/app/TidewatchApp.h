@@ -8,6 +8,7 @@
 #include <memory>
 
 class QQmlEngine;
+class QTimer;
 
 namespace tw {
 
@@ -37,6 +38,7 @@ public:
         bool showOnboarding = false; // "-uiTestShowOnboarding"
         bool demoSources = false; // "-uiTestDemoSources"
         bool showSettings = false; // "-uiTestShowSettings"
+        bool editFirstSource = false; // "-uiTestEditFirstSource": settings opens the first source's sheet
 
         static LaunchOptions parse(const QStringList &arguments);
         bool operator==(const LaunchOptions &) const = default;
@@ -64,6 +66,9 @@ public:
     OnboardingController &onboarding() { return *m_onboarding; }
     QmlWindow &settingsWindow() { return *m_settingsWindow; }
     QmlWindow &onboardingWindow() { return *m_onboardingWindow; }
+    // Once no window is showing: drops every window, the QML engine and the heap they left behind,
+    // so that the tray program idles as light as before its first window. Windows come back on demand.
+    void releaseIdleWindows();
     // The one QML engine of the process, made on first use so an idle tray icon loads no QML.
     QQmlEngine *qmlEngine();
     // An engine that knows the icons, the preferences and the theme, as every window expects.
@@ -97,6 +102,8 @@ private:
     QmlWindow *m_onboardingWindow;
     FileChooser *m_fileChooser;
     bool m_quitting = false;
+    bool m_settingsShownBefore = false;
+    QTimer *m_idleRelease;
 };
 
 } // namespace tw

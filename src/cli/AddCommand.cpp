@@ -1,6 +1,7 @@
 #include "AddCommand.h"
 
 #include "cli/CliSupport.h"
+#include "cli/SecretInput.h"
 #include "kit/model/AtomicFile.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/SourcesStore.h"
@@ -14,10 +15,6 @@
 #include <QJsonObject>
 #include <QStringDecoder>
 #include <QTextStream>
-
-#include <iostream>
-#include <string>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -34,20 +31,6 @@ const QStringList valueFlags{u"--name"_s,     u"--url"_s,         u"--host"_s,  
                              u"--field"_s,    u"--count"_s,       u"--query"_s,    u"--type"_s,
                              u"--expect"_s,   u"--nameserver"_s,  u"--sni"_s,      u"--warn-days"_s,
                              u"--interval"_s, u"--alert-after"_s, u"--sources"_s,  u"--credentials"_s};
-
-std::optional<QString> readSecretLine()
-{
-    std::string line;
-    if (!std::getline(std::cin, line) && line.empty())
-        return std::nullopt;
-    if (!line.empty() && line.back() == '\r')
-        line.pop_back();
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(QByteArrayView(line.data(), qsizetype(line.size())));
-    if (decoder.hasError())
-        return std::nullopt;
-    return text;
-}
 
 QCoro::Task<std::optional<QString>> writeToKeyring(QString name, QString secret)
 {
@@ -274,9 +257,7 @@ int run(const QStringList &arguments)
     }
     Request request = std::get<Request>(parsed);
     if (request.secretFromStdin) {
-        if (::isatty(STDIN_FILENO))
-            err << "Secret: " << Qt::flush;
-        const auto secret = readSecretLine();
+        const auto secret = SecretInput::readLine(err);
         if (!secret || secret->isEmpty()) {
             err << "tidewatch-cli add: no secret, or one that is not UTF-8 text, on standard input; nothing added\n";
             return 65;

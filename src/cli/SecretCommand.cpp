@@ -1,53 +1,16 @@
 #include "SecretCommand.h"
 
+#include "cli/SecretInput.h"
 #include "kit/monitor/KeychainCredentialStore.h"
 
 #include <QCoroTask>
-#include <QStringDecoder>
 #include <QTextStream>
-
-#include <cstdio>
-#include <iostream>
-#include <string>
-#include <termios.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace tw::SecretCommand {
 
 namespace {
-
-// One line from standard input; typed characters are not echoed when it is a terminal.
-std::optional<QString> readSecret(QTextStream &err)
-{
-    const bool terminal = ::isatty(STDIN_FILENO);
-    termios saved{};
-    if (terminal) {
-        err << "Secret: ";
-        err.flush();
-        ::tcgetattr(STDIN_FILENO, &saved);
-        termios quiet = saved;
-        quiet.c_lflag &= ~tcflag_t(ECHO);
-        ::tcsetattr(STDIN_FILENO, TCSANOW, &quiet);
-    }
-    std::string line;
-    const bool read = bool(std::getline(std::cin, line));
-    if (terminal) {
-        ::tcsetattr(STDIN_FILENO, TCSANOW, &saved);
-        err << '\n';
-    }
-    if (!read && line.empty())
-        return std::nullopt;
-    if (!line.empty() && line.back() == '\r')
-        line.pop_back();
-    // Bytes that are no UTF-8 would be stored mangled, and the source would fail with a wrong secret.
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(QByteArrayView(line.data(), qsizetype(line.size())));
-    if (decoder.hasError())
-        return std::nullopt;
-    return text;
-}
 
 struct Result
 {
@@ -96,7 +59,7 @@ int run(const QStringList &arguments)
     }
     QString secret;
     if (action == u"set"_s) {
-        const std::optional<QString> read = readSecret(err);
+        const std::optional<QString> read = SecretInput::readLine(err);
         if (!read || read->isEmpty()) {
             err << "tidewatch-cli secret: no secret, or one that is not UTF-8 text, on standard input; nothing "
                    "stored\n";

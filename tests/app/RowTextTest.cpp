@@ -58,15 +58,19 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("names");
         QTest::addColumn<QString>("text");
-        QTest::newRow("none") << QStringList{} << QString();
-        QTest::newRow("three") << QStringList{u"A"_s, u"B"_s, u"C"_s} << u"A, B, C"_s;
-        QTest::newRow("four") << QStringList{u"A"_s, u"B"_s, u"C"_s, u"D"_s} << u"A, B, C +1"_s;
-        QTest::newRow("five") << QStringList{u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s} << u"A, B, C +2"_s;
+        QTest::addColumn<QString>("overflow"); // the end a row keeps in view
+        QTest::newRow("none") << QStringList{} << QString() << QString();
+        QTest::newRow("three") << QStringList{u"A"_s, u"B"_s, u"C"_s} << u"A, B, C"_s << QString();
+        QTest::newRow("four") << QStringList{u"A"_s, u"B"_s, u"C"_s, u"D"_s} << u"A, B, C +1"_s << u" +1"_s;
+        QTest::newRow("five") << QStringList{u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s} << u"A, B, C +2"_s << u" +2"_s;
     }
     void names()
     {
         QFETCH(QStringList, names);
-        QCOMPARE(RowText::namesText(names), TW_DATA(QString, text));
+        QFETCH(QString, text);
+        QCOMPARE(RowText::namesText(names), text);
+        QCOMPARE(RowText::namesOverflow(names), TW_DATA(QString, overflow));
+        QVERIFY(text.endsWith(RowText::namesOverflow(names)));
     }
 
     void gameSubtitle_data()

@@ -185,6 +185,60 @@ private Q_SLOTS:
         QVERIFY(rig.state->isPaused());
     }
 
+    // The name has the first line beside the latency; the names of the players give way before the
+    // count of those left out, and before the player count.
+    void gameRowKeepsNameAndOverflow_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QStringList>("players");
+        QTest::addColumn<QString>("tail");
+        QTest::addColumn<bool>("namesCut");
+        QTest::newRow("five short names")
+            << u"Minecraft Survival"_s << QStringList{u"Alex"_s, u"Steve"_s, u"Noor"_s, u"Kai"_s, u"Mia"_s} << u" +2"_s
+            << false;
+        QTest::newRow("long names give way to the count")
+            << u"Minecraft Survival"_s
+            << QStringList{u"Alexandria_the_Great"_s, u"Stevenson_Builder"_s, u"Noor-Elizabeth"_s, u"Kai"_s} << u" +1"_s
+            << true;
+        QTest::newRow("three names, no count")
+            << u"Valheim Dedicated"_s << QStringList{u"Ann"_s, u"Bo"_s, u"Cy"_s} << QString() << false;
+    }
+    void gameRowKeepsNameAndOverflow()
+    {
+        QFETCH(QStringList, players);
+        QFETCH(QString, tail);
+        const GameServerConfig config(QUuid::createUuid(), TW_DATA(QString, name), u"minecraft"_s, u"mc.lan"_s, 25565);
+        Rig rig({config});
+        rig.providers.setWidgets(config.id,
+                                 {GameServerStatus{u"mc"_s,
+                                                   TW_DATA(QString, name),
+                                                   true,
+                                                   qint64(players.size()),
+                                                   300,
+                                                   players,
+                                                   18.0,
+                                                   u"Paper 1.21.3"_s}});
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        QTRY_COMPARE(rig.text(u"players"_s), u"%1/300 players"_s.arg(players.size()));
+        QTRY_VERIFY(rig.visible(u"gameName"_s));
+        QQuickItem *name = findItem(root, u"gameName"_s);
+        QQuickItem *head = findItem(root, u"gameSubtitle"_s);
+        QQuickItem *end = findItem(root, u"gameSubtitleTail"_s);
+        QQuickItem *count = findItem(root, u"players"_s);
+        QVERIFY(name && head && end && count);
+        QCOMPARE(name->property("text").toString(), TW_DATA(QString, name));
+        QVERIFY(!name->property("truncated").toBool());
+        QCOMPARE(head->property("truncated").toBool(), TW_DATA(bool, namesCut));
+        QCOMPARE(end->property("text").toString(), tail);
+        // The count of names left out ends before the player count, with nothing drawn over it.
+        const qreal tailRight = end->mapToItem(root, QPointF(end->width(), 0)).x();
+        const qreal countLeft = count->mapToItem(root, QPointF(0, 0)).x();
+        QVERIFY2(tailRight <= countLeft, qPrintable(u"%1 > %2"_s.arg(tailRight).arg(countLeft)));
+        QVERIFY(count->mapToItem(root, QPointF(count->width(), 0)).x() <= root->width());
+    }
+
     void tenRowsScroll_data()
     {
         QTest::addColumn<int>("widgets");

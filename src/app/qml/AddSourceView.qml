@@ -10,8 +10,9 @@ Rectangle {
     width: 480
     height: 640
     color: theme.window
-    // The kind whose row has the keyboard focus, for "Next".
-    property string pendingKind: ""
+    // The kind chosen in the list, for "Next": a click selects a row, as does the keyboard's focus;
+    // a click on the selected row (so a double click too), Return or Space on it goes on to its form.
+    property string selectedKind: ""
 
     Keys.onEscapePressed: sheet.cancel()
 
@@ -62,9 +63,19 @@ Rectangle {
                     topPadding: 4
                     bottomPadding: 4
                     focusPolicy: Qt.StrongFocus
+                    highlighted: root.selectedKind === modelData.kind
                     Accessible.name: modelData.title
-                    onClicked: sheet.chooseKind(modelData.kind)
-                    onActiveFocusChanged: if (activeFocus) root.pendingKind = modelData.kind
+                    onClicked: {
+                        if (highlighted)
+                            sheet.chooseKind(modelData.kind)
+                        else
+                            root.selectedKind = modelData.kind
+                    }
+                    // A double click's second click comes as this alone.
+                    onDoubleClicked: sheet.chooseKind(modelData.kind)
+                    // The press of a click gives the focus first; only the click itself selects.
+                    onActiveFocusChanged: if (activeFocus && focusReason !== Qt.MouseFocusReason)
+                                              root.selectedKind = modelData.kind
                     contentItem: RowLayout {
                         spacing: 10
                         Rectangle {
@@ -89,9 +100,10 @@ Rectangle {
                     }
                     background: Rectangle {
                         radius: 10
-                        color: parent.hovered ? theme.hairline : theme.cardFill
-                        border.width: parent.visualFocus ? 2 : 1
-                        border.color: parent.visualFocus ? prefs.accent : theme.hairline
+                        color: parent.highlighted ? Qt.rgba(prefs.accent.r, prefs.accent.g, prefs.accent.b, 0.18)
+                             : parent.hovered ? theme.hairline : theme.cardFill
+                        border.width: parent.visualFocus || parent.highlighted ? 2 : 1
+                        border.color: parent.visualFocus || parent.highlighted ? prefs.accent : theme.hairline
                     }
                 }
             }
@@ -471,9 +483,9 @@ Rectangle {
                 visible: sheet.choosing
                 text: "Next"
                 Accessible.name: "Next"
-                enabled: root.pendingKind !== ""
+                enabled: root.selectedKind !== ""
                 opacity: enabled ? (down ? 0.8 : 1) : 0.45
-                onClicked: sheet.chooseKind(root.pendingKind)
+                onClicked: sheet.chooseKind(root.selectedKind)
             }
         }
     }
@@ -499,9 +511,25 @@ Rectangle {
     }
     Connections {
         target: sheet
+        function onModeChanged() {
+            if (sheet.choosing)
+                root.selectedKind = ""
+        }
         function onStatusChanged() {
             if (sheet.saveError !== "" && !saveFailed.opened)
                 saveFailed.open()
         }
+    }
+    // Another source was asked for while this sheet holds input: nothing is dropped unasked.
+    MessageAlert {
+        objectName: "source.question"
+        anchors.fill: parent
+        title: editor.question !== "" ? "Discard Changes?" : ""
+        body: editor.question
+        cancelTitle: "Keep Editing"
+        actionTitle: "Discard"
+        destructive: true
+        onDismissed: editor.keepEditing()
+        onAction: editor.discardChanges()
     }
 }

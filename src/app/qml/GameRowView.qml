@@ -1,47 +1,89 @@
 import QtQuick
 
-// A game server: who is playing, how many, and how fast it answers.
+// A game server: who is playing, how many, and how fast it answers. The name has the first line to
+// itself beside the latency; who is playing and the count share the second, and the "+2" of a long
+// list stays in view however narrow the popover is.
 RowChrome {
     property var row
     Accessible.role: Accessible.ListItem
     Accessible.name: row.name + (row.online ? ", online, " + row.playersText : ", offline")
+                     + (row.subtitle ? ", " + row.subtitle : "")
     Item {
         width: parent.width
-        height: Math.max(title.implicitHeight, trailingRow.implicitHeight)
+        height: nameLine.height + (secondLine.visible ? 2 + secondLine.height : 0)
         StatusOrb {
             id: orb
             color: popover.statusColourOf(row.online ? "up" : "down")
             anchors.verticalCenter: parent.verticalCenter
         }
-        TitleBlock {
-            id: title
+        Item {
+            id: nameLine
             anchors.left: orb.right
             anchors.leftMargin: 10
-            anchors.right: trailingRow.left
-            anchors.rightMargin: 10
-            anchors.verticalCenter: parent.verticalCenter
-            title: row.name
-            subtitle: row.subtitle
-        }
-        Row {
-            id: trailingRow
             anchors.right: parent.right
-            anchors.verticalCenter: parent.verticalCenter
-            spacing: 8
+            height: Math.max(name.implicitHeight, trailing.implicitHeight)
             Text {
-                objectName: "players"
-                visible: row.online
-                text: row.playersText
-                font.pixelSize: 11
-                font.weight: Font.DemiBold
-                color: theme.secondary
+                id: name
+                objectName: "gameName"
+                anchors.left: parent.left
+                anchors.right: trailing.left
+                anchors.rightMargin: 10
                 anchors.verticalCenter: parent.verticalCenter
+                text: row.name
+                elide: Text.ElideRight
+                font.pixelSize: 13
+                font.weight: Font.DemiBold
+                color: theme.text
             }
             RowTrailing {
+                id: trailing
+                anchors.right: parent.right
+                anchors.verticalCenter: parent.verticalCenter
                 status: row.online ? "up" : "down"
                 downText: "Offline"
                 latencyMs: row.latencyMs
                 history: row.history || []
+            }
+        }
+        Item {
+            id: secondLine
+            visible: row.subtitle !== "" || row.online
+            anchors.top: nameLine.bottom
+            anchors.topMargin: 2
+            anchors.left: nameLine.left
+            anchors.right: parent.right
+            height: Math.max(head.implicitHeight, players.implicitHeight)
+            Text {
+                id: head
+                objectName: "gameSubtitle"
+                anchors.left: parent.left
+                anchors.verticalCenter: parent.verticalCenter
+                width: Math.max(0, Math.min(implicitWidth,
+                                            (players.visible ? players.x - 10 : parent.width) - tail.implicitWidth))
+                text: row.subtitleHead
+                elide: Text.ElideRight
+                font.pixelSize: 10
+                color: theme.secondary
+            }
+            Text {
+                id: tail
+                objectName: "gameSubtitleTail"
+                anchors.left: head.right
+                anchors.verticalCenter: parent.verticalCenter
+                text: row.subtitleTail
+                font.pixelSize: 10
+                color: theme.secondary
+            }
+            Text {
+                id: players
+                objectName: "players"
+                visible: row.online
+                anchors.right: parent.right
+                anchors.verticalCenter: parent.verticalCenter
+                text: row.playersText
+                font.pixelSize: 11
+                font.weight: Font.DemiBold
+                color: theme.secondary
             }
         }
     }

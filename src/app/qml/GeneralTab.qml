@@ -146,6 +146,26 @@ Item {
             }
 
             SettingsSection {
+                title: "Passwords and Tokens"
+                Item {
+                    width: parent.width
+                    height: Math.max(keyringLabel.implicitHeight, keyringText.implicitHeight)
+                    Text { id: keyringLabel; text: "Keyring"; font.pixelSize: 13; color: theme.text }
+                    Text {
+                        id: keyringText
+                        objectName: "general.keyring"
+                        anchors.right: parent.right
+                        width: parent.width - keyringLabel.width - 16
+                        horizontalAlignment: Text.AlignRight
+                        wrapMode: Text.WordWrap
+                        text: settings.keyringText
+                        font.pixelSize: 11
+                        color: settings.keyringMissing ? "#E5484D" : theme.secondary
+                    }
+                }
+            }
+
+            SettingsSection {
                 title: "Accent Color"
                 AccentSection {}
             }
