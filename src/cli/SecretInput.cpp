@@ -3,11 +3,11 @@
 #include <QStringDecoder>
 
 #include <csignal>
-#include <utility>
 #include <iostream>
 #include <string>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tw::SecretInput {
 
