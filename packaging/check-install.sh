@@ -13,8 +13,8 @@ need bin/tidewatch-cli
 need share/applications/dev.ostrel.Tidewatch.desktop
 need share/metainfo/dev.ostrel.Tidewatch.metainfo.xml
 need share/icons/hicolor/scalable/apps/dev.ostrel.Tidewatch.svg
-for status in up degraded down paused unknown; do
-    need share/icons/hicolor/symbolic/apps/dev.ostrel.Tidewatch-$status-symbolic.svg
+for state in up degraded down paused unknown; do
+    need share/icons/hicolor/symbolic/apps/dev.ostrel.Tidewatch-$state-symbolic.svg
 done
 for size in 16 22 24 32 48 64 128 256; do
     png=share/icons/hicolor/${size}x${size}/apps/dev.ostrel.Tidewatch.png
