@@ -5,6 +5,7 @@
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/Wakeup.h"
 
+#include <functional>
 #include <netinet/in.h>
 
 using namespace Qt::StringLiterals;
@@ -73,6 +74,27 @@ DnsStatus statusOf(int status)
     }
 }
 
+// Starts one request on a channel of its own and waits for its answer, the stop or the time-out.
+// The channel is gone before this returns, so a request still running has ended in c-ares. Nothing
+// when no channel could be opened.
+QCoro::Task<std::optional<int>> run(Pending &pending,
+                                    std::optional<Nameserver> server,
+                                    std::chrono::milliseconds timeout,
+                                    StopToken stop,
+                                    std::function<void(AresChannel &)> start)
+{
+    Wakeup wakeup(timeout);
+    pending.wakeup = &wakeup;
+    if (stop)
+        wakeup.on(stop.get(), &StopSource::stopped, Stopped);
+    // Declared after the wakeup, so that its teardown, which may still call back, comes first.
+    const std::unique_ptr<AresChannel> channel = AresChannel::open(server, timeout);
+    if (!channel)
+        co_return std::nullopt;
+    start(*channel);
+    co_return co_await wakeup;
+}
+
 } // namespace
 
 QCoro::Task<DnsReply>
@@ -80,22 +102,17 @@ query(QString name, int type, std::chrono::milliseconds timeout, StopToken stop,
 {
     if (stop && stop->isStopped())
         throw Cancelled();
-    Wakeup wakeup(timeout);
     Pending pending;
-    pending.wakeup = &wakeup;
-    if (stop)
-        wakeup.on(stop.get(), &StopSource::stopped, Stopped);
-    int why = 0;
-    {
-        const std::unique_ptr<AresChannel> channel = AresChannel::open(server, timeout);
-        if (!channel)
-            co_return DnsReply{DnsStatus::Failed, {}, u"no resolver"_s};
-        channel->query(name, type, &onReply, &pending);
-        why = co_await wakeup;
-    } // a query still running ends here, in c-ares, with its sockets
-    if (why == Stopped || pending.status == ARES_ECANCELLED)
+    // Named, not a temporary of the awaited call: g++ 12 mishandles those inside co_await.
+    const std::function<void(AresChannel &)> start = [&](AresChannel &channel) {
+        channel.query(name, type, &onReply, &pending);
+    };
+    const std::optional<int> why = co_await run(pending, server, timeout, stop, start);
+    if (!why)
+        co_return DnsReply{DnsStatus::Failed, {}, u"no resolver"_s};
+    if (*why == Stopped || pending.status == ARES_ECANCELLED)
         throw Cancelled();
-    if (why != Done)
+    if (*why != Done)
         co_return DnsReply{DnsStatus::TimedOut, {}, {}};
     const DnsStatus status = statusOf(pending.status);
     co_return DnsReply{status,
@@ -108,22 +125,16 @@ addresses(QString host, std::chrono::milliseconds timeout, StopToken stop, std::
 {
     if (stop && stop->isStopped())
         throw Cancelled();
-    Wakeup wakeup(timeout);
     Pending pending;
-    pending.wakeup = &wakeup;
-    if (stop)
-        wakeup.on(stop.get(), &StopSource::stopped, Stopped);
-    int why = 0;
-    {
-        const std::unique_ptr<AresChannel> channel = AresChannel::open(server, timeout);
-        if (!channel)
-            throw ProviderError::upstream(u"host not found"_s);
-        channel->addresses(host, &onAddresses, &pending);
-        why = co_await wakeup;
-    }
-    if (why == Stopped || pending.status == ARES_ECANCELLED)
+    const std::function<void(AresChannel &)> start = [&](AresChannel &channel) {
+        channel.addresses(host, &onAddresses, &pending);
+    };
+    const std::optional<int> why = co_await run(pending, server, timeout, stop, start);
+    if (!why)
+        throw ProviderError::upstream(u"host not found"_s);
+    if (*why == Stopped || pending.status == ARES_ECANCELLED)
         throw Cancelled();
-    if (why != Done || pending.status == ARES_ETIMEOUT)
+    if (*why != Done || pending.status == ARES_ETIMEOUT)
         throw ProviderError::upstream(u"timed out"_s);
     if (pending.addresses.isEmpty())
         throw ProviderError::upstream(u"host not found"_s);
