@@ -20,9 +20,9 @@ configure: bootstrap
 bootstrap:
 	@scripts/bootstrap
 
-# Library tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+# Every test under AddressSanitizer, UndefinedBehaviorSanitizer and LeakSanitizer.
 asan:
-	$(MAKE) test PRESET=asan CTEST_ARGS="-L kit"
+	$(MAKE) test PRESET=asan
 
 # Every libFuzzer target for FUZZ_SECONDS each (CI runs them briefly).
 FUZZ_SECONDS ?= 20

@@ -53,6 +53,8 @@ QCoro::Task<SourceSnapshot> FakeProviders::fetch(AnySourceConfig config, int fet
     if (m_held.contains(id)) {
         Wakeup wakeup(std::chrono::hours(1));
         wakeup.on(this, &FakeProviders::heldReleased, 0);
+        // Fakes that go with their test answer at once, so no fetch outlives the test waiting.
+        wakeup.on(this, &QObject::destroyed, 0);
         co_await wakeup;
     } else {
         // Answer on a later event-loop turn, as a network exchange would.

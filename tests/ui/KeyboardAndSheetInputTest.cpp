@@ -8,6 +8,7 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
+#include "support/GuiTestMain.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
 
@@ -391,7 +392,9 @@ int main(int argc, char *argv[])
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     KeyboardAndSheetInputTest test;
-    return QTest::qExec(&test, argc, argv);
+    const int failures = QTest::qExec(&test, argc, argv);
+    tw::test::finishStoppedWork();
+    return failures;
 }
 
 #include "KeyboardAndSheetInputTest.moc"

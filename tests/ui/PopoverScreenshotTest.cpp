@@ -8,6 +8,7 @@
 #include "kit/monitor/AppState.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
+#include "support/GuiTestMain.h"
 #include "support/ManualSleeper.h"
 
 #include <QGuiApplication>
@@ -184,5 +185,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(PopoverScreenshotTest)
+TW_GUI_TEST_MAIN(PopoverScreenshotTest)
 #include "PopoverScreenshotTest.moc"

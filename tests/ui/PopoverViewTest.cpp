@@ -9,6 +9,7 @@
 #include "kit/monitor/AppState.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
+#include "support/GuiTestMain.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
 #include "support/WriteBlocker.h"
@@ -446,5 +447,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(PopoverViewTest)
+TW_GUI_TEST_MAIN(PopoverViewTest)
 #include "PopoverViewTest.moc"

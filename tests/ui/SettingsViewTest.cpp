@@ -12,6 +12,7 @@
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/Await.h"
 #include "support/FakeProviders.h"
+#include "support/GuiTestMain.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
 #include "support/WriteBlocker.h"
@@ -469,5 +470,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(SettingsViewTest)
+TW_GUI_TEST_MAIN(SettingsViewTest)
 #include "SettingsViewTest.moc"

@@ -6,6 +6,7 @@
 #include "kit/monitor/AppState.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
+#include "support/GuiTestMain.h"
 #include "support/ManualSleeper.h"
 
 #include <QDir>
@@ -151,5 +152,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(SourceSheetScreenshotTest)
+TW_GUI_TEST_MAIN(SourceSheetScreenshotTest)
 #include "SourceSheetScreenshotTest.moc"

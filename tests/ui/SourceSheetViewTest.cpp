@@ -12,6 +12,7 @@
 #include "support/Await.h"
 #include "support/DnsResponder.h"
 #include "support/FakeProviders.h"
+#include "support/GuiTestMain.h"
 #include "support/LocalTlsServer.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
@@ -552,5 +553,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(SourceSheetViewTest)
+TW_GUI_TEST_MAIN(SourceSheetViewTest)
 #include "SourceSheetViewTest.moc"

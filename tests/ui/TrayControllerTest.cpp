@@ -4,6 +4,7 @@
 #include "kit/monitor/AppState.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
+#include "support/GuiTestMain.h"
 #include "support/ManualSleeper.h"
 
 #include <QApplication>
@@ -85,5 +86,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TrayControllerTest)
+TW_GUI_TEST_MAIN(TrayControllerTest)
 #include "TrayControllerTest.moc"
