@@ -8,7 +8,7 @@ using namespace Qt::StringLiterals;
 
 namespace tw {
 
-Preferences::Preferences(std::shared_ptr<QSettings> settings, QObject *parent)
+Preferences::Preferences(std::shared_ptr<PreferenceStore> settings, QObject *parent)
     : QObject(parent)
     , m_settings(std::move(settings))
 { }

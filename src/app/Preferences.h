@@ -1,8 +1,9 @@
 #pragma once
 
+#include "kit/model/PreferenceStore.h"
+
 #include <QColor>
 #include <QObject>
-#include <QSettings>
 
 #include <memory>
 #include <optional>
@@ -32,7 +33,7 @@ class Preferences : public QObject
     Q_PROPERTY(QString quietHoursEnd READ quietHoursEnd NOTIFY changed)
 
 public:
-    explicit Preferences(std::shared_ptr<QSettings> settings, QObject *parent = nullptr);
+    explicit Preferences(std::shared_ptr<PreferenceStore> settings, QObject *parent = nullptr);
 
     bool launchAtLogin() const;
     bool globalQuiet() const;
@@ -67,7 +68,7 @@ public:
     // True when the swatch's text is the stored accent, letter case aside.
     Q_INVOKABLE bool isSelectedPreset(const QString &preset) const;
 
-    QSettings &settings() { return *m_settings; }
+    PreferenceStore &settings() { return *m_settings; }
 
 Q_SIGNALS:
     void changed();
@@ -76,7 +77,7 @@ private:
     bool flag(const char *key, bool fallback) const;
     void setFlag(const char *key, bool on);
 
-    std::shared_ptr<QSettings> m_settings;
+    std::shared_ptr<PreferenceStore> m_settings;
 };
 
 } // namespace tw

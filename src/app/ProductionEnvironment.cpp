@@ -12,7 +12,7 @@ AppState::Environment make(std::shared_ptr<AlertCenter> alerts)
     AppState::Environment environment;
     environment.credentials = std::make_shared<KeychainCredentialStore>();
     environment.sourcesDirectory = SourcesStore::defaultDirectory();
-    environment.defaults = std::make_shared<QSettings>();
+    environment.defaults = PreferenceStore::openDefault();
     environment.makeProvider = ProviderRegistry::maker();
     environment.postAlert = [alerts](const AlertEvent &event, bool sound) {
         alerts->post(event, sound);

@@ -141,7 +141,7 @@ int runImport(const QStringList &given)
     AppState::Environment environment;
     environment.credentials = std::make_shared<KeychainCredentialStore>();
     environment.sourcesDirectory = directory;
-    environment.defaults = std::make_shared<QSettings>(u"Tidewatch"_s, u"Tidewatch"_s);
+    environment.defaults = PreferenceStore::openDefault();
     environment.makeProvider = [](const AnySourceConfig &,
                                   std::shared_ptr<CredentialStore>) -> std::unique_ptr<SourceProvider> {
         return nullptr;

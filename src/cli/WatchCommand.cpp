@@ -83,7 +83,7 @@ int run(const QStringList &arguments)
     environment.sourcesDirectory =
         file.isEmpty() ? SourcesStore::defaultDirectory() : QFileInfo(file).absoluteDir().absolutePath();
     environment.sources = *sources;
-    environment.defaults = std::make_shared<QSettings>(u"Tidewatch"_s, u"Tidewatch"_s);
+    environment.defaults = PreferenceStore::openDefault();
     environment.makeProvider = ProviderRegistry::maker();
     if (const double scale = timeScale(); scale < 1) {
         environment.sleep = scaled(scale);

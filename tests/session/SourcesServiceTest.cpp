@@ -100,7 +100,7 @@ private Q_SLOTS:
         AppState::Environment environment;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();
         environment.sourcesDirectory = hub == u"otherFile"_s ? other.path() : folder;
-        environment.defaults = std::make_shared<QSettings>(other.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.defaults = std::make_shared<PreferenceStore>(other.filePath(u"prefs.json"_s));
         environment.makeProvider = providers.maker();
         environment.testHost = true;
         AppState state(environment);

@@ -113,7 +113,7 @@ struct Program
         AppState::Environment environment;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();
         environment.sourcesDirectory = dir.path();
-        environment.defaults = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.defaults = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
         environment.makeProvider = FakeProviders().maker();
         environment.sleep = sleeper.function();
         environment.historySleep = sleeper.function();

@@ -118,7 +118,7 @@ private Q_SLOTS:
         providers.failWith(estate.failing, u"connection refused"_s);
         ManualSleeper sleeper;
         ManualSleeper historySleeper;
-        auto settings = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        auto settings = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
         settings->setValue(u"accentHex"_s, accent);
         AppState::Environment environment;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();

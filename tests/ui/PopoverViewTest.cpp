@@ -59,7 +59,7 @@ struct Rig
     FakeProviders providers;
     ManualSleeper sleeper;
     ManualSleeper historySleeper;
-    std::shared_ptr<QSettings> settings;
+    std::shared_ptr<PreferenceStore> settings;
     std::unique_ptr<AppState> state;
     std::unique_ptr<Preferences> preferences;
     std::unique_ptr<Theme> theme;
@@ -69,7 +69,7 @@ struct Rig
     std::unique_ptr<PopoverWindow> window;
 
     explicit Rig(const QList<AnySourceConfig> &sources)
-        : settings(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+        : settings(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
     {
         SourcesStore::save(sources, dir.path());
         AppState::Environment environment;

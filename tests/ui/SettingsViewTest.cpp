@@ -67,7 +67,7 @@ struct Rig
     FakeProviders providers;
     ManualSleeper sleeper;
     ManualSleeper historySleeper;
-    std::shared_ptr<QSettings> settings;
+    std::shared_ptr<PreferenceStore> settings;
     std::shared_ptr<InMemoryCredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
     QList<AlertEvent> posted;
     std::unique_ptr<AppState> state;
@@ -81,7 +81,7 @@ struct Rig
     std::unique_ptr<QmlWindow> welcome;
 
     explicit Rig(const QList<AnySourceConfig> &sources)
-        : settings(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+        : settings(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
     {
         SourcesStore::save(sources, dir.path());
         AppState::Environment environment;

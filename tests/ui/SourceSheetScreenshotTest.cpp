@@ -47,7 +47,7 @@ private Q_SLOTS:
         FakeProviders providers;
         ManualSleeper sleeper;
         ManualSleeper historySleeper;
-        auto settings = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        auto settings = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
         AppState::Environment environment;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();
         environment.sourcesDirectory = dir.path();

@@ -116,7 +116,7 @@ struct Rig
     std::shared_ptr<CredentialStore> store;
     ManualSleeper sleeper;
     ManualSleeper historySleeper;
-    std::shared_ptr<QSettings> settings;
+    std::shared_ptr<PreferenceStore> settings;
     std::unique_ptr<AppState> state;
     std::unique_ptr<Preferences> preferences;
     std::unique_ptr<Theme> theme;
@@ -127,7 +127,7 @@ struct Rig
         std::shared_ptr<CredentialStore> credentials,
         ProviderMaker sheetMaker = ProviderRegistry::maker())
         : store(std::move(credentials))
-        , settings(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+        , settings(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
     {
         SourcesStore::save(sources, dir.path());
         AppState::Environment environment;
@@ -519,7 +519,7 @@ private Q_SLOTS:
         AppState::Environment environment;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();
         environment.sourcesDirectory = dir.path();
-        environment.defaults = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.defaults = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
         environment.makeProvider = FakeProviders().maker();
         environment.sleep = sleeper.function();
         environment.historySleep = sleeper.function();

@@ -46,7 +46,7 @@ private Q_SLOTS:
         AppState::Environment environment;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();
         environment.sourcesDirectory = dir.path();
-        environment.defaults = std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        environment.defaults = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
         environment.makeProvider = providers.maker();
         environment.sleep = sleeper.function();
         environment.historySleep = sleeper.function();

@@ -28,7 +28,7 @@ std::optional<QTime> QuietHours::parseTime(const QString &text)
     return time.isValid() ? std::optional(time) : std::nullopt;
 }
 
-QuietHours QuietHours::load(const QSettings &settings)
+QuietHours QuietHours::load(const PreferenceStore &settings)
 {
     QuietHours hours;
     hours.enabled = StoredSetting::boolean(settings, QLatin1String(enabledKey)).value_or(false);
@@ -39,7 +39,7 @@ QuietHours QuietHours::load(const QSettings &settings)
     return hours;
 }
 
-void QuietHours::save(QSettings &settings) const
+void QuietHours::save(PreferenceStore &settings) const
 {
     settings.setValue(QLatin1String(enabledKey), enabled);
     settings.setValue(QLatin1String(startKey), start.toString(u"HH:mm"_s));

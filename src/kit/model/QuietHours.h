@@ -1,7 +1,8 @@
 #pragma once
 
+#include "kit/model/PreferenceStore.h"
+
 #include <QDateTime>
-#include <QSettings>
 #include <QTime>
 
 #include <optional>
@@ -25,8 +26,8 @@ struct QuietHours
     static constexpr auto startKey = "quietHoursStart"; // "02:00"
     static constexpr auto endKey = "quietHoursEnd";
     // A time that does not read as "HH:mm" keeps its default.
-    static QuietHours load(const QSettings &settings);
-    void save(QSettings &settings) const;
+    static QuietHours load(const PreferenceStore &settings);
+    void save(PreferenceStore &settings) const;
 
     // "02:00" or "2:00" and "23:59" read; anything else is nothing.
     static std::optional<QTime> parseTime(const QString &text);

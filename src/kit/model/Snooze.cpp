@@ -41,7 +41,7 @@ std::optional<Snooze> Snooze::fromJson(const QJsonValue &value)
     return snooze;
 }
 
-QList<Snooze> Snooze::load(const QSettings &settings)
+QList<Snooze> Snooze::load(const PreferenceStore &settings)
 {
     const QJsonDocument document =
         QJsonDocument::fromJson(settings.value(QLatin1String(settingsKey)).toString().toUtf8());
@@ -53,7 +53,7 @@ QList<Snooze> Snooze::load(const QSettings &settings)
     return snoozes;
 }
 
-void Snooze::save(QSettings &settings, const QList<Snooze> &snoozes)
+void Snooze::save(PreferenceStore &settings, const QList<Snooze> &snoozes)
 {
     if (snoozes.isEmpty()) {
         settings.remove(QLatin1String(settingsKey));

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "kit/model/PreferenceStore.h"
+
 #include <QDateTime>
 #include <QJsonValue>
 #include <QList>
-#include <QSettings>
 #include <QUuid>
 
 #include <optional>
@@ -29,8 +30,8 @@ struct Snooze
 
     // Stored beside the other preferences under this key, as one JSON array of text.
     static constexpr auto settingsKey = "snoozes";
-    static QList<Snooze> load(const QSettings &settings);
-    static void save(QSettings &settings, const QList<Snooze> &snoozes);
+    static QList<Snooze> load(const PreferenceStore &settings);
+    static void save(PreferenceStore &settings, const QList<Snooze> &snoozes);
 
     // "14:30", "Tue 09:15", "it recovers": times in the local zone, with the weekday once the end
     // is not today.

@@ -2,7 +2,7 @@
 
 namespace tw::StoredSetting {
 
-std::optional<bool> boolean(const QSettings &settings, const QString &key)
+std::optional<bool> boolean(const PreferenceStore &settings, const QString &key)
 {
     const QVariant value = settings.value(key);
     if (value.typeId() == QMetaType::Bool)

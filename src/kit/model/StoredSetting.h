@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QSettings>
+#include "kit/model/PreferenceStore.h"
 
 #include <optional>
 
@@ -9,6 +9,6 @@ namespace tw::StoredSetting {
 
 // A switch as stored: a real boolean, or its text as an INI file returns it; anything else is
 // absent, so that the caller's default applies.
-std::optional<bool> boolean(const QSettings &settings, const QString &key);
+std::optional<bool> boolean(const PreferenceStore &settings, const QString &key);
 
 } // namespace tw::StoredSetting

@@ -1,11 +1,11 @@
 #include "WidgetLayout.h"
 
 #include "kit/model/JsonRead.h"
+#include "kit/model/PreferenceStore.h"
 
 #include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSettings>
 
 #include <algorithm>
 
@@ -155,7 +155,7 @@ std::optional<WidgetLayout> WidgetLayout::fromJson(const QByteArray &bytes)
     }
 }
 
-WidgetLayout WidgetLayout::load(const QSettings &settings)
+WidgetLayout WidgetLayout::load(const PreferenceStore &settings)
 {
     const QVariant stored = settings.value(QLatin1String(settingsKey));
     if (!stored.isValid())
@@ -163,9 +163,9 @@ WidgetLayout WidgetLayout::load(const QSettings &settings)
     return fromJson(stored.toByteArray()).value_or(WidgetLayout{});
 }
 
-void WidgetLayout::save(QSettings &settings) const
+void WidgetLayout::save(PreferenceStore &settings) const
 {
-    settings.setValue(QLatin1String(settingsKey), toJson());
+    settings.setValue(QLatin1String(settingsKey), QString::fromUtf8(toJson()));
 }
 
 } // namespace tw

@@ -9,9 +9,9 @@
 
 #include <optional>
 
-class QSettings;
-
 namespace tw {
+
+class PreferenceStore;
 
 // A widget paired with its application-wide key.
 struct KeyedWidget
@@ -50,8 +50,8 @@ struct WidgetLayout
 
     static constexpr auto settingsKey = "widgetLayout";
     // A missing or corrupt stored layout reads as the empty one.
-    static WidgetLayout load(const QSettings &settings);
-    void save(QSettings &settings) const;
+    static WidgetLayout load(const PreferenceStore &settings);
+    void save(PreferenceStore &settings) const;
 };
 
 namespace ListMove {

@@ -83,6 +83,7 @@ AppState::AppState(Environment environment, QObject *parent)
         auto *watcher = new SourcesFileWatcher(m_environment.sourcesDirectory, 250, this);
         connect(watcher, &SourcesFileWatcher::changed, this, &AppState::reloadSourcesFile);
     }
+    connect(m_environment.defaults.get(), &PreferenceStore::saveErrorChanged, this, &AppState::storageProblemChanged);
     m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
     m_gate.setSnoozes(Snooze::load(*m_environment.defaults));
     m_reviewTimer.setInterval(m_environment.reviewIntervalMs);
@@ -265,6 +266,8 @@ QString AppState::storageProblem() const
             + u". Your changes are kept while Tidewatch runs and saved again at the next change."_s;
     if (!m_historyWriteError.isEmpty())
         return m_historyWriteError + u". The latency history is kept while Tidewatch runs and saved again later."_s;
+    if (const QString error = m_environment.defaults->saveError(); !error.isEmpty())
+        return error + u". Your settings are kept while Tidewatch runs and saved again at the next change."_s;
     return {};
 }
 
@@ -367,7 +370,7 @@ void AppState::deliver(const AlertGate::Outcome &outcome)
     if (outcome.post.isEmpty() || m_environment.testHost || !m_environment.postAlert)
         return;
     // Read for every list, so that a change of these switches takes effect at once.
-    const QSettings &defaults = *m_environment.defaults;
+    const PreferenceStore &defaults = *m_environment.defaults;
     const bool globalQuiet = StoredSetting::boolean(defaults, u"globalQuiet"_s).value_or(false);
     const bool notifyOnRecovery = StoredSetting::boolean(defaults, u"notifyOnRecovery"_s).value_or(true);
     const bool soundAlerts = StoredSetting::boolean(defaults, u"soundAlerts"_s).value_or(true);
@@ -437,8 +440,8 @@ void AppState::setAsleep(bool asleep)
 void AppState::reviewAlerts()
 {
     // Another process (the command line's watch, or the application) may have snoozed something.
-    QSettings &defaults = *m_environment.defaults;
-    defaults.sync();
+    PreferenceStore &defaults = *m_environment.defaults;
+    defaults.reload();
     if (const QList<Snooze> stored = Snooze::load(defaults); stored != m_gate.snoozes()) {
         m_gate.setSnoozes(stored);
         Q_EMIT snoozesChanged();

@@ -2,6 +2,7 @@
 
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/OverallStatus.h"
+#include "kit/model/PreferenceStore.h"
 #include "kit/model/SourceSnapshot.h"
 #include "kit/model/WidgetLayout.h"
 #include "kit/monitor/AlertEvaluator.h"
@@ -13,7 +14,6 @@
 #include <QHash>
 #include <QObject>
 #include <QPointer>
-#include <QSettings>
 #include <QTimer>
 #include <QUuid>
 
@@ -41,7 +41,7 @@ public:
         QString sourcesDirectory; // sources.json and history.json
         // Sources given by the caller instead of the file's; edits are still saved to the directory.
         std::optional<QList<AnySourceConfig>> sources;
-        std::shared_ptr<QSettings> defaults; // preferences and the widget layout
+        std::shared_ptr<PreferenceStore> defaults; // preferences and the widget layout
         ProviderMaker makeProvider;
         SleepFunction sleep = Sleep::cancellable; // between polls
         SleepFunction historySleep = Sleep::cancellable; // the history's write window
@@ -86,7 +86,7 @@ public:
     HistoryRecorder &historyRecorder() { return *m_history; }
     PollEngine &engine() { return *m_engine; }
     CredentialStore &credentials() { return *m_environment.credentials; }
-    QSettings &defaults() { return *m_environment.defaults; }
+    PreferenceStore &defaults() { return *m_environment.defaults; }
 
     // Receives every list of alert events before any filtering; for tests and the command line.
     void setAlertEventsSink(std::function<void(const QList<AlertEvent> &)> sink)

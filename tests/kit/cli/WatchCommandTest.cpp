@@ -1,5 +1,6 @@
 #include "kit/model/BeszelConfig.h"
 #include "kit/model/JsonRead.h"
+#include "kit/model/PreferenceStore.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/HistoryStore.h"
 #include "support/CliProcess.h"
@@ -10,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QSettings>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -87,8 +87,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, key);
         writeSources(1);
-        QSettings settings(m_dir.filePath(u"config/Tidewatch/Tidewatch.conf"_s), QSettings::IniFormat);
-        settings.clear();
+        QFile::remove(m_dir.filePath(u"config/Tidewatch/preferences.json"_s));
+        PreferenceStore settings(m_dir.filePath(u"config/Tidewatch/preferences.json"_s));
         const QDateTime hence = QDateTime::currentDateTimeUtc().addSecs(3600);
         QString value = TW_DATA(QString, value);
         value.replace(u"%1"_s, m_id.toString(QUuid::WithoutBraces)).replace(u"%2"_s, hence.toString(Qt::ISODate));
@@ -98,7 +98,6 @@ private Q_SLOTS:
             settings.setValue(u"quietHoursStart"_s, now.addSecs(-3600).toString(u"HH:mm"_s));
             settings.setValue(u"quietHoursEnd"_s, now.addSecs(3600).toString(u"HH:mm"_s));
         }
-        settings.sync();
 
         const quint16 port = m_server.serverPort();
         WatchProcess watch(m_dir.path(), 0.02);

@@ -19,13 +19,12 @@ private Q_SLOTS:
     void snoozesSurviveTheStoreAndBadEntriesAreDropped()
     {
         QTemporaryDir dir;
-        QSettings settings(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        PreferenceStore settings(dir.filePath(u"prefs.json"_s));
         const QUuid id = QUuid::createUuid();
         const QDateTime end = QDateTime(QDate(2026, 11, 23), QTime(14, 30), Qt::UTC);
         const QList<Snooze> snoozes{{id, end}, {id, std::nullopt}, {std::nullopt, end}};
         Snooze::save(settings, snoozes);
-        settings.sync();
-        QCOMPARE(Snooze::load(QSettings(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat)), snoozes);
+        QCOMPARE(Snooze::load(PreferenceStore(dir.filePath(u"prefs.json"_s))), snoozes);
 
         // A hand edit or a future version: what does not read is left out, the rest stays.
         settings.setValue(QLatin1String(Snooze::settingsKey),
@@ -94,7 +93,7 @@ private Q_SLOTS:
     void quietHoursKeepTheirDefaultsOverBadText()
     {
         QTemporaryDir dir;
-        QSettings settings(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat);
+        PreferenceStore settings(dir.filePath(u"prefs.json"_s));
         QCOMPARE(QuietHours::load(settings), QuietHours{});
         settings.setValue(QLatin1String(QuietHours::enabledKey), u"true"_s);
         settings.setValue(QLatin1String(QuietHours::startKey), u"half past one"_s);

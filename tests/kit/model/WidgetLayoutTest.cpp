@@ -1,8 +1,8 @@
 #include "kit/model/WidgetLayout.h"
 
 #include "kit/model/JsonRead.h"
+#include "kit/model/PreferenceStore.h"
 
-#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -132,15 +132,14 @@ private Q_SLOTS:
         QFETCH(QByteArray, blob);
         QFETCH(bool, empty);
         QTemporaryDir dir;
-        QSettings settings(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
+        PreferenceStore settings(dir.filePath(u"t.json"_s));
         settings.setValue(u"widgetLayout"_s, blob);
         const WidgetLayout loaded = WidgetLayout::load(settings);
         QCOMPARE(loaded == WidgetLayout{}, empty);
         if (!empty) {
             QCOMPARE(loaded.collapsed, QSet<QString>{u"S"_s});
             loaded.save(settings);
-            settings.sync();
-            const QSettings reopened(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
+            const PreferenceStore reopened(dir.filePath(u"t.json"_s));
             QCOMPARE(WidgetLayout::load(reopened), loaded);
         }
     }

@@ -63,7 +63,7 @@ struct Rig
     ManualSleeper sleeper;
     ManualSleeper historySleeper;
     std::shared_ptr<InMemoryCredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
-    std::shared_ptr<QSettings> defaults;
+    std::shared_ptr<PreferenceStore> defaults;
     QList<std::pair<AlertEvent, bool>> posted;
     // The hub's clock: real time until a test sets it.
     std::optional<QDateTime> clock;
@@ -72,7 +72,7 @@ struct Rig
     bool followFile = false;
 
     explicit Rig(QList<AnySourceConfig> sources = {}, bool testHost = true, bool follow = false)
-        : defaults(std::make_shared<QSettings>(dir.filePath(u"prefs.ini"_s), QSettings::IniFormat))
+        : defaults(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
         , followFile(follow)
     {
         SourcesStore::save(sources, dir.path());
@@ -286,6 +286,24 @@ private Q_SLOTS:
 
     // A change whose save fails must not take the secrets of the sources still in sources.json:
     // they are deleted only by the next save that succeeds, which the next change makes.
+    void failedPreferencesSaveIsShownAndRetried()
+    {
+        const TCPPortConfig nas = tcp(u"NAS"_s);
+        Rig rig({nas});
+        QSignalSpy problem(rig.state.get(), &AppState::storageProblemChanged);
+        {
+            WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, rig.dir.path());
+            rig.state->snoozeSource(nas.id, 3600);
+            QCOMPARE(problem.size(), 1);
+            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save prefs.json: "_s + blocker.reason()),
+                     qPrintable(rig.state->storageProblem()));
+            QCOMPARE(rig.state->snoozes().size(), 1);
+        }
+        rig.state->snoozeSource(nas.id, 7200);
+        QCOMPARE(rig.state->storageProblem(), QString());
+        QCOMPARE(Snooze::load(PreferenceStore(rig.dir.filePath(u"prefs.json"_s))), rig.state->snoozes());
+    }
+
     void failedSaveKeepsEverySecret_data()
     {
         QTest::addColumn<QString>("change");
@@ -405,7 +423,7 @@ private Q_SLOTS:
         FakeProviders providers;
         environment.credentials = std::make_shared<InMemoryCredentialStore>();
         environment.sourcesDirectory = shared.path();
-        environment.defaults = std::make_shared<QSettings>(shared.filePath(u"p.ini"_s), QSettings::IniFormat);
+        environment.defaults = std::make_shared<PreferenceStore>(shared.filePath(u"p.json"_s));
         environment.makeProvider = providers.maker();
         environment.testHost = true;
         AppState reopened(environment);
