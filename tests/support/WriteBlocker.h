@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMetaType>
 #include <QString>
 
 #include <sys/resource.h>
@@ -32,3 +33,6 @@ private:
 };
 
 } // namespace tw::test
+
+// A data-table column in tests that run a case per way of failing.
+Q_DECLARE_METATYPE(tw::test::WriteBlocker::Kind)

@@ -4,6 +4,7 @@
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/HistoryStore.h"
+#include "support/Files.h"
 #include "support/WriteBlocker.h"
 
 #include <QDateTime>
@@ -20,22 +21,7 @@ using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 
-Q_DECLARE_METATYPE(tw::test::WriteBlocker::Kind)
-
 namespace {
-
-QByteArray contents(const QString &file)
-{
-    QFile f(file);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void put(const QString &file, const QByteArray &bytes)
-{
-    QFile f(file);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    QCOMPARE(f.write(bytes), bytes.size());
-}
 
 void age(const QString &file, qint64 seconds)
 {

@@ -1,5 +1,6 @@
 #include "kit/model/PreferenceStore.h"
 
+#include "support/Files.h"
 #include "support/WriteBlocker.h"
 
 #include <QDir>
@@ -13,18 +14,6 @@
 using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
-
-Q_DECLARE_METATYPE(tw::test::WriteBlocker::Kind)
-
-namespace {
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-} // namespace
 
 class PreferenceStoreTest : public QObject
 {
@@ -113,11 +102,7 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QString path = dir.filePath(u"preferences.json"_s);
         for (const QByteArray &bytes : {QByteArray("{\"globalQuiet\": tr"), QByteArray("[1, 2]")}) {
-            {
-                QFile file(path);
-                QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-                file.write(bytes);
-            }
+            put(path, bytes);
             PreferenceStore store(path);
             QVERIFY(!store.contains(u"globalQuiet"_s));
             QCOMPARE(contents(path), bytes);

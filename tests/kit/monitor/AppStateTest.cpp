@@ -8,6 +8,7 @@
 #include "kit/monitor/HistoryStore.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
+#include "support/Files.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
 #include "support/WriteBlocker.h"
@@ -21,15 +22,7 @@ using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 
-Q_DECLARE_METATYPE(tw::test::WriteBlocker::Kind)
-
 namespace {
-
-QByteArray contents(const QString &file)
-{
-    QFile f(file);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 
 TCPPortConfig tcp(const QString &name, qint64 threshold = 1)
 {
