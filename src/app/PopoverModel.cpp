@@ -192,8 +192,18 @@ void PopoverModel::toggleCollapsed(const QString &sourceId)
     m_state->setWidgetLayout(layout);
 }
 
+void PopoverModel::setShown(bool shown)
+{
+    m_shown = shown;
+    if (m_shown && m_stale)
+        rebuild();
+}
+
 void PopoverModel::rebuild()
 {
+    m_stale = !m_shown;
+    if (m_stale)
+        return;
     const PopoverRows::State state{m_state->sources(),
                                    m_state->snapshots(),
                                    m_state->errors(),

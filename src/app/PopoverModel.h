@@ -39,6 +39,11 @@ public:
 
     Q_INVOKABLE void toggleCollapsed(const QString &sourceId);
 
+    // While no popover shows the rows, a poll only marks them out of date: the tray sits closed
+    // nearly all day, and building every card's description for each poll was most of its CPU.
+    // Showing them again builds them at once, before the view draws.
+    void setShown(bool shown);
+
 Q_SIGNALS:
     void flatRowCountChanged();
 
@@ -50,6 +55,8 @@ private:
     QList<QVariantMap> m_rows;
     QList<QVariantList> m_children;
     int m_flatRowCount = 0;
+    bool m_shown = true;
+    bool m_stale = false;
 };
 
 } // namespace tw

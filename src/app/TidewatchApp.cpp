@@ -76,6 +76,8 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     m_idleRelease->setInterval(std::chrono::seconds(3));
     connect(m_idleRelease, &QTimer::timeout, this, &TidewatchApp::releaseIdleWindows);
     connect(m_popover, &PopoverWindow::hidden, m_idleRelease, qOverload<>(&QTimer::start));
+    m_rows->setShown(false);
+    connect(m_popover, &PopoverWindow::hidden, m_rows, [this] { m_rows->setShown(false); });
     connect(m_sourceEditor, &SourceEditor::closed, m_idleRelease, qOverload<>(&QTimer::start));
     auto authorization = [alerts = m_alerts] {
         return alerts->authorizationStatus();
@@ -140,7 +142,11 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     connect(this, &TidewatchApp::editSourceRequested, m_sourceEditor, [this](const QString &sourceId) {
         m_sourceEditor->edit(QUuid::fromString(sourceId));
     });
-    connect(m_tray, &TrayController::popoverRequested, this, [this] { m_popover->toggle(m_tray->iconGeometry()); });
+    connect(m_tray, &TrayController::popoverRequested, this, [this] {
+        if (!m_popover->isVisible())
+            m_rows->setShown(true);
+        m_popover->toggle(m_tray->iconGeometry());
+    });
     connect(m_tray, &TrayController::settingsRequested, this, &TidewatchApp::settingsRequested);
     connect(m_tray, &TrayController::quitRequested, this, &TidewatchApp::quit);
     connect(m_controller, &PopoverController::settingsRequested, this, [this] {
@@ -237,6 +243,7 @@ void TidewatchApp::start()
 
 void TidewatchApp::showPopover()
 {
+    m_rows->setShown(true);
     m_popover->show(m_tray->iconGeometry());
 }
 

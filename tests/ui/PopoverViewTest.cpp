@@ -17,6 +17,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -136,6 +137,30 @@ private Q_SLOTS:
         QVERIFY(rig.visible(u"emptyState"_s));
         QVERIFY(!rig.visible(u"rowList"_s));
         QVERIFY(rig.visible(u"addFirstSource"_s));
+    }
+
+    void rowsWaitWhileNothingShowsThem()
+    {
+        Rig rig({source(u"NAS"_s), source(u"Printer"_s)});
+        const int before = rig.model->rowCount();
+        const auto first = [&] {
+            return rig.model->data(rig.model->index(0), PopoverModel::RowRole).toMap();
+        };
+        const QVariantMap waiting = first();
+        rig.model->setShown(false);
+        QSignalSpy resets(rig.model.get(), &QAbstractItemModel::modelReset);
+        QSignalSpy changes(rig.model.get(), &QAbstractItemModel::dataChanged);
+        rig.state->startSync();
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        QCOMPARE(rig.model->rowCount(), before);
+        QCOMPARE(resets.size() + changes.size(), 0);
+        // Shown again: the rows are the estate's as of now, before the view draws them.
+        rig.model->setShown(true);
+        QCOMPARE(rig.model->rowCount(), 2);
+        QCOMPARE(first().value(u"status"_s), QVariant(u"up"_s));
+        QVERIFY(waiting.value(u"status"_s) != first().value(u"status"_s));
+        QVERIFY(rig.show());
+        QVERIFY(rig.visible(u"rowList"_s));
     }
 
     void headlineAndChipFollowTheEstate_data()
