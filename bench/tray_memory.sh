@@ -13,7 +13,7 @@ trap 'kill $APP $WATCHER $SERVER 2>/dev/null; wait $APP $WATCHER 2>/dev/null; rm
 PORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
 python3 -m http.server "$PORT" --bind 127.0.0.1 --directory "$WORK" >/dev/null 2>&1 & SERVER=$!
 mkdir -p "$WORK/data/Tidewatch" "$WORK/config/Tidewatch"
-printf '[General]\nonboardingCompleted=true\n' > "$WORK/config/Tidewatch/Tidewatch.conf"
+printf '{"onboardingCompleted": true}\n' > "$WORK/config/Tidewatch/preferences.json"
 python3 - "$WORK/data/Tidewatch/sources.json" "$PORT" <<'PY'
 import json, sys, uuid
 port = int(sys.argv[2])
@@ -29,6 +29,12 @@ json.dump(sources, open(sys.argv[1], "w"))
 PY
 export XDG_DATA_HOME="$WORK/data" XDG_CONFIG_HOME="$WORK/config" QT_QPA_PLATFORM=xcb
 rss() { awk '/VmRSS/ {printf "%.1f MiB", $2/1024}' /proc/$APP/status; }
+# The popover among the program's windows named Tidewatch: an XEmbed tray icon is one too.
+popover() {
+    for w in $(xdotool search --onlyvisible --pid "$APP" --name '^Tidewatch$' 2>/dev/null); do
+        eval "$(xdotool getwindowgeometry --shell "$w")"; [ "$WIDTH" -gt 64 ] && echo "$w"
+    done | tail -n 1
+}
 cpu() { awk '{print ($14+$15)/100 " s"}' /proc/$APP/stat; }
 
 # Memory, with the XEmbed tray of the session.
@@ -41,15 +47,14 @@ echo "CPU over 30 s of polling 20 sources every 5 s: $(( (C1 - C0) * 10 )) ms"
 sleep 2
 echo "popover open: RSS $(rss)"
 # The popover closes on Escape, as a user closes it (or on a click elsewhere).
-POPOVER=$(xdotool search --pid "$APP" --name '^Tidewatch$' 2>/dev/null | tail -n 1)
-xdotool windowfocus --sync "$POPOVER" key Escape 2>/dev/null || xdotool key Escape
+xdotool windowfocus --sync "$(popover)" key Escape
 for cycle in 1 2 3; do
     sleep 8
+    [ -z "$(popover)" ] || { echo "the popover did not close" >&2; exit 1; }
     echo "popover opened and closed $cycle time(s), 8 s later: RSS $(rss)"
     [ "$cycle" = 3 ] && break
     "$BUILD/src/app/tidewatch"; sleep 2
-    POPOVER=$(xdotool search --pid "$APP" --name '^Tidewatch$' 2>/dev/null | tail -n 1)
-    xdotool windowfocus --sync "$POPOVER" key Escape 2>/dev/null || xdotool key Escape
+    xdotool windowfocus --sync "$(popover)" key Escape
 done
 kill "$APP"; wait "$APP" 2>/dev/null || true; APP=
 
