@@ -1,5 +1,7 @@
 #include "IconProvider.h"
 
+#include "app/Logging.h"
+
 #include <QColor>
 #include <QFile>
 #include <QHash>
@@ -89,7 +91,7 @@ QImage IconProvider::requestImage(const QString &id, QSize *size, const QSize &r
 
     QFile file(fileFor(symbol));
     if (!file.open(QIODevice::ReadOnly)) {
-        qWarning("No icon for the symbol %s", qUtf8Printable(symbol));
+        qCWarning(logging::views, "No icon for the symbol %s", qUtf8Printable(symbol));
         return image;
     }
     QByteArray svg = file.readAll();

@@ -1,5 +1,6 @@
 #include "PopoverWindow.h"
 
+#include "app/Logging.h"
 #include "app/PopoverController.h"
 #include "app/ReturnActivatesButtons.h"
 
@@ -37,7 +38,7 @@ void PopoverWindow::create()
     ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())
-            qWarning("%s", qUtf8Printable(error.toString()));
+            qCWarning(logging::views, "%s", qUtf8Printable(error.toString()));
     }
     connect(m_view.get(), &QWindow::visibleChanged, this, [this](bool visible) {
         if (!visible)

@@ -1,5 +1,6 @@
 #include "SourceEditor.h"
 
+#include "app/Logging.h"
 #include "app/ReturnActivatesButtons.h"
 #include "app/SourceSheetController.h"
 #include "kit/monitor/AppState.h"
@@ -44,7 +45,7 @@ void SourceEditor::create()
     ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())
-            qWarning("%s", qUtf8Printable(error.toString()));
+            qCWarning(logging::views, "%s", qUtf8Printable(error.toString()));
     }
     // Closing the window by its frame is a cancel.
     connect(m_view.get(), &QWindow::visibleChanged, this, [this](bool visible) {

@@ -1,5 +1,6 @@
 #include "PreferenceStore.h"
 
+#include "kit/base/Logging.h"
 #include "kit/model/AtomicFile.h"
 #include "kit/model/FileWriteError.h"
 #include "kit/model/JSONFileStore.h"
@@ -82,7 +83,7 @@ QVariantMap PreferenceStore::readFile() const
     const QJsonDocument document = QJsonDocument::fromJson(*bytes, &error);
     if (!document.isObject()) {
         // Left in place: the next change writes a whole file, and until then nothing is lost twice.
-        qWarning("Ignoring %s: %s", qUtf8Printable(m_path), qUtf8Printable(error.errorString()));
+        qCWarning(logging::storage, "Ignoring %s: %s", qUtf8Printable(m_path), qUtf8Printable(error.errorString()));
         return {};
     }
     return document.object().toVariantMap();
@@ -109,7 +110,7 @@ void PreferenceStore::save()
         m_unsavedRemovals.clear();
     } catch (const FileWriteError &failure) {
         error = failure.text();
-        qWarning("%s", failure.what());
+        qCWarning(logging::storage, "%s", failure.what());
     }
     if (error != m_saveError) {
         m_saveError = error;

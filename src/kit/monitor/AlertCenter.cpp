@@ -1,5 +1,7 @@
 #include "AlertCenter.h"
 
+#include "kit/base/Logging.h"
+
 #include <QCoroDBus>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -86,7 +88,7 @@ QCoro::Task<uint> AlertCenter::postAndWait(AlertEvent event, bool sound)
         const QDBusPendingReply<uint> reply = co_await pending;
         if (!reply.isError())
             co_return reply.value();
-        qWarning("Could not post a notification: %s", qUtf8Printable(reply.error().message()));
+        qCWarning(logging::alerts, "Could not post a notification: %s", qUtf8Printable(reply.error().message()));
     }
     if (fallback)
         fallback(event.title, body);

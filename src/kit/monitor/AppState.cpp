@@ -1,5 +1,6 @@
 #include "AppState.h"
 
+#include "kit/base/Logging.h"
 #include "kit/model/AtomicFile.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
@@ -226,10 +227,11 @@ void AppState::reloadSourcesFile()
     try {
         list = SourcesStore::decode(*bytes);
     } catch (const std::exception &error) {
-        qWarning("sources.json was changed by another program and cannot be read (%s); it is moved to "
-                 "sources.json.corrupt and the %lld sources in use are kept",
-                 error.what(),
-                 qlonglong(m_sources.size()));
+        qCWarning(logging::storage,
+                  "sources.json was changed by another program and cannot be read (%s); it is moved to "
+                  "sources.json.corrupt and the %lld sources in use are kept",
+                  error.what(),
+                  qlonglong(m_sources.size()));
         JSONFileStore::quarantine(path, SourcesStore::corruptPath(m_environment.sourcesDirectory));
         // Else the next start would find no file, and no sources.
         saveSources();
@@ -507,7 +509,7 @@ void AppState::saveSources(const QList<AnySourceConfig> &before)
         // The list in memory stays in use and the next change tries again; until then the file on
         // the disk still names the secrets this change dropped.
         error = QString::fromUtf8(failure.what());
-        qWarning("%s", failure.what());
+        qCWarning(logging::storage, "%s", failure.what());
     }
     if (error.isEmpty()) {
         // Saved: what the file no longer names may go.
@@ -535,7 +537,7 @@ void AppState::deleteOrphanedCredentials()
             try {
                 co_await store->remove(name);
             } catch (const std::exception &error) {
-                qWarning("Could not delete the secret %s: %s", qUtf8Printable(name), error.what());
+                qCWarning(logging::secrets, "Could not delete the secret %s: %s", qUtf8Printable(name), error.what());
             }
         }
         if (self && --self->m_pendingDeletions == 0)

@@ -1,5 +1,6 @@
 #include "HistoryRecorder.h"
 
+#include "kit/base/Logging.h"
 #include "kit/model/JsonRead.h"
 #include "kit/monitor/HistoryStore.h"
 
@@ -100,7 +101,7 @@ void HistoryRecorder::write()
     } catch (const std::exception &failure) {
         // The samples stay in memory and dirty: the next change, or the flush at quitting, tries again.
         error = QString::fromUtf8(failure.what());
-        qWarning("%s", failure.what());
+        qCWarning(logging::storage, "%s", failure.what());
     }
     if (error != m_writeError) {
         m_writeError = error;
