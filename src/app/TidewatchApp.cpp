@@ -186,15 +186,17 @@ void TidewatchApp::releaseIdleWindows()
     // What the scene graph and the QML heap freed goes back to the system rather than waiting in
     // the allocator's free lists for the next window.
     ::malloc_trim(0);
-    // The code of Qt Quick and QML stays mapped once loaded, resident until the kernel needs the
-    // room. It is handed back now: the pages come again from the page cache at the next window.
+    // The code a window ran (Qt Quick, QML, text shaping, fonts, images) and the fonts it read stay
+    // mapped once loaded, resident until the kernel needs the room. They are handed back now: the
+    // pages come again from the page cache at the next window, and what the polls use between
+    // windows comes back at the next poll.
     QFile maps(u"/proc/self/maps"_s);
     if (!maps.open(QIODevice::ReadOnly))
         return;
     for (const QByteArray &line : maps.readAll().split('\n')) {
-        if (!line.contains("libQt6Quick") && !line.contains("libQt6Qml") && !line.contains("/qml/"))
-            continue;
         const QList<QByteArray> fields = line.simplified().split(' ');
+        if (!fields.value(5).startsWith('/'))
+            continue; // the heap, the stacks and other memory without a file behind it
         const QList<QByteArray> range = fields.value(0).split('-');
         bool startOk = false;
         bool endOk = false;
