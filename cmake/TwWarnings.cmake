@@ -2,7 +2,7 @@
 function(tw_warnings target)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wsuggest-override
-        -Wcast-align -Wformat=2 -Wundef -Wimplicit-fallthrough)
+        -Wcast-align -Wformat=2 -Wundef -Wimplicit-fallthrough -Wold-style-cast)
     if(TW_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
