@@ -1,8 +1,8 @@
 // The poll engine's own cost: 1000 sources whose provider answers at once and whose sleep is one
 // event-loop turn, so everything measured is the engine's bookkeeping and publishing.
-#include "kit/monitor/InMemoryCredentialStore.h"
+#include "kit/base/Wakeup.h"
+#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/monitor/PollEngine.h"
-#include "kit/transport/Wakeup.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

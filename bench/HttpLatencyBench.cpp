@@ -1,8 +1,8 @@
 // What Tidewatch measures for one HTTP target, poll after poll, and what a poll costs the process:
 // `http_latency_bench URL COUNT` prints the median and the 90th percentile of the latencies the
 // HTTP check reports, and the process's CPU time per poll.
+#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/InMemoryCredentialStore.h"
 #include "kit/monitor/ProviderRegistry.h"
 
 #include <QCoreApplication>

@@ -10,6 +10,8 @@ status=0
 need() { [ -e "$prefix/$1" ] || { echo "missing after install: $1"; status=1; }; }
 need bin/tidewatch
 need bin/tidewatch-cli
+# The programs find their private libraries where they were installed, not in the build tree.
+"$prefix/bin/tidewatch-cli" --version >/dev/null || { echo "installed tidewatch-cli does not start"; status=1; }
 need share/applications/dev.ostrel.Tidewatch.desktop
 need share/metainfo/dev.ostrel.Tidewatch.metainfo.xml
 need share/icons/hicolor/scalable/apps/dev.ostrel.Tidewatch.svg

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kit/monitor/AlertCenter.h"
-#include "kit/transport/StopSource.h"
+#include "kit/base/StopSource.h"
+#include "kit/desktop/AlertCenter.h"
 
 #include <QObject>
 

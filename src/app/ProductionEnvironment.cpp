@@ -1,8 +1,8 @@
 #include "ProductionEnvironment.h"
 
+#include "kit/desktop/AlertCenter.h"
+#include "kit/desktop/KeychainCredentialStore.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/AlertCenter.h"
-#include "kit/monitor/KeychainCredentialStore.h"
 #include "kit/monitor/ProviderRegistry.h"
 
 namespace tw::ProductionEnvironment {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/monitor/AlertCenter.h"
+#include "kit/desktop/AlertCenter.h"
 #include "kit/monitor/AppState.h"
 
 #include <memory>

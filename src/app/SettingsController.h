@@ -4,9 +4,9 @@
 #include "app/LoginItem.h"
 #include "app/ReleaseChecker.h"
 #include "app/SourceListModel.h"
+#include "kit/desktop/AlertCenter.h"
+#include "kit/desktop/SecretServiceStatus.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/AlertCenter.h"
-#include "kit/monitor/SecretServiceStatus.h"
 
 #include <QObject>
 #include <QUrl>

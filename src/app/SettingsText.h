@@ -1,9 +1,9 @@
 #pragma once
 
+#include "kit/desktop/AlertCenter.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/ServiceStatus.h"
 #include "kit/model/SourceSnapshot.h"
-#include "kit/monitor/AlertCenter.h"
 
 #include <QHash>
 #include <QStringList>

@@ -1,10 +1,10 @@
 #include "SourceSheetController.h"
 
+#include "kit/base/Cancelled.h"
+#include "kit/base/CredentialError.h"
+#include "kit/base/ProviderError.h"
+#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/monitor/AppState.h"
-#include "kit/monitor/CredentialError.h"
-#include "kit/monitor/InMemoryCredentialStore.h"
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
 
 #include <QTimer>
 #include <QVariantMap>

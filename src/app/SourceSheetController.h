@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kit/model/SourceFormState.h"
-#include "kit/monitor/SourceProvider.h"
+#include "kit/forms/SourceFormState.h"
+#include "kit/providers/SourceProvider.h"
 
 #include <QObject>
 #include <QUuid>

@@ -13,10 +13,10 @@
 #include "app/SourceEditor.h"
 #include "app/Theme.h"
 #include "app/TrayController.h"
-#include "kit/monitor/AlertCenter.h"
-#include "kit/monitor/ConnectivityWatcher.h"
+#include "kit/desktop/AlertCenter.h"
+#include "kit/desktop/ConnectivityWatcher.h"
+#include "kit/desktop/SecretServiceStatus.h"
 #include "kit/monitor/ProviderRegistry.h"
-#include "kit/monitor/SecretServiceStatus.h"
 #include "kit/transport/BoundedHTTPClient.h"
 
 #include <QCoreApplication>

@@ -2,8 +2,8 @@
 #include "app/SingleInstance.h"
 #include "app/TidewatchApp.h"
 #include "app/TrayController.h"
-#include "kit/monitor/SourcesService.h"
-#include "kit/monitor/UnixSignalWatcher.h"
+#include "kit/desktop/SourcesService.h"
+#include "kit/desktop/UnixSignalWatcher.h"
 
 #include <QApplication>
 #include <QDBusConnection>

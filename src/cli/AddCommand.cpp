@@ -2,10 +2,10 @@
 
 #include "cli/CliSupport.h"
 #include "cli/SecretInput.h"
+#include "kit/desktop/KeychainCredentialStore.h"
 #include "kit/model/AtomicFile.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/KeychainCredentialStore.h"
 
 #include <QCoroTask>
 #include <QDir>

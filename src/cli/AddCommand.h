@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/model/SourceFormState.h"
+#include "kit/forms/SourceFormState.h"
 
 #include <QStringList>
 

@@ -1,9 +1,9 @@
 #include "CliSupport.h"
 
+#include "kit/desktop/InMemoryCredentialStore.h"
+#include "kit/desktop/KeychainCredentialStore.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/InMemoryCredentialStore.h"
-#include "kit/monitor/KeychainCredentialStore.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "kit/desktop/RunningApplication.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/RunningApplication.h"
 
 #include <QCommandLineParser>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #include "SecretCommand.h"
 
 #include "cli/SecretInput.h"
-#include "kit/monitor/KeychainCredentialStore.h"
+#include "kit/desktop/KeychainCredentialStore.h"
 
 #include <QCoroTask>
 #include <QTextStream>

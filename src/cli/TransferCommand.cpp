@@ -1,11 +1,11 @@
 #include "TransferCommand.h"
 
 #include "cli/CliSupport.h"
+#include "kit/base/CredentialStore.h"
+#include "kit/desktop/KeychainCredentialStore.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AppState.h"
-#include "kit/monitor/CredentialStore.h"
-#include "kit/monitor/KeychainCredentialStore.h"
 
 #include <QCoreApplication>
 #include <QDir>

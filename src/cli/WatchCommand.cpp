@@ -1,12 +1,12 @@
 #include "WatchCommand.h"
 
 #include "cli/CliSupport.h"
+#include "kit/desktop/AlertCenter.h"
+#include "kit/desktop/ConnectivityWatcher.h"
+#include "kit/desktop/UnixSignalWatcher.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/AlertCenter.h"
 #include "kit/monitor/AppState.h"
-#include "kit/monitor/ConnectivityWatcher.h"
 #include "kit/monitor/ProviderRegistry.h"
-#include "kit/monitor/UnixSignalWatcher.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 #include "app/SettingsText.h"
 
 #include "app/IconProvider.h"
-#include "kit/model/SourceFormState.h"
+#include "kit/forms/SourceFormState.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "kit/monitor/AlertCenter.h"
+#include "kit/desktop/AlertCenter.h"
 
 #include "support/Await.h"
 #include "support/TestData.h"

@@ -1,4 +1,4 @@
-#include "kit/monitor/ConnectivityWatcher.h"
+#include "kit/desktop/ConnectivityWatcher.h"
 
 #include "kit/model/SourcesStore.h"
 #include "support/TestData.h"

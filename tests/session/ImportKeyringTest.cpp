@@ -1,5 +1,5 @@
+#include "kit/desktop/KeychainCredentialStore.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/KeychainCredentialStore.h"
 #include "support/Await.h"
 #include "support/CliProcess.h"
 

@@ -1,6 +1,6 @@
-#include "kit/monitor/KeychainCredentialStore.h"
+#include "kit/desktop/KeychainCredentialStore.h"
 
-#include "kit/monitor/CredentialError.h"
+#include "kit/base/CredentialError.h"
 #include "support/Await.h"
 #include "support/CliProcess.h"
 

@@ -1,4 +1,4 @@
-#include "kit/monitor/KeychainCredentialStore.h"
+#include "kit/desktop/KeychainCredentialStore.h"
 #include "support/Await.h"
 #include "support/CliProcess.h"
 

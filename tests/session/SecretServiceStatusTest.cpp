@@ -1,4 +1,4 @@
-#include "kit/monitor/SecretServiceStatus.h"
+#include "kit/desktop/SecretServiceStatus.h"
 
 #include "support/Await.h"
 

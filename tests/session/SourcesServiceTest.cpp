@@ -1,8 +1,8 @@
-#include "kit/monitor/SourcesService.h"
+#include "kit/desktop/SourcesService.h"
 
+#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AppState.h"
-#include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/CliProcess.h"
 #include "support/FakeProviders.h"
 #include "support/TestData.h"

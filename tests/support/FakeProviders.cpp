@@ -1,8 +1,8 @@
 #include "FakeProviders.h"
 
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
-#include "kit/transport/Wakeup.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
+#include "kit/base/Wakeup.h"
 
 #include <QPointer>
 

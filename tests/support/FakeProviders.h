@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/monitor/SourceProvider.h"
+#include "kit/providers/SourceProvider.h"
 
 #include <QHash>
 #include <QObject>

@@ -1,6 +1,6 @@
 #include "ManualSleeper.h"
 
-#include "kit/transport/Wakeup.h"
+#include "kit/base/Wakeup.h"
 
 #include <QElapsedTimer>
 #include <QPointer>

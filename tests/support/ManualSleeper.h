@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/transport/Sleep.h"
+#include "kit/base/Sleep.h"
 
 #include <QList>
 #include <QObject>

@@ -1,8 +1,8 @@
 #include "app/TrayController.h"
 
+#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AppState.h"
-#include "kit/monitor/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
 #include "support/GuiTestMain.h"
 #include "support/ManualSleeper.h"

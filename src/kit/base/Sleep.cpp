@@ -1,6 +1,6 @@
 #include "Sleep.h"
 
-#include "kit/transport/Wakeup.h"
+#include "kit/base/Wakeup.h"
 
 #include <cmath>
 

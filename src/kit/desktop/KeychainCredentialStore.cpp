@@ -1,7 +1,7 @@
 #include "KeychainCredentialStore.h"
 
-#include "kit/monitor/CredentialError.h"
-#include "kit/transport/Wakeup.h"
+#include "kit/base/CredentialError.h"
+#include "kit/base/Wakeup.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/monitor/CredentialStore.h"
+#include "kit/base/CredentialStore.h"
 
 #include <QObject>
 

@@ -1,7 +1,7 @@
 #include "RunningApplication.h"
 
+#include "kit/desktop/SourcesService.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/SourcesService.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>

@@ -1,5 +1,8 @@
 #include "GameServerProvider.h"
 
+#include "kit/base/Cancelled.h"
+#include "kit/base/CredentialStore.h"
+#include "kit/base/ProviderError.h"
 #include "kit/games/A2SQuery.h"
 #include "kit/games/A2SReplyError.h"
 #include "kit/games/BedrockPing.h"
@@ -7,10 +10,7 @@
 #include "kit/games/MinecraftSLP.h"
 #include "kit/games/RestGameEngines.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/CredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/CheckedPort.h"
-#include "kit/transport/Cancelled.h"
 
 #include <QElapsedTimer>
 #include <QTextBoundaryFinder>

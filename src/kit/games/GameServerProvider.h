@@ -4,8 +4,8 @@
 #include "kit/games/QueryPortCache.h"
 #include "kit/model/GameServerConfig.h"
 #include "kit/model/GameServerStatus.h"
-#include "kit/monitor/SourceProvider.h"
 #include "kit/providers/ProviderTransports.h"
+#include "kit/providers/SourceProvider.h"
 #include "kit/transport/SRVResolver.h"
 #include "kit/transport/UDPSession.h"
 

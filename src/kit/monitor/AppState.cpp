@@ -1,12 +1,12 @@
 #include "AppState.h"
 
+#include "kit/base/CredentialStore.h"
 #include "kit/base/Logging.h"
 #include "kit/model/AtomicFile.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/model/StoredSetting.h"
-#include "kit/monitor/CredentialStore.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/HistoryStore.h"
 #include "kit/monitor/SourcesFileWatcher.h"

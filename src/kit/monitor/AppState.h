@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/base/Sleep.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/OverallStatus.h"
 #include "kit/model/PreferenceStore.h"
@@ -8,7 +9,6 @@
 #include "kit/monitor/AlertEvaluator.h"
 #include "kit/monitor/AlertGate.h"
 #include "kit/monitor/PollEngine.h"
-#include "kit/transport/Sleep.h"
 
 #include <QDateTime>
 #include <QHash>

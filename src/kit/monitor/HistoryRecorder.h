@@ -1,9 +1,9 @@
 #pragma once
 
+#include "kit/base/Sleep.h"
+#include "kit/base/StopSource.h"
 #include "kit/model/SourceSnapshot.h"
 #include "kit/monitor/HistorySample.h"
-#include "kit/transport/Sleep.h"
-#include "kit/transport/StopSource.h"
 
 #include <QObject>
 #include <QSet>

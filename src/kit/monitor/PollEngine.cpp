@@ -1,7 +1,7 @@
 #include "PollEngine.h"
 
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
 
 #include <QCoroTask>
 #include <QPointer>

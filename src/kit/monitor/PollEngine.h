@@ -1,9 +1,9 @@
 #pragma once
 
+#include "kit/base/Sleep.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/SourceSnapshot.h"
-#include "kit/monitor/SourceProvider.h"
-#include "kit/transport/Sleep.h"
+#include "kit/providers/SourceProvider.h"
 
 #include <QHash>
 #include <QObject>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kit/monitor/SourceProvider.h"
 #include "kit/providers/ProviderTransports.h"
+#include "kit/providers/SourceProvider.h"
 
 // Turns a configuration into the provider of its kind. A provider lives for one poll.
 namespace tw::ProviderRegistry {

@@ -1,9 +1,9 @@
 #include "BeszelProvider.h"
 
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/ProviderSupport.h"
-#include "kit/transport/Cancelled.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

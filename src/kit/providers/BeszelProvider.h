@@ -2,8 +2,8 @@
 
 #include "kit/model/BeszelConfig.h"
 #include "kit/model/HostStats.h"
-#include "kit/monitor/SourceProvider.h"
 #include "kit/providers/ProviderTransports.h"
+#include "kit/providers/SourceProvider.h"
 
 #include <optional>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kit/model/ICMPPingConfig.h"
-#include "kit/monitor/SourceProvider.h"
+#include "kit/providers/SourceProvider.h"
 
 namespace tw {
 

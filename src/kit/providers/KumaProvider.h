@@ -2,8 +2,8 @@
 
 #include "kit/model/KumaConfig.h"
 #include "kit/model/ServiceRow.h"
-#include "kit/monitor/SourceProvider.h"
 #include "kit/providers/ProviderTransports.h"
+#include "kit/providers/SourceProvider.h"
 
 namespace tw {
 

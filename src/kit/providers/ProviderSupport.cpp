@@ -1,7 +1,7 @@
 #include "ProviderSupport.h"
 
-#include "kit/monitor/CredentialStore.h"
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/CredentialStore.h"
+#include "kit/base/ProviderError.h"
 
 namespace tw::ProviderSupport {
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "kit/base/StopSource.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/SourceSnapshot.h"
-#include "kit/transport/StopSource.h"
 
 #include <QCoroTask>
 

@@ -1,10 +1,10 @@
 #include "TCPPortProvider.h"
 
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/JsonRead.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/CheckedPort.h"
-#include "kit/transport/Cancelled.h"
 
 #include <QElapsedTimer>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kit/model/TCPPortConfig.h"
-#include "kit/monitor/SourceProvider.h"
 #include "kit/providers/ProviderTransports.h"
+#include "kit/providers/SourceProvider.h"
 
 namespace tw {
 

@@ -1,14 +1,14 @@
 #include "TLSCertificateProvider.h"
 
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
+#include "kit/base/Wakeup.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/JsonRead.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/CertificateCheck.h"
 #include "kit/providers/CheckedPort.h"
-#include "kit/transport/Cancelled.h"
 #include "kit/transport/HostLookup.h"
 #include "kit/transport/TransportError.h"
-#include "kit/transport/Wakeup.h"
 
 #include <QElapsedTimer>
 #include <QSslSocket>

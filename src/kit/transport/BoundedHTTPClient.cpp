@@ -1,13 +1,13 @@
 #include "BoundedHTTPClient.h"
 
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
+#include "kit/base/Wakeup.h"
 #include "kit/transport/ConnectionSlots.h"
 #include "kit/transport/HTTPReplyParser.h"
 #include "kit/transport/HostLookup.h"
 #include "kit/transport/PeerResetWatch.h"
 #include "kit/transport/TransportError.h"
-#include "kit/transport/Wakeup.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

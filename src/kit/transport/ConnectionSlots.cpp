@@ -1,6 +1,6 @@
 #include "ConnectionSlots.h"
 
-#include "kit/transport/Wakeup.h"
+#include "kit/base/Wakeup.h"
 
 namespace tw {
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "kit/base/StopSource.h"
 #include "kit/transport/DnsReply.h"
 #include "kit/transport/Nameserver.h"
-#include "kit/transport/StopSource.h"
 
 #include <QCoroTask>
 #include <QHostAddress>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/transport/StopSource.h"
+#include "kit/base/StopSource.h"
 
 #include <QByteArray>
 #include <QCoroTask>

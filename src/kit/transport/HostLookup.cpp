@@ -1,9 +1,9 @@
 #include "HostLookup.h"
 
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
+#include "kit/base/Wakeup.h"
 #include "kit/transport/DnsResolver.h"
-#include "kit/transport/Wakeup.h"
 
 #include <QSocketNotifier>
 

@@ -1,6 +1,6 @@
 #include "SRVResolver.h"
 
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
 #include "kit/transport/DnsResolver.h"
 #include "kit/transport/SRVRData.h"
 

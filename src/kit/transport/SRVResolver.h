@@ -1,7 +1,7 @@
 #pragma once
 
+#include "kit/base/StopSource.h"
 #include "kit/transport/Nameserver.h"
-#include "kit/transport/StopSource.h"
 
 #include <QCoroTask>
 #include <QHostAddress>

@@ -1,8 +1,8 @@
 #include "TCPByteChannel.h"
 
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/Wakeup.h"
 #include "kit/transport/TransportError.h"
-#include "kit/transport/Wakeup.h"
 
 using namespace Qt::StringLiterals;
 

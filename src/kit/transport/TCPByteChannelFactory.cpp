@@ -1,10 +1,10 @@
 #include "TCPByteChannelFactory.h"
 
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/Wakeup.h"
 #include "kit/transport/HostLookup.h"
 #include "kit/transport/TCPByteChannel.h"
 #include "kit/transport/TransportError.h"
-#include "kit/transport/Wakeup.h"
 
 #include <QElapsedTimer>
 

@@ -1,10 +1,10 @@
 #include "UDPSession.h"
 
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
+#include "kit/base/Wakeup.h"
 #include "kit/transport/HostLookup.h"
 #include "kit/transport/TransportError.h"
-#include "kit/transport/Wakeup.h"
 
 #include <QElapsedTimer>
 #include <QNetworkDatagram>

@@ -1,4 +1,4 @@
-#include "kit/model/SourceFormState.h"
+#include "kit/forms/SourceFormState.h"
 
 #include "support/TestData.h"
 

@@ -1,6 +1,6 @@
 #include "kit/monitor/PollEngine.h"
 
-#include "kit/monitor/InMemoryCredentialStore.h"
+#include "kit/desktop/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
 #include "support/ManualSleeper.h"
 

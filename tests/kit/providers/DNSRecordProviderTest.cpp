@@ -1,6 +1,6 @@
 #include "kit/providers/DNSRecordProvider.h"
 
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
 #include "support/Await.h"
 #include "support/DnsResponder.h"
 #include "support/TestData.h"

@@ -1,6 +1,6 @@
 #include "kit/providers/ICMPPingProvider.h"
 
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
 #include "kit/transport/ICMPEcho.h"
 #include "support/Await.h"
 #include "support/TestData.h"

@@ -1,7 +1,7 @@
 #include "kit/providers/TLSCertificateProvider.h"
 
+#include "kit/base/Cancelled.h"
 #include "kit/providers/CertificateCheck.h"
-#include "kit/transport/Cancelled.h"
 #include "support/Await.h"
 #include "support/LocalTlsServer.h"
 #include "support/TestData.h"

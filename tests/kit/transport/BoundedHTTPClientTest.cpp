@@ -1,7 +1,7 @@
 #include "kit/transport/BoundedHTTPClient.h"
 
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
 #include "support/LocalTlsServer.h"

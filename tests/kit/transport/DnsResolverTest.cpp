@@ -1,8 +1,8 @@
 #include "kit/transport/DnsResolver.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
 #include "kit/providers/DNSRecordProvider.h"
-#include "kit/transport/Cancelled.h"
 #include "kit/transport/HostLookup.h"
 #include "kit/transport/SRVResolver.h"
 #include "support/Await.h"

@@ -1,7 +1,7 @@
 #include "kit/transport/UDPSession.h"
 
-#include "kit/monitor/ProviderError.h"
-#include "kit/transport/Cancelled.h"
+#include "kit/base/Cancelled.h"
+#include "kit/base/ProviderError.h"
 #include "support/Await.h"
 #include "support/TestData.h"
 
