@@ -13,14 +13,14 @@ Preferences::Preferences(std::shared_ptr<PreferenceStore> settings, QObject *par
     , m_settings(std::move(settings))
 { }
 
-bool Preferences::flag(const char *key, bool fallback) const
+bool Preferences::flag(const StoredSetting::Flag &which) const
 {
-    return StoredSetting::boolean(*m_settings, QString::fromLatin1(key)).value_or(fallback);
+    return StoredSetting::flag(*m_settings, which);
 }
 
-void Preferences::setFlag(const char *key, bool on)
+void Preferences::setFlag(const StoredSetting::Flag &which, bool on)
 {
-    const QString name = QString::fromLatin1(key);
+    const QString name = QString::fromLatin1(which.key);
     if (StoredSetting::boolean(*m_settings, name) == on)
         return;
     m_settings->setValue(name, on);
@@ -29,31 +29,31 @@ void Preferences::setFlag(const char *key, bool on)
 
 bool Preferences::launchAtLogin() const
 {
-    return flag("launchAtLogin", false);
+    return flag(StoredSetting::launchAtLogin);
 }
 bool Preferences::globalQuiet() const
 {
-    return flag("globalQuiet", false);
+    return flag(StoredSetting::globalQuiet);
 }
 bool Preferences::soundAlerts() const
 {
-    return flag("soundAlerts", true);
+    return flag(StoredSetting::soundAlerts);
 }
 bool Preferences::notifyOnRecovery() const
 {
-    return flag("notifyOnRecovery", true);
+    return flag(StoredSetting::notifyOnRecovery);
 }
 bool Preferences::showSparklines() const
 {
-    return flag("showSparklines", true);
+    return flag(StoredSetting::showSparklines);
 }
 bool Preferences::compactMode() const
 {
-    return flag("compactMode", false);
+    return flag(StoredSetting::compactMode);
 }
 bool Preferences::onboardingCompleted() const
 {
-    return flag("onboardingCompleted", false);
+    return flag(StoredSetting::onboardingCompleted);
 }
 
 QString Preferences::accentHex() const
@@ -84,31 +84,31 @@ bool Preferences::isSelectedPreset(const QString &preset) const
 
 void Preferences::setLaunchAtLogin(bool on)
 {
-    setFlag("launchAtLogin", on);
+    setFlag(StoredSetting::launchAtLogin, on);
 }
 void Preferences::setGlobalQuiet(bool on)
 {
-    setFlag("globalQuiet", on);
+    setFlag(StoredSetting::globalQuiet, on);
 }
 void Preferences::setSoundAlerts(bool on)
 {
-    setFlag("soundAlerts", on);
+    setFlag(StoredSetting::soundAlerts, on);
 }
 void Preferences::setNotifyOnRecovery(bool on)
 {
-    setFlag("notifyOnRecovery", on);
+    setFlag(StoredSetting::notifyOnRecovery, on);
 }
 void Preferences::setShowSparklines(bool on)
 {
-    setFlag("showSparklines", on);
+    setFlag(StoredSetting::showSparklines, on);
 }
 void Preferences::setCompactMode(bool on)
 {
-    setFlag("compactMode", on);
+    setFlag(StoredSetting::compactMode, on);
 }
 void Preferences::setOnboardingCompleted(bool on)
 {
-    setFlag("onboardingCompleted", on);
+    setFlag(StoredSetting::onboardingCompleted, on);
 }
 
 void Preferences::setAccentHex(const QString &text)
@@ -122,11 +122,11 @@ void Preferences::setAccentHex(const QString &text)
 
 bool Preferences::statusShapes() const
 {
-    return flag("statusShapes", false);
+    return flag(StoredSetting::statusShapes);
 }
 void Preferences::setStatusShapes(bool on)
 {
-    setFlag("statusShapes", on);
+    setFlag(StoredSetting::statusShapes, on);
 }
 
 bool Preferences::quietHoursEnabled() const

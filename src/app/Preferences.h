@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/model/PreferenceStore.h"
+#include "kit/model/StoredSetting.h"
 
 #include <QColor>
 #include <QObject>
@@ -74,8 +75,8 @@ Q_SIGNALS:
     void changed();
 
 private:
-    bool flag(const char *key, bool fallback) const;
-    void setFlag(const char *key, bool on);
+    bool flag(const StoredSetting::Flag &which) const;
+    void setFlag(const StoredSetting::Flag &which, bool on);
 
     std::shared_ptr<PreferenceStore> m_settings;
 };

@@ -372,7 +372,7 @@ QVariantList SourceSheetController::gameSections() const
 
 void SourceSheetController::chooseKind(const QString &kind)
 {
-    const auto type = sourceTypeFromText(kind);
+    const auto type = sourceKindFromString(kind);
     if (!type || editing())
         return;
     m_form = SourceFormState(*type);

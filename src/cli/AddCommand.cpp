@@ -92,7 +92,7 @@ std::variant<Request, QString> parse(const QStringList &arguments)
     if (arguments.isEmpty() || arguments.first().startsWith(u'-'))
         return u"the kind of source comes first: kuma, beszel, gameServer, httpPing, tcpPort, jsonWidget, icmpPing, "
                "dnsRecord or tlsCertificate"_s;
-    const auto type = sourceTypeFromText(arguments.first());
+    const auto type = sourceKindFromString(arguments.first());
     if (!type)
         return u"unknown kind '"_s + arguments.first()
             + u"'; use kuma, beszel, gameServer, httpPing, tcpPort, jsonWidget, icmpPing, dnsRecord or tlsCertificate"_s;

@@ -14,6 +14,7 @@
 #include "support/TestData.h"
 #include "support/WriteBlocker.h"
 
+#include <QAbstractItemModelTester>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
@@ -65,6 +66,7 @@ struct Rig
     std::unique_ptr<Preferences> preferences;
     std::unique_ptr<Theme> theme;
     std::unique_ptr<PopoverModel> model;
+    std::unique_ptr<QAbstractItemModelTester> modelTester;
     std::unique_ptr<PopoverController> controller;
     std::unique_ptr<QQmlEngine> engine;
     std::unique_ptr<PopoverWindow> window;
@@ -85,6 +87,10 @@ struct Rig
         preferences = std::make_unique<Preferences>(settings);
         theme = std::make_unique<Theme>();
         model = std::make_unique<PopoverModel>(state.get());
+        // Every change the tests below cause is checked against the rules views rely on.
+        modelTester =
+            std::make_unique<QAbstractItemModelTester>(model.get(),
+                                                       QAbstractItemModelTester::FailureReportingMode::QtTest);
         controller = std::make_unique<PopoverController>(state.get(), model.get());
         engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
         window = std::make_unique<PopoverWindow>(controller.get(), [this] { return engine.get(); });

@@ -1,5 +1,6 @@
 #include "SourceFormState.h"
 
+#include "kit/model/PollInterval.h"
 #include "kit/transport/Nameserver.h"
 
 #include <QHostAddress>
@@ -14,15 +15,8 @@ namespace tw {
 
 namespace {
 
-using Kind = AnySourceConfig::Kind;
 using CredentialUse = GameDefinition::CredentialUse;
 using Engine = GameDefinition::Engine;
-
-Kind kindOf(SourceFormState::SourceType type)
-{
-    // The two enumerations list the kinds in the same order.
-    return static_cast<Kind>(static_cast<int>(type));
-}
 
 QString trimmedOfBlanks(const QString &text)
 {
@@ -153,16 +147,14 @@ SourceFormState::SourceFormState(Example example)
 }
 
 SourceFormState::SourceFormState(const AnySourceConfig &config)
-    : SourceFormState(static_cast<SourceType>(static_cast<int>(config.kind())))
+    : SourceFormState(config.kind())
 {
     const SourceConfig &common = config.common();
     displayName = common.displayName;
     alertsEnabled = common.alertsEnabled;
     // An edited source keeps its port whatever game is chosen later.
     portEdited = true;
-    const double interval = common.pollInterval;
-    pollSeconds =
-        std::isfinite(interval) ? QString::number(static_cast<qint64>(std::clamp(interval, 5.0, 3600.0))) : u"60"_s;
+    pollSeconds = QString::number(static_cast<qint64>(PollInterval::clamp(common.pollInterval)));
     alertThreshold = std::clamp<qint64>(common.alertThreshold, 1, 10);
 
     std::visit(
@@ -213,7 +205,7 @@ SourceFormState::SourceFormState(const AnySourceConfig &config)
 std::optional<double> SourceFormState::parsedPollSeconds() const
 {
     const auto value = strictInteger(pollSeconds.trimmed());
-    if (!value || *value < 5 || *value > 3600)
+    if (!value || *value < PollInterval::minimum || *value > PollInterval::maximum)
         return std::nullopt;
     return static_cast<double>(*value);
 }
@@ -351,7 +343,8 @@ std::optional<QString> SourceFormState::validationMessage() const
         return u"Enter a plain host or IP, like "_s + QString::fromLatin1(exampleHostName) + u" or "_s
             + QString::fromLatin1(examplePrivateAddress) + u" — no spaces, line breaks, or scheme."_s;
     if (!parsedPollSeconds())
-        return u"Enter a check interval between 5 and 3600 seconds."_s;
+        return u"Enter a check interval between "_s + QString::number(PollInterval::minimum) + u" and "_s
+            + QString::number(PollInterval::maximum) + u" seconds."_s;
     if (queryPortIsBad())
         return u"Enter a query port between 1 and 65535, or leave it blank."_s;
     if (pingCountIsBad())
@@ -443,7 +436,7 @@ std::optional<QString> SourceFormState::credentialRef(const QUuid &id) const
     default:
         break;
     }
-    return AnySourceConfig::credentialName(kindOf(type), id);
+    return AnySourceConfig::credentialName(type, id);
 }
 
 std::optional<QString> SourceFormState::emptyTestHint() const
@@ -588,15 +581,10 @@ QList<JSONWidgetConfig::FieldMapping> SourceFormState::parseFields(const QString
 
 QList<SourceFormState::SourceType> SourceFormState::allTypes()
 {
-    return {SourceType::Kuma,
-            SourceType::Beszel,
-            SourceType::GameServer,
-            SourceType::HTTPPing,
-            SourceType::TCPPort,
-            SourceType::JSONWidget,
-            SourceType::ICMPPing,
-            SourceType::DNSRecord,
-            SourceType::TLSCertificate};
+    QList<SourceType> types;
+    for (std::size_t i = 0; i < std::variant_size_v<AnySourceConfig::Payload>; ++i)
+        types.append(static_cast<SourceType>(i));
+    return types;
 }
 
 QList<SourceFormState::Example> SourceFormState::allExamples()
@@ -697,11 +685,6 @@ QString SourceFormState::exampleLabel(Example example)
     return SourceFormState(example).displayName + u" example"_s;
 }
 
-QString toText(SourceFormState::SourceType type)
-{
-    return toText(kindOf(type));
-}
-
 QString toText(SourceFormState::Example example)
 {
     switch (example) {
@@ -713,14 +696,6 @@ QString toText(SourceFormState::Example example)
         return u"minecraft"_s;
     }
     return {};
-}
-
-std::optional<SourceFormState::SourceType> sourceTypeFromText(QStringView text)
-{
-    const auto kind = sourceKindFromString(text);
-    if (!kind)
-        return std::nullopt;
-    return static_cast<SourceFormState::SourceType>(static_cast<int>(*kind));
 }
 
 std::optional<SourceFormState::Example> exampleFromText(QStringView text)

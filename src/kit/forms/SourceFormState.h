@@ -17,18 +17,7 @@ namespace tw {
 // which credential name. No network: the sheet and `tidewatch-cli add` share every rule here.
 struct SourceFormState
 {
-    // The order of AnySourceConfig::Kind.
-    enum class SourceType {
-        Kuma,
-        Beszel,
-        GameServer,
-        HTTPPing,
-        TCPPort,
-        JSONWidget,
-        ICMPPing,
-        DNSRecord,
-        TLSCertificate
-    };
+    using SourceType = AnySourceConfig::Kind;
     enum class Example { StatusPage, Website, Minecraft };
 
     SourceType type = SourceType::Kuma;
@@ -126,10 +115,8 @@ private:
     std::optional<std::pair<QString, qint64>> hostAndPort() const;
 };
 
-// Raw values as files and the command line spell them: "kuma", "gameServer", …; "statusPage", …
-QString toText(SourceFormState::SourceType type);
+// Raw values as the command line spells them: "statusPage", …
 QString toText(SourceFormState::Example example);
-std::optional<SourceFormState::SourceType> sourceTypeFromText(QStringView text);
 std::optional<SourceFormState::Example> exampleFromText(QStringView text);
 
 } // namespace tw

@@ -17,4 +17,9 @@ std::optional<bool> boolean(const PreferenceStore &settings, const QString &key)
     return std::nullopt;
 }
 
+bool flag(const PreferenceStore &settings, const Flag &which)
+{
+    return boolean(settings, QString::fromLatin1(which.key)).value_or(which.fallback);
+}
+
 } // namespace tw::StoredSetting

@@ -373,9 +373,9 @@ void AppState::deliver(const AlertGate::Outcome &outcome)
         return;
     // Read for every list, so that a change of these switches takes effect at once.
     const PreferenceStore &defaults = *m_environment.defaults;
-    const bool globalQuiet = StoredSetting::boolean(defaults, u"globalQuiet"_s).value_or(false);
-    const bool notifyOnRecovery = StoredSetting::boolean(defaults, u"notifyOnRecovery"_s).value_or(true);
-    const bool soundAlerts = StoredSetting::boolean(defaults, u"soundAlerts"_s).value_or(true);
+    const bool globalQuiet = StoredSetting::flag(defaults, StoredSetting::globalQuiet);
+    const bool notifyOnRecovery = StoredSetting::flag(defaults, StoredSetting::notifyOnRecovery);
+    const bool soundAlerts = StoredSetting::flag(defaults, StoredSetting::soundAlerts);
     for (const AlertEvent &event : outcome.post) {
         if (globalQuiet || (event.kind == AlertEvent::Kind::Recovered && !notifyOnRecovery))
             continue;
