@@ -3,9 +3,9 @@
 // bytes and that many bytes. The reassembly must end in one reply with a single FF FF FF FF header
 // and no more than the reply limit, or in the protocol's own errors, after at most 32 datagrams,
 // and the reply must hold the fragments' payloads in their numbered order.
+#include "kit/base/ProviderError.h"
 #include "kit/games/A2SQuery.h"
 #include "kit/games/A2SReplyError.h"
-#include "kit/monitor/ProviderError.h"
 
 #include <QtEndian>
 

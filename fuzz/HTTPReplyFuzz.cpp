@@ -1,7 +1,7 @@
 // Feeds arbitrary bytes to the HTTP reply reader, whole and in pieces the first byte chooses: it
 // ends in a reply or a ProviderError, never anything else, the body stays within its limit, and
 // the split never changes the result.
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/transport/HTTPReplyParser.h"
 
 #include <cstdint>

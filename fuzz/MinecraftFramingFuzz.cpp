@@ -2,8 +2,8 @@
 // (each at most five bytes, never more than 35 bits, re-encoded to the same value), and the host
 // and port taken from the input are framed as a status request that must read back field by field:
 // frame length, packet id, protocol, host length, host, port, next state, then the status request.
+#include "kit/base/ProviderError.h"
 #include "kit/games/MinecraftSLP.h"
-#include "kit/monitor/ProviderError.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -2,9 +2,9 @@
 // engines use. Up to three bodies per input, split at NUL bytes. A reader may only refuse with
 // "malformed reply", and only when none of its bodies was usable, or, for TShock, when the reply's
 // own status is not 200; names are never empty.
+#include "kit/base/ProviderError.h"
 #include "kit/games/LooseJson.h"
 #include "kit/games/RestGameParsers.h"
-#include "kit/monitor/ProviderError.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // Plays arbitrary bytes as a Minecraft server's whole answer to a status request: the reader must
 // end in facts or a ProviderError, never ask for more than the reply limit in one read, and never
 // read past what the framing announced.
+#include "kit/base/ProviderError.h"
 #include "kit/games/MinecraftSLP.h"
-#include "kit/monitor/ProviderError.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "ReleaseChecker.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/model/DecodeError.h"
-#include "kit/monitor/ProviderError.h"
 
 #ifndef TW_RELEASE_MANIFEST_URL
 #define TW_RELEASE_MANIFEST_URL "https://ostrel.dev/downloads/tidewatch/latest.json"

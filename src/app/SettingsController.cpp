@@ -4,13 +4,13 @@
 #include "app/Preferences.h"
 #include "app/SettingsText.h"
 #include "app/TrayIconPainter.h"
+#include "kit/base/ProviderError.h"
 #include "kit/model/AtomicFile.h"
 #include "kit/model/FileWriteError.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AppState.h"
 #include "kit/monitor/CredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 
 #include <QDir>

@@ -1,9 +1,9 @@
 #include "SourceSheetController.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/monitor/AppState.h"
 #include "kit/monitor/CredentialError.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 
 #include <QTimer>

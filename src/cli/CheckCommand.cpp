@@ -1,9 +1,9 @@
 #include "CheckCommand.h"
 
 #include "cli/CliSupport.h"
+#include "kit/base/ProviderError.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/OverallStatus.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/transport/Cancelled.h"
 

@@ -1,6 +1,6 @@
 #include "app/ReleaseChecker.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "support/Await.h"
 #include "support/TestData.h"
 

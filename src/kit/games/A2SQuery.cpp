@@ -1,7 +1,7 @@
 #include "A2SQuery.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/A2SReplyError.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 
 #include <QtEndian>

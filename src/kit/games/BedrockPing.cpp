@@ -1,7 +1,7 @@
 #include "BedrockPing.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/LooseJson.h"
-#include "kit/monitor/ProviderError.h"
 
 #include <QStringDecoder>
 #include <QtEndian>

@@ -1,5 +1,6 @@
 #include "GameServerProvider.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/A2SQuery.h"
 #include "kit/games/A2SReplyError.h"
 #include "kit/games/BedrockPing.h"
@@ -8,7 +9,6 @@
 #include "kit/games/RestGameEngines.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/monitor/CredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/CheckedPort.h"
 #include "kit/transport/Cancelled.h"
 

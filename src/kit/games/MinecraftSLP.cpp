@@ -1,7 +1,7 @@
 #include "MinecraftSLP.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/LooseJson.h"
-#include "kit/monitor/ProviderError.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 #include "RestGameEngines.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/RestGameParsers.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 
 #include <exception>

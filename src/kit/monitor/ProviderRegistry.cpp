@@ -1,8 +1,8 @@
 #include "ProviderRegistry.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/GameServerProvider.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/BeszelProvider.h"
 #include "kit/providers/DNSRecordProvider.h"
 #include "kit/providers/HTTPPingProvider.h"

@@ -1,7 +1,7 @@
 #include "BeszelProvider.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/ProviderSupport.h"
 #include "kit/transport/Cancelled.h"
 

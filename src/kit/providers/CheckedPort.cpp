@@ -1,6 +1,6 @@
 #include "CheckedPort.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 
 namespace tw {
 

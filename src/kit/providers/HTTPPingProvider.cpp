@@ -1,8 +1,8 @@
 #include "HTTPPingProvider.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/JsonRead.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 
 #include <QElapsedTimer>

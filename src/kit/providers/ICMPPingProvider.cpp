@@ -1,8 +1,8 @@
 #include "ICMPPingProvider.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/JsonRead.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/HostLookup.h"
 #include "kit/transport/ICMPEcho.h"

@@ -1,7 +1,7 @@
 #include "JSONWidgetProvider.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/model/AnySourceConfig.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/JSONPathEvaluator.h"
 #include "kit/providers/ProviderSupport.h"
 

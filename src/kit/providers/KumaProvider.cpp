@@ -1,9 +1,9 @@
 #include "KumaProvider.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/DecodeError.h"
 #include "kit/model/JsonRead.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/providers/KumaMetricsParser.h"
 #include "kit/providers/ProviderSupport.h"
 

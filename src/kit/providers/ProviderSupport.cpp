@@ -1,7 +1,7 @@
 #include "ProviderSupport.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/monitor/CredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 
 namespace tw::ProviderSupport {
 

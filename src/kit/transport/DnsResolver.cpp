@@ -1,6 +1,6 @@
 #include "DnsResolver.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/transport/AresChannel.h"
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/Wakeup.h"

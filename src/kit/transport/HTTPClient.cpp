@@ -1,6 +1,6 @@
 #include "HTTPClient.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 
 namespace tw {
 

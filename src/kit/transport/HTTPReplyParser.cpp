@@ -1,6 +1,6 @@
 #include "HTTPReplyParser.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 
 using namespace Qt::StringLiterals;
 

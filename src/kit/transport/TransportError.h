@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 
 #include <QAbstractSocket>
 #include <QNetworkReply>

@@ -1,6 +1,6 @@
 #include "UDPSession.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/HostLookup.h"
 #include "kit/transport/TransportError.h"

@@ -1,7 +1,7 @@
 #include "kit/games/A2SQuery.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/A2SReplyError.h"
-#include "kit/monitor/ProviderError.h"
 #include "support/A2SResponder.h"
 #include "support/Await.h"
 #include "support/TestData.h"

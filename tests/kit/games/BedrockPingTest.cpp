@@ -1,6 +1,6 @@
 #include "kit/games/BedrockPing.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "support/Await.h"
 #include "support/TestData.h"
 

@@ -1,8 +1,8 @@
 #include "kit/games/GameServerProvider.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/GameRegistry.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/A2SResponder.h"

@@ -1,6 +1,6 @@
 #include "kit/games/MinecraftSLP.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/Await.h"
 #include "support/MinecraftResponder.h"

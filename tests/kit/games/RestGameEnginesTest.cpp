@@ -1,8 +1,8 @@
 #include "kit/games/RestGameEngines.h"
 
+#include "kit/base/ProviderError.h"
 #include "kit/games/GameServerProvider.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/TCPByteChannelFactory.h"

@@ -1,6 +1,6 @@
 #include "kit/games/RestGameParsers.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
+#include "kit/base/ProviderError.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/providers/CheckedPort.h"
 #include "kit/providers/HTTPPingProvider.h"

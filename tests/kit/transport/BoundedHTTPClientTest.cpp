@@ -1,6 +1,6 @@
 #include "kit/transport/BoundedHTTPClient.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"

@@ -1,6 +1,6 @@
 #include "kit/transport/DnsResolver.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/providers/DNSRecordProvider.h"
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/HostLookup.h"

@@ -1,6 +1,6 @@
 #include "kit/transport/HTTPReplyParser.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "support/TestData.h"
 
 #include <QTest>

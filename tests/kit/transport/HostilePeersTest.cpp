@@ -1,7 +1,7 @@
+#include "kit/base/ProviderError.h"
 #include "kit/games/MinecraftSLP.h"
 #include "kit/monitor/InMemoryCredentialStore.h"
 #include "kit/monitor/PollEngine.h"
-#include "kit/monitor/ProviderError.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"

@@ -1,6 +1,6 @@
 #include "kit/transport/TCPByteChannel.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/Await.h"

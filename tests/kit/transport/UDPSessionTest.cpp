@@ -1,6 +1,6 @@
 #include "kit/transport/UDPSession.h"
 
-#include "kit/monitor/ProviderError.h"
+#include "kit/base/ProviderError.h"
 #include "kit/transport/Cancelled.h"
 #include "support/Await.h"
 #include "support/TestData.h"
