@@ -191,7 +191,7 @@ QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
             co_return facts;
         } catch (const ProviderError &) {
             if (*timedOut)
-                throw ProviderError::upstream(u"timed out"_s);
+                throw ProviderError::failure(FailureKind::TimedOut);
             throw;
         }
     }
