@@ -25,7 +25,7 @@ public:
     QCoro::Task<QByteArray> receive() override
     {
         if (m_next >= m_datagrams.size())
-            throw tw::ProviderError::upstream(QStringLiteral("timed out"));
+            throw tw::ProviderError::failure(tw::FailureKind::TimedOut);
         ++m_received;
         co_return m_datagrams.at(m_next++);
     }

@@ -22,7 +22,7 @@ public:
     QCoro::Task<QByteArray> read(qint64 count) override
     {
         if (count < 0 || m_stream.size() - m_position < count)
-            throw tw::ProviderError::upstream(QStringLiteral("eof"));
+            throw tw::ProviderError::failure(tw::FailureKind::EndOfStream);
         QByteArray bytes = m_stream.sliced(m_position, count);
         m_position += count;
         co_return bytes;

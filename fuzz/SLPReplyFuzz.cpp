@@ -23,7 +23,7 @@ public:
         if (count > tw::MinecraftSLP::maxReplyBytes)
             std::abort();
         if (m_stream.size() - m_position < count)
-            throw tw::ProviderError::upstream(QStringLiteral("eof"));
+            throw tw::ProviderError::failure(tw::FailureKind::EndOfStream);
         QByteArray bytes = m_stream.sliced(m_position, count);
         m_position += count;
         co_return bytes;

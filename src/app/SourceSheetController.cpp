@@ -53,7 +53,7 @@ QCoro::Task<TestOutcome> runTest(AnySourceConfig config,
                                       + (emptyHint ? u' ' + *emptyHint : QString())};
         co_return TestOutcome{true, u"Connected"_s};
     } catch (const Cancelled &) {
-        co_return TestOutcome{false, u"timed out"_s};
+        co_return TestOutcome{false, failureText(FailureKind::TimedOut)};
     } catch (const std::exception &error) {
         co_return TestOutcome{false, describe(error)};
     }

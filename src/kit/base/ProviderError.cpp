@@ -18,10 +18,11 @@ QString describe(ProviderError::Kind kind, const QString &text)
 
 } // namespace
 
-ProviderError::ProviderError(Kind kind, const QString &text)
+ProviderError::ProviderError(Kind kind, const QString &text, std::optional<FailureKind> failure)
     : std::runtime_error(describe(kind, text).toStdString())
     , m_kind(kind)
     , m_text(text)
+    , m_failure(failure)
 { }
 
 QString ProviderError::description() const

@@ -23,7 +23,7 @@ constexpr qsizetype maxReplyBytes = 65536;
 void checkDeadline(Clock::time_point deadline)
 {
     if (Clock::now() >= deadline)
-        throw ProviderError::upstream(u"timed out"_s);
+        throw ProviderError::failure(FailureKind::TimedOut);
 }
 
 QCoro::Task<QByteArray> receiveReply(UDPSession &session, Clock::time_point deadline)

@@ -108,7 +108,7 @@ QCoro::Task<GameServerProvider::Probed> GameServerProvider::probe(QList<quint16>
             co_return Probed{std::move(facts), port};
         } catch (const ProviderError &error) {
             const bool wrongRatherThanMissing = error.kind() != ProviderError::Kind::Upstream
-                || error.text() == u"host not found"_s || error.text() == u"host unreachable"_s;
+                || error.failure() == FailureKind::HostNotFound || error.failure() == FailureKind::HostUnreachable;
             if (wrongRatherThanMissing)
                 throw;
         } catch (const Cancelled &) {
@@ -191,7 +191,7 @@ QCoro::Task<GameFacts> GameServerProvider::runEngine(GameServerConfig config,
             co_return facts;
         } catch (const ProviderError &) {
             if (*timedOut)
-                throw ProviderError::upstream(u"timed out"_s);
+                throw ProviderError::failure(FailureKind::TimedOut);
             throw;
         }
     }

@@ -91,7 +91,7 @@ QCoro::Task<SourceSnapshot> TLSCertificateProvider::fetch(StopToken stop)
             : TransportError::classify(socket.error(), socket.errorString()).description();
         break;
     default:
-        row.detail = u"timed out"_s;
+        row.detail = failureText(FailureKind::TimedOut);
         break;
     }
     socket.abort();

@@ -265,7 +265,7 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken
             socket.abort();
             if (clock.elapsed() >= deadlineMs)
                 throw ProviderError::upstream(deadlineText(limits.deadlineSeconds));
-            throw ProviderError::upstream(u"timed out"_s);
+            throw ProviderError::failure(FailureKind::TimedOut);
         }
     }
     socket.abort();
@@ -278,7 +278,7 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::direct(HTTPRequest request, StopToken
 QCoro::Task<HTTPResult> BoundedHTTPClient::data(HTTPRequest request, StopToken stop)
 {
     if (!m_manager)
-        throw ProviderError::upstream(u"shutting down"_s);
+        throw ProviderError::failure(FailureKind::ShuttingDown);
     if (stop && stop->isStopped())
         throw Cancelled();
     if (speaksDirectly(request.url))
@@ -330,7 +330,7 @@ QCoro::Task<HTTPResult> BoundedHTTPClient::data(HTTPRequest request, StopToken s
             reply->abort();
             if (clock.elapsed() >= deadlineMs)
                 throw ProviderError::upstream(deadlineText(limits.deadlineSeconds));
-            throw ProviderError::upstream(u"timed out"_s);
+            throw ProviderError::failure(FailureKind::TimedOut);
         }
     }
 

@@ -9,8 +9,8 @@
 
 namespace tw {
 
-// A connected TCP stream. send() and read() throw ProviderError with the user's text ("timed out",
-// "eof", …) or Cancelled once the stop token given at connect fired.
+// A connected TCP stream. send() and read() throw a ProviderError of its failure kind (TimedOut,
+// EndOfStream, …) or Cancelled once the stop token given at connect fired.
 class ByteChannel
 {
 public:

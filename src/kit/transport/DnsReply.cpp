@@ -1,5 +1,7 @@
 #include "DnsReply.h"
 
+#include "kit/base/FailureKind.h"
+
 using namespace Qt::StringLiterals;
 
 namespace tw {
@@ -16,9 +18,9 @@ QString dnsStatusText(DnsStatus status)
     case DnsStatus::Refused:
         return u"refused by the nameserver"_s;
     case DnsStatus::TimedOut:
-        return u"timed out"_s;
+        return failureText(FailureKind::TimedOut);
     case DnsStatus::Unreachable:
-        return u"connection refused"_s;
+        return failureText(FailureKind::ConnectionRefused);
     case DnsStatus::Answered:
     case DnsStatus::Failed:
         break;

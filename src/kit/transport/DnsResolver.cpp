@@ -131,13 +131,13 @@ addresses(QString host, std::chrono::milliseconds timeout, StopToken stop, std::
     };
     const std::optional<int> why = co_await run(pending, server, timeout, stop, start);
     if (!why)
-        throw ProviderError::upstream(u"host not found"_s);
+        throw ProviderError::failure(FailureKind::HostNotFound);
     if (*why == Stopped || pending.status == ARES_ECANCELLED)
         throw Cancelled();
     if (*why != Done || pending.status == ARES_ETIMEOUT)
-        throw ProviderError::upstream(u"timed out"_s);
+        throw ProviderError::failure(FailureKind::TimedOut);
     if (pending.addresses.isEmpty())
-        throw ProviderError::upstream(u"host not found"_s);
+        throw ProviderError::failure(FailureKind::HostNotFound);
     co_return pending.addresses;
 }
 

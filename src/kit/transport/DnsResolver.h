@@ -25,7 +25,7 @@ QCoro::Task<DnsReply> query(QString name,
                             std::optional<Nameserver> server = std::nullopt);
 
 // The addresses of a host name as the system would find them, hosts file first, in the order
-// to try them (RFC 6724). Throws ProviderError "host not found" or "timed out".
+// to try them (RFC 6724). Throws a ProviderError of kind HostNotFound or TimedOut.
 QCoro::Task<QList<QHostAddress>> addresses(QString host,
                                            std::chrono::milliseconds timeout,
                                            StopToken stop,

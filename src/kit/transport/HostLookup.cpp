@@ -45,7 +45,7 @@ QCoro::Task<QList<QHostAddress>> systemAddresses(QString host, std::chrono::mill
 {
     const auto lookup = std::make_shared<SystemLookup>();
     if (lookup->ready < 0)
-        throw ProviderError::upstream(u"host not found"_s);
+        throw ProviderError::failure(FailureKind::HostNotFound);
     QSocketNotifier notifier(lookup->ready, QSocketNotifier::Read);
     Wakeup wakeup(timeout);
     wakeup.on(&notifier, &QSocketNotifier::activated, Done);
@@ -76,10 +76,10 @@ QCoro::Task<QList<QHostAddress>> systemAddresses(QString host, std::chrono::mill
     if (why == Stopped)
         throw Cancelled();
     if (why != Done)
-        throw ProviderError::upstream(u"timed out"_s);
+        throw ProviderError::failure(FailureKind::TimedOut);
     const std::lock_guard hold(lookup->mutex);
     if (lookup->addresses.isEmpty())
-        throw ProviderError::upstream(u"host not found"_s);
+        throw ProviderError::failure(FailureKind::HostNotFound);
     co_return lookup->addresses;
 }
 
@@ -102,7 +102,7 @@ addresses(QString host, std::chrono::milliseconds timeout, StopToken stop, std::
     if (!literal.isNull())
         co_return QList<QHostAddress>{literal};
     if (host.isEmpty())
-        throw ProviderError::upstream(u"host not found"_s);
+        throw ProviderError::failure(FailureKind::HostNotFound);
     if (isMulticastName(host) && !server)
         co_return co_await systemAddresses(host, timeout, stop);
     co_return co_await DnsResolver::addresses(host, timeout, stop, server);

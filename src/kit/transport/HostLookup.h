@@ -18,7 +18,7 @@
 namespace tw::HostLookup {
 
 // Every address of `host` in the order to try them, or the address itself when it is one. Throws
-// ProviderError "host not found" or "timed out", or Cancelled once `stop` fires. `server` replaces
+// a ProviderError of kind HostNotFound or TimedOut, or Cancelled once `stop` fires. `server` replaces
 // the system's nameservers (tests).
 QCoro::Task<QList<QHostAddress>> addresses(QString host,
                                            std::chrono::milliseconds timeout,

@@ -53,7 +53,7 @@ ProviderError systemError(int error)
     case ENETUNREACH:
     case EHOSTUNREACH:
     case EHOSTDOWN:
-        return ProviderError::upstream(u"host unreachable"_s);
+        return ProviderError::failure(FailureKind::HostUnreachable);
     default:
         return ProviderError::upstream(QString::fromLocal8Bit(std::strerror(error)));
     }

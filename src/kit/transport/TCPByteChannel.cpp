@@ -34,7 +34,7 @@ TCPByteChannel::~TCPByteChannel() = default;
 QCoro::Task<> TCPByteChannel::send(QByteArray bytes)
 {
     if (m_socket->state() != QAbstractSocket::ConnectedState)
-        throw ProviderError::upstream(u"eof"_s);
+        throw ProviderError::failure(FailureKind::EndOfStream);
     if (m_socket->write(bytes) != bytes.size())
         throw TransportError::classify(m_socket->error(), m_socket->errorString());
     // Done once the bytes are handed to the system, so that a close right after loses nothing.
@@ -49,11 +49,11 @@ QCoro::Task<> TCPByteChannel::send(QByteArray bytes)
         if (why == Stopped)
             throw Cancelled();
         if (why == Wakeup::Timeout)
-            throw ProviderError::upstream(u"timed out"_s);
+            throw ProviderError::failure(FailureKind::TimedOut);
         if (why == Failed)
             throw TransportError::classify(m_socket->error(), m_socket->errorString());
         if (why == Closed)
-            throw ProviderError::upstream(u"eof"_s);
+            throw ProviderError::failure(FailureKind::EndOfStream);
     }
 }
 
@@ -61,7 +61,7 @@ QCoro::Task<> TCPByteChannel::receive()
 {
     if (m_socket->bytesAvailable() == 0) {
         if (m_socket->state() != QAbstractSocket::ConnectedState)
-            throw ProviderError::upstream(u"eof"_s);
+            throw ProviderError::failure(FailureKind::EndOfStream);
         Wakeup wakeup(m_timeout);
         wakeup.on(m_socket.get(), &QTcpSocket::readyRead, Ready)
             .on(m_socket.get(), &QTcpSocket::disconnected, Closed)
@@ -75,12 +75,12 @@ QCoro::Task<> TCPByteChannel::receive()
         }
         if (why == Wakeup::Timeout) {
             m_socket->abort();
-            throw ProviderError::upstream(u"timed out"_s);
+            throw ProviderError::failure(FailureKind::TimedOut);
         }
         if (m_socket->bytesAvailable() == 0) {
             if (why == Failed && m_socket->error() != QAbstractSocket::RemoteHostClosedError)
                 throw TransportError::classify(m_socket->error(), m_socket->errorString());
-            throw ProviderError::upstream(u"eof"_s);
+            throw ProviderError::failure(FailureKind::EndOfStream);
         }
     }
     m_buffer.append(m_socket->read(receiveChunk));

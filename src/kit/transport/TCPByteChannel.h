@@ -10,7 +10,7 @@
 namespace tw {
 
 // A connected QTcpSocket. Each receive waits at most the factory's timeout; a stream that stalls
-// is "timed out", one the peer closed is "eof".
+// fails as TimedOut, one the peer closed as EndOfStream.
 class TCPByteChannel : public ByteChannel
 {
 public:

@@ -32,7 +32,7 @@ QCoro::Task<std::unique_ptr<ByteChannel>> TCPByteChannelFactory::connect(QString
     for (qsizetype i = 0;; ++i) {
         const auto remaining = m_timeout - std::chrono::milliseconds(clock.elapsed());
         if (remaining.count() <= 0)
-            throw ProviderError::upstream(u"timed out"_s);
+            throw ProviderError::failure(FailureKind::TimedOut);
         TCPByteChannel::SocketPtr socket = TCPByteChannel::makeSocket();
         int why = 0;
         {
@@ -54,7 +54,7 @@ QCoro::Task<std::unique_ptr<ByteChannel>> TCPByteChannelFactory::connect(QString
                 continue;
             throw TransportError::classify(socket->error(), socket->errorString());
         default:
-            throw ProviderError::upstream(u"timed out"_s);
+            throw ProviderError::failure(FailureKind::TimedOut);
         }
     }
 }

@@ -1,22 +1,20 @@
 #include "TransportError.h"
 
-using namespace Qt::StringLiterals;
-
 namespace tw::TransportError {
 
 ProviderError classify(QAbstractSocket::SocketError error, const QString &description)
 {
     switch (error) {
     case QAbstractSocket::SocketTimeoutError:
-        return ProviderError::upstream(u"timed out"_s);
+        return ProviderError::failure(FailureKind::TimedOut);
     case QAbstractSocket::ConnectionRefusedError:
-        return ProviderError::upstream(u"connection refused"_s);
+        return ProviderError::failure(FailureKind::ConnectionRefused);
     case QAbstractSocket::HostNotFoundError:
-        return ProviderError::upstream(u"host not found"_s);
+        return ProviderError::failure(FailureKind::HostNotFound);
     case QAbstractSocket::NetworkError:
-        return ProviderError::upstream(u"host unreachable"_s);
+        return ProviderError::failure(FailureKind::HostUnreachable);
     default:
-        return ProviderError::upstream(description);
+        return ProviderError::failure(FailureKind::Other, description);
     }
 }
 
@@ -24,18 +22,18 @@ ProviderError classify(QNetworkReply::NetworkError error, const QString &descrip
 {
     switch (error) {
     case QNetworkReply::TimeoutError:
-        return ProviderError::upstream(u"timed out"_s);
+        return ProviderError::failure(FailureKind::TimedOut);
     case QNetworkReply::ConnectionRefusedError:
-        return ProviderError::upstream(u"connection refused"_s);
+        return ProviderError::failure(FailureKind::ConnectionRefused);
     case QNetworkReply::HostNotFoundError:
-        return ProviderError::upstream(u"host not found"_s);
+        return ProviderError::failure(FailureKind::HostNotFound);
     case QNetworkReply::RemoteHostClosedError: // the connection was lost mid-exchange
     case QNetworkReply::TemporaryNetworkFailureError:
     case QNetworkReply::NetworkSessionFailedError:
     case QNetworkReply::UnknownNetworkError:
-        return ProviderError::upstream(u"host unreachable"_s);
+        return ProviderError::failure(FailureKind::HostUnreachable);
     default:
-        return ProviderError::upstream(description);
+        return ProviderError::failure(FailureKind::Other, description);
     }
 }
 

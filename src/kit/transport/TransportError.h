@@ -5,8 +5,8 @@
 #include <QAbstractSocket>
 #include <QNetworkReply>
 
-// The one table that turns a failure of the network layers into the short text the user reads:
-// "timed out", "connection refused", "host not found", "host unreachable", or the error's own words.
+// Sorts Qt's socket and reply errors into the failure kinds callers tell apart; whatever has no
+// kind of its own keeps Qt's words.
 namespace tw::TransportError {
 
 ProviderError classify(QAbstractSocket::SocketError error, const QString &description);

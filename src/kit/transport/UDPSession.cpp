@@ -47,7 +47,7 @@ public:
     QCoro::Task<> send(QByteArray datagram) override
     {
         if (m_ended)
-            throw ProviderError::upstream(*m_ended);
+            throw ProviderError::failure(*m_ended);
         if (m_socket->write(datagram) != datagram.size())
             throw TransportError::classify(m_socket->error(), m_socket->errorString());
         co_return;
@@ -57,7 +57,7 @@ public:
     {
         // A session that timed out or was closed stays so: fail at once rather than wait again.
         if (m_ended)
-            throw ProviderError::upstream(*m_ended);
+            throw ProviderError::failure(*m_ended);
         if (m_stop && m_stop->isStopped())
             throw Cancelled();
         int why = Ready;
@@ -72,26 +72,26 @@ public:
                 throw Cancelled();
             if (why == Wakeup::Timeout) {
                 m_socket->abort();
-                m_ended = u"timed out"_s;
-                throw ProviderError::upstream(*m_ended);
+                m_ended = FailureKind::TimedOut;
+                throw ProviderError::failure(*m_ended);
             }
         }
         if (!m_arrived.isEmpty()) {
             const QByteArray datagram = m_arrived.takeFirst();
             if (datagram.isEmpty())
-                throw ProviderError::upstream(u"empty reply"_s);
+                throw ProviderError::failure(FailureKind::EmptyReply);
             co_return datagram;
         }
         if (why == Failed && m_socket->error() != QAbstractSocket::ConnectionRefusedError)
             throw TransportError::classify(m_socket->error(), m_socket->errorString());
-        throw ProviderError::upstream(u"connection refused"_s);
+        throw ProviderError::failure(FailureKind::ConnectionRefused);
     }
 
     void close() override
     {
         m_socket->abort();
         if (!m_ended)
-            m_ended = u"closed"_s;
+            m_ended = FailureKind::Closed;
     }
 
 private:
@@ -117,7 +117,7 @@ private:
     StopToken m_stop;
     QList<QByteArray> m_arrived;
     bool m_refused = false;
-    std::optional<QString> m_ended;
+    std::optional<FailureKind> m_ended;
     QObject m_context; // last, so its connection ends before anything it touches goes
 };
 
@@ -151,7 +151,7 @@ SocketUDPTransport::open(QString host, quint16 port, std::chrono::milliseconds t
     if (why == Failed)
         throw TransportError::classify(socket->error(), socket->errorString());
     if (why == Wakeup::Timeout)
-        throw ProviderError::upstream(u"timed out"_s);
+        throw ProviderError::failure(FailureKind::TimedOut);
     co_return std::make_unique<SocketUDPSession>(std::move(socket), timeout, stop);
 }
 

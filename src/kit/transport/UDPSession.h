@@ -11,7 +11,7 @@
 namespace tw {
 
 // One question, one datagram back: the UDP side of the game protocols. receive() throws
-// ProviderError ("timed out", "connection refused", "empty reply", …) or Cancelled.
+// a ProviderError of its failure kind (TimedOut, ConnectionRefused, EmptyReply, …) or Cancelled.
 class UDPSession
 {
 public:

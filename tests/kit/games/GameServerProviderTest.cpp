@@ -21,7 +21,10 @@ using namespace std::chrono_literals;
 
 using Ports = QList<quint16>;
 using OptPort = std::optional<quint16>;
+using Answers = QList<std::optional<FailureKind>>; // per try: how it failed, or nothing when it answered
 Q_DECLARE_METATYPE(OptPort)
+Q_DECLARE_METATYPE(Answers)
+Q_DECLARE_METATYPE(tw::FailureKind)
 Q_DECLARE_METATYPE(std::optional<qint64>)
 Q_DECLARE_METATYPE(tw::test::A2SResponder::Info)
 Q_DECLARE_METATYPE(QList<tw::test::A2SResponder::Player>)
@@ -63,11 +66,11 @@ Outcome poll(const GameServerConfig &config)
     }
 }
 
-// A Steam query stand-in: answers on some ports, fails the rest with one text, records every try.
+// A Steam query stand-in: answers on some ports, fails the rest the one way, records every try.
 struct SteamServers
 {
     Ports answering;
-    QString failure = u"timed out"_s;
+    FailureKind failure = FailureKind::TimedOut;
     Ports tries;
 };
 
@@ -75,7 +78,7 @@ QCoro::Task<GameFacts> queryFake(std::shared_ptr<SteamServers> servers, quint16 
 {
     servers->tries.append(port);
     if (!servers->answering.contains(port))
-        throw ProviderError::upstream(servers->failure);
+        throw ProviderError::failure(servers->failure);
     co_return GameFacts{3, 10, {}, u"on :%1"_s.arg(port)};
 }
 
@@ -128,33 +131,35 @@ private Q_SLOTS:
     void probe_data()
     {
         QTest::addColumn<Ports>("candidates");
-        QTest::addColumn<QStringList>("answers"); // per try: "ok", or the failure text
+        QTest::addColumn<Answers>("answers");
         QTest::addColumn<Ports>("tried");
         QTest::addColumn<QString>("result"); // "ok:<port>" or the failure
-        QTest::newRow("one port, tried twice") << Ports{2457} << QStringList{u"timed out"_s, u"timed out"_s}
-                                               << Ports{2457, 2457} << u"no query port answered (tried :2457)"_s;
-        QTest::newRow("cached stale") << Ports{2460, 2457} << QStringList{u"timed out"_s, u"ok"_s} << Ports{2460, 2457}
-                                      << u"ok:2457"_s;
-        QTest::newRow("all silent") << Ports{2460, 2457}
-                                    << QStringList{u"connection refused"_s, u"timed out"_s, u"timed out"_s}
+        const std::optional<FailureKind> ok;
+        const FailureKind silent = FailureKind::TimedOut;
+        QTest::newRow("one port, tried twice")
+            << Ports{2457} << Answers{silent, silent} << Ports{2457, 2457} << u"no query port answered (tried :2457)"_s;
+        QTest::newRow("cached stale") << Ports{2460, 2457} << Answers{silent, ok} << Ports{2460, 2457} << u"ok:2457"_s;
+        QTest::newRow("all silent") << Ports{2460, 2457} << Answers{FailureKind::ConnectionRefused, silent, silent}
                                     << Ports{2460, 2457, 2460} << u"no query port answered (tried :2460, :2457)"_s;
         QTest::newRow("host not found stops at once")
-            << Ports{2460, 2457} << QStringList{u"host not found"_s} << Ports{2460} << u"host not found"_s;
+            << Ports{2460, 2457} << Answers{FailureKind::HostNotFound} << Ports{2460} << u"host not found"_s;
+        QTest::newRow("host unreachable stops at once")
+            << Ports{2460, 2457} << Answers{FailureKind::HostUnreachable} << Ports{2460} << u"host unreachable"_s;
         QTest::newRow("the first again at the end")
-            << Ports{27015} << QStringList{u"timed out"_s, u"ok"_s} << Ports{27015, 27015} << u"ok:27015"_s;
+            << Ports{27015} << Answers{silent, ok} << Ports{27015, 27015} << u"ok:27015"_s;
     }
     void probe()
     {
-        QFETCH(QStringList, answers);
+        QFETCH(Answers, answers);
         Ports tried;
         QString result;
         try {
             const auto probed = await(
                 GameServerProvider::probe(TW_DATA(Ports, candidates), [&](quint16 port) -> QCoro::Task<GameFacts> {
-                    const QString answer = answers.value(tried.size());
+                    const std::optional<FailureKind> failure = answers.value(tried.size());
                     tried.append(port);
-                    if (answer != u"ok"_s)
-                        throw ProviderError::upstream(answer);
+                    if (failure)
+                        throw ProviderError::failure(*failure);
                     co_return GameFacts{};
                 }));
             result = u"ok:"_s + QString::number(probed.port);
@@ -268,12 +273,12 @@ private Q_SLOTS:
         QTest::addColumn<std::optional<qint64>>("userPort");
         QTest::addColumn<OptPort>("cachedBefore");
         QTest::addColumn<Ports>("answering");
-        QTest::addColumn<QString>("failure");
+        QTest::addColumn<FailureKind>("failure");
         QTest::addColumn<Ports>("tries");
         QTest::addColumn<OptPort>("cachedAfter");
         QTest::addColumn<QString>("outcome");
         const std::optional<qint64> none;
-        const QString timedOut = u"timed out"_s;
+        const FailureKind timedOut = FailureKind::TimedOut;
         QTest::newRow("the offset answers")
             << none << OptPort() << Ports{2457} << timedOut << Ports{2457} << OptPort(2457) << u"online: on :2457"_s;
         QTest::newRow("a stale cache costs one try") << none << OptPort(2460) << Ports{2457} << timedOut
@@ -289,7 +294,7 @@ private Q_SLOTS:
         QTest::newRow("the user's port out of range")
             << std::optional<qint64>(70000) << OptPort() << Ports{2457} << timedOut << Ports{} << OptPort()
             << u"fails: query port 70000 out of range (1-65535)"_s;
-        QTest::newRow("host not found ends the probe") << none << OptPort(2460) << Ports{} << u"host not found"_s
+        QTest::newRow("host not found ends the probe") << none << OptPort(2460) << Ports{} << FailureKind::HostNotFound
                                                        << Ports{2460} << OptPort(2460) << u"offline: host not found"_s;
     }
     void steamQueryPortsAcrossPolls()
@@ -300,7 +305,7 @@ private Q_SLOTS:
         if (const OptPort before = TW_DATA(OptPort, cachedBefore))
             cache.store(*before, config.id);
         auto servers =
-            std::make_shared<SteamServers>(SteamServers{TW_DATA(Ports, answering), TW_DATA(QString, failure), {}});
+            std::make_shared<SteamServers>(SteamServers{TW_DATA(Ports, answering), TW_DATA(FailureKind, failure), {}});
         GameServerProvider::Dependencies dependencies = local();
         dependencies.portCache = &cache;
         dependencies.queryServer = [servers](QString, quint16 port, GameDefinition, StopToken) {

@@ -5,47 +5,74 @@
 using namespace tw;
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_METATYPE(tw::FailureKind)
+
 class TransportErrorTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    // What the user reads for each kind: rows and alerts show these words as they are.
+    void texts_data()
+    {
+        QTest::addColumn<FailureKind>("kind");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("timed out") << FailureKind::TimedOut << u"timed out"_s;
+        QTest::newRow("refused") << FailureKind::ConnectionRefused << u"connection refused"_s;
+        QTest::newRow("no host") << FailureKind::HostNotFound << u"host not found"_s;
+        QTest::newRow("no route") << FailureKind::HostUnreachable << u"host unreachable"_s;
+        QTest::newRow("empty datagram") << FailureKind::EmptyReply << u"empty reply"_s;
+        QTest::newRow("stream ended") << FailureKind::EndOfStream << u"eof"_s;
+        QTest::newRow("closed here") << FailureKind::Closed << u"closed"_s;
+        QTest::newRow("shutting down") << FailureKind::ShuttingDown << u"shutting down"_s;
+        QTest::newRow("other keeps its words") << FailureKind::Other << u"its own words"_s;
+    }
+    void texts()
+    {
+        QFETCH(FailureKind, kind);
+        QFETCH(QString, text);
+        QCOMPARE(failureText(kind, u"its own words"_s), text);
+        const ProviderError error = ProviderError::failure(kind, u"its own words"_s);
+        QCOMPARE(error.description(), text);
+        QCOMPARE(QString::fromUtf8(error.what()), text);
+    }
+
     void socketErrors_data()
     {
         QTest::addColumn<int>("error");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("timeout") << int(QAbstractSocket::SocketTimeoutError) << u"timed out"_s;
-        QTest::newRow("refused") << int(QAbstractSocket::ConnectionRefusedError) << u"connection refused"_s;
-        QTest::newRow("no host") << int(QAbstractSocket::HostNotFoundError) << u"host not found"_s;
-        QTest::newRow("no route") << int(QAbstractSocket::NetworkError) << u"host unreachable"_s;
-        QTest::newRow("other keeps its words") << int(QAbstractSocket::SocketAccessError) << u"its own words"_s;
+        QTest::addColumn<FailureKind>("kind");
+        QTest::newRow("timeout") << int(QAbstractSocket::SocketTimeoutError) << FailureKind::TimedOut;
+        QTest::newRow("refused") << int(QAbstractSocket::ConnectionRefusedError) << FailureKind::ConnectionRefused;
+        QTest::newRow("no host") << int(QAbstractSocket::HostNotFoundError) << FailureKind::HostNotFound;
+        QTest::newRow("no route") << int(QAbstractSocket::NetworkError) << FailureKind::HostUnreachable;
+        QTest::newRow("other") << int(QAbstractSocket::SocketAccessError) << FailureKind::Other;
     }
     void socketErrors()
     {
         QFETCH(int, error);
-        QFETCH(QString, text);
-        const ProviderError classified =
-            TransportError::classify(QAbstractSocket::SocketError(error), u"its own words"_s);
-        QCOMPARE(classified, ProviderError::upstream(text));
+        QFETCH(FailureKind, kind);
+        QCOMPARE(TransportError::classify(QAbstractSocket::SocketError(error), u"its own words"_s),
+                 ProviderError::failure(kind, u"its own words"_s));
     }
 
     void networkErrors_data()
     {
         QTest::addColumn<int>("error");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("timeout") << int(QNetworkReply::TimeoutError) << u"timed out"_s;
-        QTest::newRow("refused") << int(QNetworkReply::ConnectionRefusedError) << u"connection refused"_s;
-        QTest::newRow("no host") << int(QNetworkReply::HostNotFoundError) << u"host not found"_s;
-        QTest::newRow("lost") << int(QNetworkReply::TemporaryNetworkFailureError) << u"host unreachable"_s;
-        QTest::newRow("closed mid-exchange") << int(QNetworkReply::RemoteHostClosedError) << u"host unreachable"_s;
-        QTest::newRow("tls keeps its words") << int(QNetworkReply::SslHandshakeFailedError) << u"its own words"_s;
+        QTest::addColumn<FailureKind>("kind");
+        QTest::newRow("timeout") << int(QNetworkReply::TimeoutError) << FailureKind::TimedOut;
+        QTest::newRow("refused") << int(QNetworkReply::ConnectionRefusedError) << FailureKind::ConnectionRefused;
+        QTest::newRow("no host") << int(QNetworkReply::HostNotFoundError) << FailureKind::HostNotFound;
+        QTest::newRow("lost") << int(QNetworkReply::TemporaryNetworkFailureError) << FailureKind::HostUnreachable;
+        QTest::newRow("closed mid-exchange")
+            << int(QNetworkReply::RemoteHostClosedError) << FailureKind::HostUnreachable;
+        QTest::newRow("tls") << int(QNetworkReply::SslHandshakeFailedError) << FailureKind::Other;
     }
     void networkErrors()
     {
         QFETCH(int, error);
-        QFETCH(QString, text);
+        QFETCH(FailureKind, kind);
         QCOMPARE(TransportError::classify(QNetworkReply::NetworkError(error), u"its own words"_s),
-                 ProviderError::upstream(text));
+                 ProviderError::failure(kind, u"its own words"_s));
     }
 };
 
