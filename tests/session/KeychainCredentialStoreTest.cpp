@@ -99,6 +99,12 @@ private Q_SLOTS:
         config.close();
         const QString lockedKeyring = uR"(
             printf pw | gnome-keyring-daemon --unlock --components=secrets >/dev/null 2>&1
+            # The daemon detaches before it owns its name on the bus.
+            for i in $(seq 100); do
+                dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus /org/freedesktop/DBus \
+                    org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets | grep -q true && break
+                sleep 0.05
+            done
             printf old | secret-tool store --label=t server dev.ostrel.tidewatch user K type plaintext || exit 90
             dbus-send --session --print-reply --dest=org.freedesktop.secrets /org/freedesktop/secrets \
                 org.freedesktop.Secret.Service.Lock array:objpath:/org/freedesktop/secrets/collection/login \
