@@ -3,7 +3,7 @@ PRESET ?= dev
 BUILD_DIR := build/$(PRESET)
 CTEST_ARGS ?=
 
-.PHONY: run test build bootstrap configure asan fuzz fuzz-build format format-check bench clean
+.PHONY: run test build bootstrap configure asan coverage fuzz fuzz-build format format-check bench clean
 
 run: build
 	$(BUILD_DIR)/src/app/tidewatch
@@ -23,6 +23,12 @@ bootstrap:
 # Every test under AddressSanitizer, UndefinedBehaviorSanitizer and LeakSanitizer.
 asan:
 	$(MAKE) test PRESET=asan
+
+# Line coverage of the library and the command line by every test, as text and HTML in build/coverage.
+coverage:
+	$(MAKE) test PRESET=coverage
+	gcovr --root . --filter src/kit/ --filter src/cli/ --object-directory build/coverage \
+	    --html-details build/coverage/coverage.html --txt build/coverage/coverage.txt --print-summary
 
 # Every libFuzzer target for FUZZ_SECONDS each (CI runs them briefly).
 FUZZ_SECONDS ?= 20
