@@ -34,7 +34,7 @@ void PopoverWindow::create()
     m_view->setResizeMode(QQuickView::SizeViewToRootObject);
     m_view->rootContext()->setContextProperty(u"popover"_s, m_controller);
     m_view->setIcon(QIcon(u":/icons/server.svg"_s));
-    m_view->setSource(QUrl(u"qrc:/qml/Popover.qml"_s));
+    m_view->setSource(QUrl(u"qrc:/Tidewatch/Popover.qml"_s));
     ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())

@@ -4,6 +4,7 @@
 #include <QSize>
 #include <QUrl>
 #include <QVariantMap>
+#include <QtQml/qqmlregistration.h>
 
 #include <functional>
 #include <memory>
@@ -18,6 +19,8 @@ namespace tw {
 class QmlWindow : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("A view's window is the one that loaded it")
 public:
     struct Options
     {

@@ -41,7 +41,7 @@ void SourceEditor::create()
     m_view->setFlags(Qt::Dialog);
     m_view->rootContext()->setContextProperty(u"sheet"_s, m_controller);
     m_view->rootContext()->setContextProperty(u"editor"_s, this);
-    m_view->setSource(QUrl(u"qrc:/qml/AddSourceView.qml"_s));
+    m_view->setSource(QUrl(u"qrc:/Tidewatch/AddSourceView.qml"_s));
     ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())

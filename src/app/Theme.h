@@ -2,6 +2,10 @@
 
 #include <QColor>
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
+
+class QJSEngine;
+class QQmlEngine;
 
 namespace tw {
 
@@ -10,6 +14,8 @@ namespace tw {
 class Theme : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
     Q_PROPERTY(QColor text READ text NOTIFY changed)
     Q_PROPERTY(QColor secondary READ secondary NOTIFY changed)
     Q_PROPERTY(QColor window READ window NOTIFY changed)
@@ -19,6 +25,8 @@ class Theme : public QObject
 
 public:
     explicit Theme(QObject *parent = nullptr);
+    // The views' theme is the one their engine was made with.
+    static Theme *create(QQmlEngine *engine, QJSEngine *);
 
     QColor text() const;
     QColor secondary() const;

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Tidewatch
 
 // The sheet that adds or edits a source: a chooser of kinds when adding, then the form of the
 // chosen kind. Everything it decides comes from `sheet` (SourceSheetController).
@@ -9,7 +10,7 @@ Rectangle {
     objectName: "source.sheet"
     width: 480
     height: 640
-    color: theme.window
+    color: Theme.window
     // The kind chosen in the list, for "Next": a click selects a row, as does the keyboard's focus;
     // a click on the selected row (so a double click too), Return or Space on it goes on to its form.
     property string selectedKind: ""
@@ -34,7 +35,7 @@ Rectangle {
             Text {
                 objectName: "source.header"
                 text: sheet.header
-                color: theme.text
+                color: Theme.text
                 font.pixelSize: 17
                 font.bold: true
                 Layout.fillWidth: true
@@ -49,7 +50,7 @@ Rectangle {
             Layout.fillHeight: true
             Text {
                 text: "Choose a type of source to monitor:"
-                color: theme.secondary
+                color: Theme.secondary
                 font.pixelSize: 13
             }
             Repeater {
@@ -82,34 +83,34 @@ Rectangle {
                             width: 28
                             height: 28
                             radius: 8
-                            color: Qt.rgba(prefs.accent.r, prefs.accent.g, prefs.accent.b, 0.14)
-                            Icon { anchors.centerIn: parent; symbol: modelData.icon; size: 16; color: prefs.accent }
+                            color: Qt.rgba(Preferences.accent.r, Preferences.accent.g, Preferences.accent.b, 0.14)
+                            Icon { anchors.centerIn: parent; symbol: modelData.icon; size: 16; color: Preferences.accent }
                         }
                         Text {
                             text: modelData.title
-                            color: theme.text
+                            color: Theme.text
                             font.pixelSize: 14
                             font.weight: Font.DemiBold
                             Layout.fillWidth: true
                         }
                         Text {
                             text: modelData.line
-                            color: theme.secondary
+                            color: Theme.secondary
                             font.pixelSize: 12
                         }
                     }
                     background: Rectangle {
                         radius: 10
-                        color: parent.highlighted ? Qt.rgba(prefs.accent.r, prefs.accent.g, prefs.accent.b, 0.18)
-                             : parent.hovered ? theme.hairline : theme.cardFill
+                        color: parent.highlighted ? Qt.rgba(Preferences.accent.r, Preferences.accent.g, Preferences.accent.b, 0.18)
+                             : parent.hovered ? Theme.hairline : Theme.cardFill
                         border.width: parent.visualFocus || parent.highlighted ? 2 : 1
-                        border.color: parent.visualFocus || parent.highlighted ? prefs.accent : theme.hairline
+                        border.color: parent.visualFocus || parent.highlighted ? Preferences.accent : Theme.hairline
                     }
                 }
             }
             Text {
                 text: "Quick start — begin with a filled-in example:"
-                color: theme.secondary
+                color: Theme.secondary
                 font.pixelSize: 13
                 topPadding: 6
             }
@@ -130,14 +131,14 @@ Rectangle {
                                 anchors.verticalCenter: parent.verticalCenter
                                 symbol: modelData.icon
                                 size: 13
-                                color: prefs.accent
+                                color: Preferences.accent
                             }
                             Text {
                                 anchors.verticalCenter: parent.verticalCenter
                                 text: modelData.label
                                 font.pixelSize: 13
                                 font.weight: Font.DemiBold
-                                color: theme.text
+                                color: Theme.text
                             }
                         }
                         onClicked: sheet.chooseExample(modelData.example)
@@ -240,7 +241,7 @@ Rectangle {
                     text: "Tidewatch pings without privileges, through the kernel's ping sockets. If the check "
                           + "reports that they are not allowed, allow your group with: "
                           + "sysctl -w net.ipv4.ping_group_range=\"0 2147483647\""
-                    color: theme.secondary
+                    color: Theme.secondary
                     font.pixelSize: 11
                     wrapMode: Text.Wrap
                     Layout.fillWidth: true
@@ -264,7 +265,7 @@ Rectangle {
                         Layout.preferredWidth: 100
                         Text {
                             text: "Record Type"
-                            color: theme.text
+                            color: Theme.text
                             font.pixelSize: 12
                             font.weight: Font.DemiBold
                         }
@@ -329,7 +330,7 @@ Rectangle {
                     Layout.fillWidth: true
                     Text {
                         text: "Fields (label = dot.path, one per line):"
-                        color: theme.text
+                        color: Theme.text
                         font.pixelSize: 12
                         font.weight: Font.DemiBold
                     }
@@ -345,9 +346,9 @@ Rectangle {
                         onTextChanged: if (activeFocus) sheet.fieldsText = text
                         background: Rectangle {
                             radius: 6
-                            color: theme.cardFill
+                            color: Theme.cardFill
                             border.width: 1
-                            border.color: parent.activeFocus ? prefs.accent : theme.hairline
+                            border.color: parent.activeFocus ? Preferences.accent : Theme.hairline
                         }
                     }
                 }
@@ -371,7 +372,7 @@ Rectangle {
                     Layout.fillWidth: true
                     Text {
                         text: "Alerts"
-                        color: theme.text
+                        color: Theme.text
                         font.pixelSize: 12
                         font.weight: Font.DemiBold
                     }
@@ -387,7 +388,7 @@ Rectangle {
                         id: alertsHelp
                         objectName: "source.alertsHelp"
                         text: "Turned on while this source is down, alerts stay quiet about that outage and its recovery; the next outage is notified."
-                        color: theme.secondary
+                        color: Theme.secondary
                         font.pixelSize: 11
                         wrapMode: Text.WordWrap
                         Layout.fillWidth: true
@@ -398,7 +399,7 @@ Rectangle {
                         Text {
                             objectName: "source.thresholdLabel"
                             text: "Alert after " + sheet.alertThreshold.toFixed(0) + " failed checks"
-                            color: theme.text
+                            color: Theme.text
                             font.pixelSize: 13
                         }
                         SpinBox {
@@ -442,7 +443,7 @@ Rectangle {
             Text {
                 objectName: "source.testText"
                 text: sheet.testPassed === true ? "Connected" : "Failed: " + sheet.testText
-                color: theme.text
+                color: Theme.text
                 font.pixelSize: 12
                 wrapMode: Text.Wrap
                 Layout.fillWidth: true
@@ -503,7 +504,7 @@ Rectangle {
             objectName: "source.saveFailedText"
             width: parent.width
             text: sheet.saveError
-            color: theme.text
+            color: Theme.text
             font.pixelSize: 13
             wrapMode: Text.WordWrap
         }

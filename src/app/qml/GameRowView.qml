@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // A game server: who is playing, how many, and how fast it answers. The name has the first line to
 // itself beside the latency; who is playing and the count share the second, and the "+2" of a long
@@ -33,7 +34,7 @@ RowChrome {
                 elide: Text.ElideRight
                 font.pixelSize: 13
                 font.weight: Font.DemiBold
-                color: theme.text
+                color: Theme.text
             }
             RowTrailing {
                 id: trailing
@@ -63,7 +64,7 @@ RowChrome {
                 text: row.subtitleHead
                 elide: Text.ElideRight
                 font.pixelSize: 10
-                color: theme.secondary
+                color: Theme.secondary
             }
             Text {
                 id: tail
@@ -72,7 +73,7 @@ RowChrome {
                 anchors.verticalCenter: parent.verticalCenter
                 text: row.subtitleTail
                 font.pixelSize: 10
-                color: theme.secondary
+                color: Theme.secondary
             }
             Text {
                 id: players
@@ -83,7 +84,7 @@ RowChrome {
                 text: row.playersText
                 font.pixelSize: 11
                 font.weight: Font.DemiBold
-                color: theme.secondary
+                color: Theme.secondary
             }
         }
     }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Tidewatch
 
 // The game server part of the source sheet: the searchable game picker, the address, and the
 // secret, TLS and query port fields that only some games' query engines use.
@@ -22,7 +23,7 @@ ColumnLayout {
 
     Text {
         text: "Game"
-        color: theme.text
+        color: Theme.text
         font.pixelSize: 12
         font.weight: Font.DemiBold
     }
@@ -39,9 +40,9 @@ ColumnLayout {
         Layout.fillWidth: true
         Layout.preferredHeight: 150
         radius: 8
-        color: theme.cardFill
+        color: Theme.cardFill
         border.width: 1
-        border.color: theme.hairline
+        border.color: Theme.hairline
         ListView {
             id: picker
             objectName: "source.gamePicker"
@@ -59,7 +60,7 @@ ColumnLayout {
                 leftPadding: 8
                 topPadding: 4
                 bottomPadding: 2
-                color: theme.secondary
+                color: Theme.secondary
                 font.pixelSize: 11
                 font.weight: Font.DemiBold
             }
@@ -75,15 +76,15 @@ ColumnLayout {
                 contentItem: Text {
                     text: modelData.name
                     leftPadding: 4
-                    color: parent.highlighted ? prefs.onAccent : theme.text
+                    color: parent.highlighted ? Preferences.onAccent : Theme.text
                     font.pixelSize: 13
                     verticalAlignment: Text.AlignVCenter
                 }
                 background: Rectangle {
                     radius: 5
-                    color: parent.highlighted ? prefs.accent : parent.hovered ? theme.hairline : "transparent"
+                    color: parent.highlighted ? Preferences.accent : parent.hovered ? Theme.hairline : "transparent"
                     border.width: parent.visualFocus ? 1 : 0
-                    border.color: prefs.accent
+                    border.color: Preferences.accent
                 }
                 onClicked: sheet.gameID = modelData.id
             }
@@ -93,7 +94,7 @@ ColumnLayout {
         objectName: "source.setupNote"
         visible: sheet.setupNote !== ""
         text: sheet.setupNote
-        color: theme.secondary
+        color: Theme.secondary
         font.pixelSize: 11
         wrapMode: Text.WordWrap
         Layout.fillWidth: true
@@ -133,7 +134,7 @@ ColumnLayout {
         }
         Text {
             text: "Turn on when this server is behind a TLS proxy. Off sends every request over plain HTTP."
-            color: theme.secondary
+            color: Theme.secondary
             font.pixelSize: 11
             wrapMode: Text.WordWrap
             Layout.fillWidth: true
@@ -158,7 +159,7 @@ ColumnLayout {
               : sheet.useTLS
                 ? "This is Palworld's admin password. Tidewatch only reads status, but the credential grants full control."
                 : "This is Palworld's admin password. Tidewatch only reads status, but the credential grants full control. Without HTTPS it goes over plain HTTP on every check, so use it on a trusted network only."
-        color: theme.secondary
+        color: Theme.secondary
         font.pixelSize: 11
         wrapMode: Text.WordWrap
         Layout.fillWidth: true
@@ -175,7 +176,7 @@ ColumnLayout {
             text: "Advanced"
             checkable: true
             Accessible.name: "Advanced"
-            icon.source: "image://icon/" + (checked ? "chevron.down" : "chevron.right") + "?color=" + encodeURIComponent(theme.secondary.toString())
+            icon.source: "image://icon/" + (checked ? "chevron.down" : "chevron.right") + "?color=" + encodeURIComponent(Theme.secondary.toString())
             font.pixelSize: 12
         }
         FormTextField {

@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // The header of a source with several widgets; a click folds or unfolds it.
 RowChrome {
@@ -28,7 +29,7 @@ RowChrome {
             anchors.margins: -4
             visible: header.activeFocus
             color: "transparent"
-            border.color: prefs.accent
+            border.color: Preferences.accent
             radius: 8
         }
         Row {
@@ -38,7 +39,7 @@ RowChrome {
             Item {
                 width: 10; height: 10
                 anchors.verticalCenter: parent.verticalCenter
-                Icon { anchors.centerIn: parent; symbol: row.collapsed ? "chevron.right" : "chevron.down"; size: 10; color: theme.secondary }
+                Icon { anchors.centerIn: parent; symbol: row.collapsed ? "chevron.right" : "chevron.down"; size: 10; color: Theme.secondary }
             }
             StatusOrb { color: popover.statusColourOf(row.status); anchors.verticalCenter: parent.verticalCenter }
         }
@@ -52,10 +53,10 @@ RowChrome {
             spacing: 4
             Row {
                 spacing: 6
-                Text { text: row.name; font.pixelSize: 13; font.weight: Font.DemiBold; color: theme.text }
+                Text { text: row.name; font.pixelSize: 13; font.weight: Font.DemiBold; color: Theme.text }
                 CountBadge { count: row.count; anchors.verticalCenter: parent.verticalCenter }
             }
-            Text { text: row.aggregate; font.pixelSize: 10; color: theme.secondary }
+            Text { text: row.aggregate; font.pixelSize: 10; color: Theme.secondary }
         }
         LatencyPill {
             id: pill

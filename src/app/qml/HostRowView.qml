@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // A host: CPU, memory and disk as rings, and its hottest drive.
 RowChrome {
@@ -28,13 +29,13 @@ RowChrome {
                 elide: Text.ElideRight
                 font.pixelSize: 13
                 font.weight: Font.DemiBold
-                color: theme.text
+                color: Theme.text
             }
             Row {
                 visible: row.maxTempText !== ""
                 spacing: 2
-                Icon { symbol: "thermometer.medium"; size: 10; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
-                Text { objectName: "temperature"; text: row.maxTempText; font.pixelSize: 10; color: theme.secondary }
+                Icon { symbol: "thermometer.medium"; size: 10; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                Text { objectName: "temperature"; text: row.maxTempText; font.pixelSize: 10; color: Theme.secondary }
             }
         }
         Row {

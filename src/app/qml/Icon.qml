@@ -1,9 +1,10 @@
 import QtQuick
+import Tidewatch
 
 // A vendored line icon by its symbol name, drawn in `color`.
 Image {
     property string symbol
-    property color color: theme.secondary
+    property color color: Theme.secondary
     property int size: 14
     width: size
     height: size

@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // A custom JSON endpoint: a title over labelled values, in the order the user gave them.
 RowChrome {
@@ -12,7 +13,7 @@ RowChrome {
             text: row.name
             font.pixelSize: 13
             font.weight: Font.DemiBold
-            color: theme.text
+            color: Theme.text
         }
         Repeater {
             model: row.fields
@@ -20,8 +21,8 @@ RowChrome {
                 required property var modelData
                 width: parent.width
                 height: Math.max(key.implicitHeight, value.implicitHeight)
-                Text { id: key; text: modelData.label; font.pixelSize: 11; color: theme.secondary; width: parent.width * 0.45; elide: Text.ElideRight }
-                Text { id: value; text: modelData.value; font.pixelSize: 11; color: theme.text; anchors.right: parent.right; horizontalAlignment: Text.AlignRight; width: parent.width * 0.55; elide: Text.ElideLeft }
+                Text { id: key; text: modelData.label; font.pixelSize: 11; color: Theme.secondary; width: parent.width * 0.45; elide: Text.ElideRight }
+                Text { id: value; text: modelData.value; font.pixelSize: 11; color: Theme.text; anchors.right: parent.right; horizontalAlignment: Text.AlignRight; width: parent.width * 0.55; elide: Text.ElideLeft }
             }
         }
     }

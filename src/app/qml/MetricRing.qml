@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Shapes
+import Tidewatch
 
 // A percentage as a ring filled clockwise from the top, with its label underneath.
 Column {
@@ -18,13 +19,13 @@ Column {
             layer.enabled: true
             layer.samples: 4
             ShapePath {
-                strokeColor: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.15)
+                strokeColor: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.15)
                 strokeWidth: 3
                 fillColor: "transparent"
                 PathAngleArc { centerX: 13; centerY: 13; radiusX: 11.5; radiusY: 11.5; startAngle: 0; sweepAngle: 360 }
             }
             ShapePath {
-                strokeColor: popover.ringColour(ring.pct, prefs.accent)
+                strokeColor: popover.ringColour(ring.pct, Preferences.accent)
                 strokeWidth: 3
                 fillColor: "transparent"
                 capStyle: ShapePath.RoundCap
@@ -40,7 +41,7 @@ Column {
             text: popover.ringText(ring.pct)
             font.pixelSize: 7
             font.weight: Font.DemiBold
-            color: theme.text
+            color: Theme.text
             Accessible.ignored: true
         }
     }
@@ -48,7 +49,7 @@ Column {
         anchors.horizontalCenter: parent.horizontalCenter
         text: ring.label
         font.pixelSize: 7
-        color: theme.secondary
+        color: Theme.secondary
         Accessible.ignored: true
     }
 }

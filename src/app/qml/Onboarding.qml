@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // Three steps for a new user: what Tidewatch is, adding a first source, and notifications.
 Rectangle {
@@ -7,7 +8,7 @@ Rectangle {
     objectName: "onboarding.root"
     width: 520
     height: 560
-    color: theme.window
+    color: Theme.window
     Accessible.role: Accessible.Pane
     Accessible.name: "Welcome to Tidewatch"
     focus: true
@@ -28,7 +29,7 @@ Rectangle {
             anchors.horizontalCenter: parent.horizontalCenter
             symbol: root.symbols[onboarding.step]
             size: 52
-            color: prefs.accent
+            color: Preferences.accent
         }
         Text {
             objectName: "onboarding.title"
@@ -38,7 +39,7 @@ Rectangle {
             text: root.titles[onboarding.step]
             font.pixelSize: 22
             font.bold: true
-            color: theme.text
+            color: Theme.text
             Accessible.role: Accessible.Heading
             Accessible.name: text
         }
@@ -68,7 +69,7 @@ Rectangle {
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: 6
                 Icon { symbol: "checkmark.circle.fill"; size: 12; color: "#30A46C"; anchors.verticalCenter: parent.verticalCenter }
-                Text { objectName: "onboarding.added"; text: onboarding.sourcesAdded; font.pixelSize: 11; color: theme.secondary }
+                Text { objectName: "onboarding.added"; text: onboarding.sourcesAdded; font.pixelSize: 11; color: Theme.secondary }
             }
         }
 
@@ -117,7 +118,7 @@ Rectangle {
                 width: 7
                 height: 7
                 radius: 3.5
-                color: index === onboarding.step ? prefs.accent : Qt.rgba(theme.secondary.r, theme.secondary.g, theme.secondary.b, 0.3)
+                color: index === onboarding.step ? Preferences.accent : Qt.rgba(Theme.secondary.r, Theme.secondary.g, Theme.secondary.b, 0.3)
             }
         }
     }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Window
+import Tidewatch
 
 // The popover opened from the tray icon: whether everything is up, a card per source, and the
 // three actions. Ten rows or more scroll between a pinned header and footer, and so do fewer rows
@@ -17,8 +18,8 @@ Rectangle {
     width: 340
     height: Math.max(menuRoom, Math.min(maxHeight, scrolling ? 420 : header.height + body.implicitHeight + footer.height))
     radius: 12
-    color: theme.window
-    border.color: theme.hairline
+    color: Theme.window
+    border.color: Theme.hairline
     focus: true
     Keys.onEscapePressed: popover.close()
     Accessible.role: Accessible.Pane
@@ -38,7 +39,7 @@ Rectangle {
             font.pixelSize: 10
             font.weight: Font.DemiBold
             font.letterSpacing: 1.5
-            color: prefs.accent
+            color: Preferences.accent
             Accessible.ignored: true
         }
         Item {
@@ -60,7 +61,7 @@ Rectangle {
                 elide: Text.ElideRight
                 font.pixelSize: 17
                 font.bold: true
-                color: theme.text
+                color: Theme.text
                 Accessible.role: Accessible.Heading
                 Accessible.name: text
             }
@@ -71,7 +72,7 @@ Rectangle {
                 anchors.verticalCenter: parent.verticalCenter
                 text: "Paused"
                 font.pixelSize: 11
-                color: theme.secondary
+                color: Theme.secondary
             }
             ToolButton {
                 id: refresh
@@ -87,21 +88,21 @@ Rectangle {
                 onClicked: popover.refreshAll()
                 contentItem: Row {
                     spacing: 4
-                    Icon { symbol: "arrow.clockwise"; size: 10; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                    Icon { symbol: "arrow.clockwise"; size: 10; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
                     RelativeTimeText {
                         visible: !isNaN(popover.lastFetched.getTime())
                         date: popover.lastFetched
                         anchors.verticalCenter: parent.verticalCenter
                     }
                 }
-                background: Rectangle { radius: 6; color: refresh.hovered ? theme.cardFill : "transparent"; border.width: refresh.visualFocus ? 1 : 0; border.color: prefs.accent }
+                background: Rectangle { radius: 6; color: refresh.hovered ? Theme.cardFill : "transparent"; border.width: refresh.visualFocus ? 1 : 0; border.color: Preferences.accent }
             }
         }
         Row {
             visible: popover.hasSources || popover.summary !== ""
             spacing: 8
             Text { objectName: "chip"; text: popover.chipText; font.pixelSize: 11; font.weight: Font.DemiBold; color: popover.statusColour }
-            Text { objectName: "summary"; text: popover.summary; visible: text !== ""; font.pixelSize: 11; color: theme.secondary }
+            Text { objectName: "summary"; text: popover.summary; visible: text !== ""; font.pixelSize: 11; color: Theme.secondary }
         }
     }
 
@@ -109,7 +110,7 @@ Rectangle {
         anchors.top: header.bottom
         width: parent.width
         height: 1
-        color: theme.hairline
+        color: Theme.hairline
         visible: root.overflowing
     }
 
@@ -146,7 +147,7 @@ Rectangle {
                     width: parent.width - 20
                     height: storageRow.implicitHeight + 16
                     radius: 8
-                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+                    color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
                     Accessible.role: Accessible.AlertMessage
                     Accessible.name: popover.storageProblem
                     Row {
@@ -155,14 +156,14 @@ Rectangle {
                         y: 8
                         width: parent.width - 20
                         spacing: 8
-                        Icon { symbol: "xmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Icon { symbol: "xmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                         Text {
                             objectName: "storageText"
                             width: parent.width - 22
                             text: popover.storageProblem
                             wrapMode: Text.WordWrap
                             font.pixelSize: 12
-                            color: theme.text
+                            color: Theme.text
                             anchors.verticalCenter: parent.verticalCenter
                         }
                     }
@@ -177,9 +178,9 @@ Rectangle {
                 topPadding: 40
                 bottomPadding: 40
                 spacing: 12
-                Icon { symbol: "server.rack"; size: 34; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
-                Text { text: "No sources yet"; font.pixelSize: 13; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
-                Text { text: "Add a source to start monitoring."; font.pixelSize: 11; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+                Icon { symbol: "server.rack"; size: 34; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+                Text { text: "No sources yet"; font.pixelSize: 13; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+                Text { text: "Add a source to start monitoring."; font.pixelSize: 11; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
                 ProminentPill {
                     objectName: "addFirstSource"
                     text: "Add first source"
@@ -206,15 +207,15 @@ Rectangle {
                     spacing: 8
                     Row {
                         spacing: 6
-                        Icon { symbol: "questionmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
-                        Text { text: "Tracking is currently inactive"; font.pixelSize: 12; font.weight: Font.DemiBold; color: theme.text }
+                        Icon { symbol: "questionmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Text { text: "Tracking is currently inactive"; font.pixelSize: 12; font.weight: Font.DemiBold; color: Theme.text }
                     }
                     Text {
                         width: parent.width - 16
                         wrapMode: Text.WordWrap
                         text: "Click the play button in the toolbar below to resume live monitoring."
                         font.pixelSize: 11
-                        color: theme.secondary
+                        color: Theme.secondary
                     }
                 }
 
@@ -224,7 +225,7 @@ Rectangle {
                     width: parent.width - 20
                     height: hushRow.implicitHeight + 16
                     radius: 8
-                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+                    color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
                     Accessible.role: Accessible.AlertMessage
                     Accessible.name: popover.hushText
                     Row {
@@ -233,14 +234,14 @@ Rectangle {
                         y: 8
                         width: parent.width - 20
                         spacing: 8
-                        Icon { symbol: popover.offline ? "wifi.slash" : "questionmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Icon { symbol: popover.offline ? "wifi.slash" : "questionmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                         Text {
                             objectName: "hushText"
                             width: parent.width - 22
                             text: popover.hushText
                             wrapMode: Text.WordWrap
                             font.pixelSize: 12
-                            color: theme.text
+                            color: Theme.text
                             anchors.verticalCenter: parent.verticalCenter
                         }
                     }
@@ -252,8 +253,8 @@ Rectangle {
                     width: parent.width - 20
                     height: Math.max(snoozeAllLabel.implicitHeight, resumeAll.implicitHeight) + 12
                     radius: 8
-                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
-                    Icon { id: snoozeAllIcon; x: 10; symbol: "bell.slash"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                    color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
+                    Icon { id: snoozeAllIcon; x: 10; symbol: "bell.slash"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                     Text {
                         id: snoozeAllLabel
                         objectName: "snoozeAllText"
@@ -265,7 +266,7 @@ Rectangle {
                         text: popover.snoozeAllText
                         wrapMode: Text.WordWrap
                         font.pixelSize: 12
-                        color: theme.text
+                        color: Theme.text
                     }
                     GhostPill {
                         id: resumeAll
@@ -294,8 +295,8 @@ Rectangle {
                         width: parent.width - 20
                         height: cardColumn.implicitHeight
                         radius: 10
-                        color: theme.cardFill
-                        border.color: activeFocus ? prefs.accent : theme.hairline
+                        color: Theme.cardFill
+                        border.color: activeFocus ? Preferences.accent : Theme.hairline
                         activeFocusOnTab: true
                         Accessible.role: Accessible.Grouping
                         Accessible.name: (card.row.name || "") + (card.snoozeLabel !== "" ? ", " + card.snoozeLabel : "")
@@ -344,14 +345,14 @@ Rectangle {
                                 x: 12
                                 spacing: 5
                                 bottomPadding: 7
-                                Icon { symbol: "bell.slash"; size: 11; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
-                                Text { text: card.snoozeLabel; font.pixelSize: 11; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                                Icon { symbol: "bell.slash"; size: 11; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                                Text { text: card.snoozeLabel; font.pixelSize: 11; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
                             }
                             Rectangle {
                                 visible: card.isGroup && card.childRows.length > 0
                                 width: parent.width
                                 height: childColumn.implicitHeight
-                                color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.02)
+                                color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.02)
                                 radius: 10
                                 Column {
                                     id: childColumn
@@ -388,7 +389,7 @@ Rectangle {
             width: parent.width
             height: parent.height + radius
             radius: 12
-            color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.08)
+            color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.08)
         }
         Row {
             anchors.fill: parent

@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // "12s ago", redrawn every five seconds counted from the date itself, not from when it appeared.
 Text {
@@ -7,7 +8,7 @@ Text {
     property int tick: 0
     text: { tick; return popover.relativeTime(date) }
     font.pixelSize: 10
-    color: theme.secondary
+    color: Theme.secondary
     Timer {
         id: timer
         running: label.visible

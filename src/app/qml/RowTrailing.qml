@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // The right-hand end of a row: the down word alone, or sparkline and latency.
 Row {
@@ -18,7 +19,7 @@ Row {
     }
     Sparkline {
         objectName: "sparkline"
-        visible: prefs.showSparklines && trailing.history.length >= 2 && trailing.status !== "down"
+        visible: Preferences.showSparklines && trailing.history.length >= 2 && trailing.status !== "down"
         values: trailing.history
         width: 44
         height: 16

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // The settings window: the sources with everything that acts on one of them, and the general
 // preferences. Every change is applied and saved at once.
@@ -9,7 +10,7 @@ Rectangle {
     property string tab: "sources"
     width: 480
     height: 540
-    color: theme.window
+    color: Theme.window
     Accessible.role: Accessible.Pane
     Accessible.name: "Tidewatch Settings"
     Keys.onEscapePressed: hostWindow.close()
@@ -41,13 +42,13 @@ Rectangle {
                     text: tabButton.text
                     font.pixelSize: 13
                     font.weight: Font.DemiBold
-                    color: tabButton.selected ? prefs.onAccent : theme.text
+                    color: tabButton.selected ? Preferences.onAccent : Theme.text
                 }
                 background: Rectangle {
                     radius: height / 2
-                    color: tabButton.selected ? prefs.accent : "transparent"
+                    color: tabButton.selected ? Preferences.accent : "transparent"
                     border.width: tabButton.visualFocus ? 2 : 0
-                    border.color: theme.text
+                    border.color: Theme.text
                 }
             }
         }
@@ -64,7 +65,7 @@ Rectangle {
         width: parent.width - 32
         height: visible ? storageRow.implicitHeight + 16 : 0
         radius: 8
-        color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+        color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
         Accessible.role: Accessible.AlertMessage
         Accessible.name: settings.storageProblem
         Row {
@@ -73,14 +74,14 @@ Rectangle {
             y: 8
             width: parent.width - 20
             spacing: 8
-            Icon { symbol: "xmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+            Icon { symbol: "xmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
             Text {
                 objectName: "settings.storageProblemText"
                 width: parent.width - 22
                 text: settings.storageProblem
                 wrapMode: Text.WordWrap
                 font.pixelSize: 12
-                color: theme.text
+                color: Theme.text
                 anchors.verticalCenter: parent.verticalCenter
             }
         }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import "DragOrder.js" as DragOrder
+import Tidewatch
 
 // One source: grip, kind tile, name with its status dot, what it watches and when it last answered,
 // the edit, mute and delete buttons, and below them the source's widgets.
@@ -28,8 +29,8 @@ Column {
             width: 32
             height: 32
             radius: 8
-            color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.05)
-            Icon { anchors.centerIn: parent; symbol: root.source.symbol; size: 16; color: theme.text }
+            color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.05)
+            Icon { anchors.centerIn: parent; symbol: root.source.symbol; size: 16; color: Theme.text }
         }
         Column {
             anchors.left: tile.right
@@ -56,19 +57,19 @@ Column {
                     elide: Text.ElideRight
                     font.pixelSize: 13
                     font.weight: Font.DemiBold
-                    color: theme.text
+                    color: Theme.text
                 }
             }
             Row {
                 spacing: 6
                 width: parent.width
-                Text { id: kind; text: root.source.kindLabel; font.pixelSize: 11; color: theme.secondary }
+                Text { id: kind; text: root.source.kindLabel; font.pixelSize: 11; color: Theme.secondary }
                 Text {
                     width: Math.min(implicitWidth, parent.width - kind.width - when.width - 12)
                     text: root.source.target
                     elide: Text.ElideMiddle
                     font.pixelSize: 11
-                    color: theme.secondary
+                    color: Theme.secondary
                 }
                 Text {
                     id: when
@@ -76,7 +77,7 @@ Column {
                     visible: !isNaN(root.source.fetchedAt.getTime())
                     text: { tick; return visible ? settings.relativeTime(root.source.fetchedAt) : "" }
                     font.pixelSize: 11
-                    color: theme.secondary
+                    color: Theme.secondary
                     Timer { running: when.visible; interval: 5000; repeat: true; onTriggered: when.tick++ }
                 }
             }
@@ -113,7 +114,7 @@ Column {
         x: 24
         width: parent.width - 24
         spacing: 4
-        Text { text: "Widgets"; font.pixelSize: 10; font.weight: Font.DemiBold; color: theme.secondary }
+        Text { text: "Widgets"; font.pixelSize: 10; font.weight: Font.DemiBold; color: Theme.secondary }
         Text {
             objectName: "settings.source.noWidgets"
             visible: root.source.widgets.length === 0
@@ -121,7 +122,7 @@ Column {
             wrapMode: Text.WordWrap
             text: "Widgets appear after this source's first successful poll."
             font.pixelSize: 11
-            color: theme.secondary
+            color: Theme.secondary
         }
         Rectangle {
             visible: root.source.widgets.length > 0
@@ -129,7 +130,7 @@ Column {
             height: widgetColumn.implicitHeight + 8
             radius: 12
             color: "transparent"
-            border.color: theme.hairline
+            border.color: Theme.hairline
             Item {
                 anchors.fill: parent
                 anchors.margins: 4
@@ -168,7 +169,7 @@ Column {
                                 text: widgetRow.modelData.name
                                 elide: Text.ElideRight
                                 font.pixelSize: 13
-                                color: widgetRow.modelData.hidden ? theme.secondary : theme.text
+                                color: widgetRow.modelData.hidden ? Theme.secondary : Theme.text
                             }
                             SymbolButton {
                                 id: eye

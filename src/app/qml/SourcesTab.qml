@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import "DragOrder.js" as DragOrder
+import Tidewatch
 
 // The sources in the user's order. A drag on a row's handle reorders; each row carries its widgets,
 // which can be hidden from the popover and reordered the same way.
@@ -13,14 +14,14 @@ Item {
         anchors.centerIn: parent
         width: parent.width - 80
         spacing: 12
-        Icon { symbol: "server.rack"; size: 40; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+        Icon { symbol: "server.rack"; size: 40; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
         Text {
             width: parent.width
             horizontalAlignment: Text.AlignHCenter
             text: "No Sources Yet"
             font.pixelSize: 17
             font.bold: true
-            color: theme.text
+            color: Theme.text
         }
         Text {
             width: parent.width
@@ -28,7 +29,7 @@ Item {
             wrapMode: Text.WordWrap
             text: "Tidewatch watches the services, hosts, and game servers you add here."
             font.pixelSize: 12
-            color: theme.secondary
+            color: Theme.secondary
         }
         ProminentPill {
             objectName: "settings.sources.addFirst"
@@ -81,7 +82,7 @@ Item {
         anchors.bottom: parent.bottom
         width: parent.width
         height: visible ? 52 : 0
-        Rectangle { width: parent.width; height: 1; color: theme.hairline }
+        Rectangle { width: parent.width; height: 1; color: Theme.hairline }
         GhostPill {
             objectName: "settings.sources.add"
             anchors.centerIn: parent

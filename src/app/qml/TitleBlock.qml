@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // A row's name and, when there is one, its second line.
 Column {
@@ -11,7 +12,7 @@ Column {
         elide: Text.ElideRight
         font.pixelSize: 13
         font.weight: Font.DemiBold
-        color: theme.text
+        color: Theme.text
     }
     Text {
         width: parent.width
@@ -19,6 +20,6 @@ Column {
         text: subtitle
         elide: Text.ElideRight
         font.pixelSize: 10
-        color: theme.secondary
+        color: Theme.secondary
     }
 }
