@@ -23,7 +23,6 @@
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QFile>
-#include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickView>
 #include <QTimer>

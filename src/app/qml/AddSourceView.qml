@@ -7,6 +7,8 @@ import Tidewatch
 // chosen kind. Everything it decides comes from `sheet` (SourceSheetController).
 Rectangle {
     id: root
+    required property SourceSheetController sheet
+    required property SourceEditor editor
     objectName: "source.sheet"
     width: 480
     height: 640
@@ -15,7 +17,7 @@ Rectangle {
     // a click on the selected row (so a double click too), Return or Space on it goes on to its form.
     property string selectedKind: ""
 
-    Keys.onEscapePressed: sheet.cancel()
+    Keys.onEscapePressed: root.sheet.cancel()
 
     ColumnLayout {
         anchors.fill: parent
@@ -27,14 +29,14 @@ Rectangle {
             spacing: 6
             SymbolButton {
                 objectName: "source.back"
-                visible: !sheet.choosing && !sheet.editing
+                visible: !root.sheet.choosing && !root.sheet.editing
                 symbol: "chevron.left"
                 tip: "Back"
-                onClicked: sheet.back()
+                onClicked: root.sheet.back()
             }
             Text {
                 objectName: "source.header"
-                text: sheet.header
+                text: root.sheet.header
                 color: Theme.text
                 font.pixelSize: 17
                 font.bold: true
@@ -44,7 +46,7 @@ Rectangle {
 
         // The chooser.
         ColumnLayout {
-            visible: sheet.choosing
+            visible: root.sheet.choosing
             spacing: 6
             Layout.fillWidth: true
             Layout.fillHeight: true
@@ -54,7 +56,7 @@ Rectangle {
                 font.pixelSize: 13
             }
             Repeater {
-                model: sheet.kinds
+                model: root.sheet.kinds
                 delegate: ItemDelegate {
                     required property var modelData
                     objectName: "source.kind." + modelData.kind
@@ -68,12 +70,12 @@ Rectangle {
                     Accessible.name: modelData.title
                     onClicked: {
                         if (highlighted)
-                            sheet.chooseKind(modelData.kind)
+                            root.sheet.chooseKind(modelData.kind)
                         else
                             root.selectedKind = modelData.kind
                     }
                     // A double click's second click comes as this alone.
-                    onDoubleClicked: sheet.chooseKind(modelData.kind)
+                    onDoubleClicked: root.sheet.chooseKind(modelData.kind)
                     // The press of a click gives the focus first; only the click itself selects.
                     onActiveFocusChanged: if (activeFocus && focusReason !== Qt.MouseFocusReason)
                                               root.selectedKind = modelData.kind
@@ -118,7 +120,7 @@ Rectangle {
                 spacing: 8
                 Layout.fillWidth: true
                 Repeater {
-                    model: sheet.examples
+                    model: root.sheet.examples
                     delegate: GhostPill {
                         required property var modelData
                         objectName: "source.example." + modelData.example
@@ -141,7 +143,7 @@ Rectangle {
                                 color: Theme.text
                             }
                         }
-                        onClicked: sheet.chooseExample(modelData.example)
+                        onClicked: root.sheet.chooseExample(modelData.example)
                     }
                 }
             }
@@ -151,7 +153,7 @@ Rectangle {
         // The form.
         ScrollView {
             id: scroller
-            visible: !sheet.choosing
+            visible: !root.sheet.choosing
             Layout.fillWidth: true
             Layout.fillHeight: true
             contentWidth: availableWidth
@@ -164,80 +166,80 @@ Rectangle {
                 FormTextField {
                     objectName: "source.name"
                     label: "Name"
-                    value: sheet.displayName
-                    onEdited: text => sheet.displayName = text
+                    value: root.sheet.displayName
+                    onEdited: text => root.sheet.displayName = text
                 }
 
                 FormTextField {
                     objectName: "source.url"
-                    visible: sheet.kind === "kuma" || sheet.kind === "beszel" || sheet.kind === "httpPing"
-                             || sheet.kind === "jsonWidget"
-                    label: sheet.kind === "kuma" || sheet.kind === "beszel" ? "Server URL" : "URL"
-                    placeholder: sheet.kind === "kuma" ? "https://status.home.lan"
-                               : sheet.kind === "beszel" ? "https://beszel.home.lan" : ""
-                    value: sheet.baseURL
-                    hint: sheet.urlHint
-                    onEdited: text => sheet.baseURL = text
+                    visible: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" || root.sheet.kind === "httpPing"
+                             || root.sheet.kind === "jsonWidget"
+                    label: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" ? "Server URL" : "URL"
+                    placeholder: root.sheet.kind === "kuma" ? "https://status.home.lan"
+                               : root.sheet.kind === "beszel" ? "https://beszel.home.lan" : ""
+                    value: root.sheet.baseURL
+                    hint: root.sheet.urlHint
+                    onEdited: text => root.sheet.baseURL = text
                 }
                 FormTextField {
                     objectName: "source.username"
-                    visible: sheet.kind === "kuma"
+                    visible: root.sheet.kind === "kuma"
                     label: "Username (Metrics Auth)"
-                    value: sheet.username
-                    onEdited: text => sheet.username = text
+                    value: root.sheet.username
+                    onEdited: text => root.sheet.username = text
                 }
                 FormTextField {
                     objectName: "source.secret"
-                    visible: sheet.kind === "kuma" || sheet.kind === "beszel" || sheet.kind === "jsonWidget"
-                    label: sheet.kind === "kuma" ? "Password (API Key)"
-                         : sheet.kind === "beszel" ? "API Token" : "Bearer Token (Optional)"
+                    visible: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" || root.sheet.kind === "jsonWidget"
+                    label: root.sheet.kind === "kuma" ? "Password (API Key)"
+                         : root.sheet.kind === "beszel" ? "API Token" : "Bearer Token (Optional)"
                     secure: true
-                    placeholder: sheet.hasStoredSecret ? "Leave blank to keep the current secret" : ""
-                    value: sheet.secret
-                    onEdited: text => sheet.secret = text
+                    placeholder: root.sheet.hasStoredSecret ? "Leave blank to keep the current secret" : ""
+                    value: root.sheet.secret
+                    onEdited: text => root.sheet.secret = text
                 }
                 FormTextField {
                     objectName: "source.slug"
-                    visible: sheet.kind === "kuma"
+                    visible: root.sheet.kind === "kuma"
                     label: "Or Status Page Slug"
                     placeholder: "public"
-                    value: sheet.statusPageSlug
-                    onEdited: text => sheet.statusPageSlug = text
+                    value: root.sheet.statusPageSlug
+                    onEdited: text => root.sheet.statusPageSlug = text
                 }
                 RowLayout {
-                    visible: sheet.kind === "tcpPort" || sheet.kind === "icmpPing" || sheet.kind === "tlsCertificate"
+                    visible: root.sheet.kind === "tcpPort" || root.sheet.kind === "icmpPing" || root.sheet.kind === "tlsCertificate"
                     spacing: 8
                     Layout.fillWidth: true
                     FormTextField {
                         objectName: "source.host"
                         label: "Host"
                         placeholder: "nas.local"
-                        value: sheet.host
-                        hint: sheet.hostHint
-                        onEdited: text => sheet.host = text
+                        value: root.sheet.host
+                        hint: root.sheet.hostHint
+                        onEdited: text => root.sheet.host = text
                     }
                     FormTextField {
                         objectName: "source.port"
-                        visible: sheet.kind !== "icmpPing"
+                        visible: root.sheet.kind !== "icmpPing"
                         label: "Port"
-                        value: sheet.port
+                        value: root.sheet.port
                         Layout.fillWidth: false
                         Layout.preferredWidth: 90
-                        onEdited: text => sheet.port = text
+                        onEdited: text => root.sheet.port = text
                     }
                     FormTextField {
                         objectName: "source.pingCount"
-                        visible: sheet.kind === "icmpPing"
+                        visible: root.sheet.kind === "icmpPing"
                         label: "Echoes (1–5)"
-                        value: sheet.pingCount
+                        value: root.sheet.pingCount
                         Layout.fillWidth: false
                         Layout.preferredWidth: 110
-                        onEdited: text => sheet.pingCount = text
+                        onEdited: text => root.sheet.pingCount = text
                     }
                 }
                 Text {
                     objectName: "source.pingNote"
-                    visible: sheet.kind === "icmpPing"
+                    visible: root.sheet.kind === "icmpPing"
                     text: "Tidewatch pings without privileges, through the kernel's ping sockets. If the check "
                           + "reports that they are not allowed, allow your group with: "
                           + "sysctl -w net.ipv4.ping_group_range=\"0 2147483647\""
@@ -249,15 +251,15 @@ Rectangle {
 
                 // DNS record.
                 RowLayout {
-                    visible: sheet.kind === "dnsRecord"
+                    visible: root.sheet.kind === "dnsRecord"
                     spacing: 8
                     Layout.fillWidth: true
                     FormTextField {
                         objectName: "source.recordName"
                         label: "Name to Look Up"
                         placeholder: "nas.home.lan"
-                        value: sheet.recordName
-                        onEdited: text => sheet.recordName = text
+                        value: root.sheet.recordName
+                        onEdited: text => root.sheet.recordName = text
                     }
                     ColumnLayout {
                         spacing: 3
@@ -272,60 +274,60 @@ Rectangle {
                         ComboBox {
                             objectName: "source.recordType"
                             Layout.fillWidth: true
-                            model: sheet.recordTypes
-                            currentIndex: sheet.recordTypes.indexOf(sheet.recordType)
+                            model: root.sheet.recordTypes
+                            currentIndex: root.sheet.recordTypes.indexOf(root.sheet.recordType)
                             font.pixelSize: 13
                             Accessible.name: "Record Type"
-                            onActivated: index => sheet.recordType = sheet.recordTypes[index]
+                            onActivated: index => root.sheet.recordType = root.sheet.recordTypes[index]
                         }
                     }
                 }
                 FormTextField {
                     objectName: "source.expectedValue"
-                    visible: sheet.kind === "dnsRecord"
+                    visible: root.sheet.kind === "dnsRecord"
                     label: "Expected Value (Optional)"
-                    placeholder: sheet.recordType === "MX" ? "10 mail.home.lan"
-                               : sheet.recordType === "TXT" ? "v=spf1 -all"
-                               : sheet.recordType === "SRV" ? "10 5 443 nas.home.lan"
-                               : sheet.recordType === "CNAME" ? "nas.home.lan"
-                               : sheet.recordType === "AAAA" ? "fd00::20" : "192.168.1.20"
+                    placeholder: root.sheet.recordType === "MX" ? "10 mail.home.lan"
+                               : root.sheet.recordType === "TXT" ? "v=spf1 -all"
+                               : root.sheet.recordType === "SRV" ? "10 5 443 nas.home.lan"
+                               : root.sheet.recordType === "CNAME" ? "nas.home.lan"
+                               : root.sheet.recordType === "AAAA" ? "fd00::20" : "192.168.1.20"
                     hint: "Without one, any answer counts as up."
-                    value: sheet.expectedValue
-                    onEdited: text => sheet.expectedValue = text
+                    value: root.sheet.expectedValue
+                    onEdited: text => root.sheet.expectedValue = text
                 }
                 FormTextField {
                     objectName: "source.nameserver"
-                    visible: sheet.kind === "dnsRecord"
+                    visible: root.sheet.kind === "dnsRecord"
                     label: "Nameserver (Optional)"
                     placeholder: "192.168.1.1"
                     hint: "An IP address, asked on port 53. Without one, the system's resolver answers."
-                    value: sheet.nameserver
-                    onEdited: text => sheet.nameserver = text
+                    value: root.sheet.nameserver
+                    onEdited: text => root.sheet.nameserver = text
                 }
 
                 // TLS certificate.
                 RowLayout {
-                    visible: sheet.kind === "tlsCertificate"
+                    visible: root.sheet.kind === "tlsCertificate"
                     spacing: 8
                     Layout.fillWidth: true
                     FormTextField {
                         objectName: "source.sniName"
                         label: "Certificate Name (Optional)"
                         placeholder: "Same as the host"
-                        value: sheet.sniName
-                        onEdited: text => sheet.sniName = text
+                        value: root.sheet.sniName
+                        onEdited: text => root.sheet.sniName = text
                     }
                     FormTextField {
                         objectName: "source.warningDays"
                         label: "Warn Within (Days)"
-                        value: sheet.warningDays
+                        value: root.sheet.warningDays
                         Layout.fillWidth: false
                         Layout.preferredWidth: 150
-                        onEdited: text => sheet.warningDays = text
+                        onEdited: text => root.sheet.warningDays = text
                     }
                 }
                 ColumnLayout {
-                    visible: sheet.kind === "jsonWidget"
+                    visible: root.sheet.kind === "jsonWidget"
                     spacing: 3
                     Layout.fillWidth: true
                     Text {
@@ -338,12 +340,12 @@ Rectangle {
                         objectName: "source.fields"
                         Layout.fillWidth: true
                         Layout.preferredHeight: 90
-                        text: sheet.fieldsText
+                        text: root.sheet.fieldsText
                         font.family: "monospace"
                         font.pixelSize: 12
                         wrapMode: TextEdit.NoWrap
                         Accessible.name: "Fields"
-                        onTextChanged: if (activeFocus) sheet.fieldsText = text
+                        onTextChanged: if (activeFocus) root.sheet.fieldsText = text
                         background: Rectangle {
                             radius: 6
                             color: Theme.cardFill
@@ -354,16 +356,17 @@ Rectangle {
                 }
 
                 GameSourceForm {
-                    visible: sheet.kind === "gameServer"
+                    sheet: root.sheet
+                    visible: root.sheet.kind === "gameServer"
                 }
 
                 FormTextField {
                     objectName: "source.interval"
                     label: "Check Every (Seconds)"
-                    value: sheet.pollSeconds
+                    value: root.sheet.pollSeconds
                     Layout.fillWidth: false
                     Layout.preferredWidth: 160
-                    onEdited: text => sheet.pollSeconds = text
+                    onEdited: text => root.sheet.pollSeconds = text
                 }
 
                 // Alerts.
@@ -379,10 +382,10 @@ Rectangle {
                     Switch {
                         objectName: "source.alerts"
                         text: "Notify when this source goes down"
-                        checked: sheet.alertsEnabled
+                        checked: root.sheet.alertsEnabled
                         Accessible.name: "Alerts"
                         Accessible.description: alertsHelp.text
-                        onToggled: sheet.alertsEnabled = checked
+                        onToggled: root.sheet.alertsEnabled = checked
                     }
                     Text {
                         id: alertsHelp
@@ -394,11 +397,11 @@ Rectangle {
                         Layout.fillWidth: true
                     }
                     RowLayout {
-                        visible: sheet.alertsEnabled
+                        visible: root.sheet.alertsEnabled
                         spacing: 8
                         Text {
                             objectName: "source.thresholdLabel"
-                            text: "Alert after " + sheet.alertThreshold.toFixed(0) + " failed checks"
+                            text: "Alert after " + root.sheet.alertThreshold.toFixed(0) + " failed checks"
                             color: Theme.text
                             font.pixelSize: 13
                         }
@@ -408,9 +411,9 @@ Rectangle {
                             to: 10
                             stepSize: 1
                             editable: false
-                            value: sheet.alertThreshold
+                            value: root.sheet.alertThreshold
                             Accessible.name: "Alert after " + value + " failed checks"
-                            onValueModified: sheet.alertThreshold = value
+                            onValueModified: root.sheet.alertThreshold = value
                         }
                     }
                 }
@@ -419,8 +422,8 @@ Rectangle {
 
         Text {
             objectName: "source.error"
-            visible: !sheet.choosing && text !== ""
-            text: sheet.validationMessage
+            visible: !root.sheet.choosing && text !== ""
+            text: root.sheet.validationMessage
             color: "#d93025"
             font.pixelSize: 12
             wrapMode: Text.WordWrap
@@ -430,19 +433,19 @@ Rectangle {
         // The whole answer of a test, wrapped: a reason cut to "Conne…" tells the user nothing.
         RowLayout {
             objectName: "source.testStatus"
-            visible: !sheet.choosing && sheet.testPassed !== undefined && sheet.testPassed !== null
+            visible: !root.sheet.choosing && root.sheet.testPassed !== undefined && root.sheet.testPassed !== null
             spacing: 6
             Layout.fillWidth: true
             Icon {
                 Layout.alignment: Qt.AlignTop
                 Layout.topMargin: 1
-                symbol: sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
-                color: sheet.testPassed === true ? "#34a853" : "#d93025"
+                symbol: root.sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
+                color: root.sheet.testPassed === true ? "#34a853" : "#d93025"
                 size: 14
             }
             Text {
                 objectName: "source.testText"
-                text: sheet.testPassed === true ? "Connected" : "Failed: " + sheet.testText
+                text: root.sheet.testPassed === true ? "Connected" : "Failed: " + root.sheet.testText
                 color: Theme.text
                 font.pixelSize: 12
                 wrapMode: Text.Wrap
@@ -460,33 +463,33 @@ Rectangle {
                 objectName: "source.cancel"
                 text: "Cancel"
                 Accessible.name: "Cancel"
-                onClicked: sheet.cancel()
+                onClicked: root.sheet.cancel()
             }
             GhostPill {
                 objectName: "source.test"
-                visible: !sheet.choosing
-                text: sheet.testing ? "Testing…" : "Test Connection"
+                visible: !root.sheet.choosing
+                text: root.sheet.testing ? "Testing…" : "Test Connection"
                 Accessible.name: text
-                enabled: sheet.complete && !sheet.testing
-                onClicked: sheet.testConnection()
+                enabled: root.sheet.complete && !root.sheet.testing
+                onClicked: root.sheet.testConnection()
             }
             ProminentPill {
                 objectName: "source.save"
-                visible: !sheet.choosing
-                text: sheet.editing ? "Save Changes" : "Save Source"
+                visible: !root.sheet.choosing
+                text: root.sheet.editing ? "Save Changes" : "Save Source"
                 Accessible.name: text
-                enabled: sheet.complete && !sheet.testing && !sheet.saving
+                enabled: root.sheet.complete && !root.sheet.testing && !root.sheet.saving
                 opacity: enabled ? (down ? 0.8 : 1) : 0.45
-                onClicked: sheet.save()
+                onClicked: root.sheet.save()
             }
             ProminentPill {
                 objectName: "source.next"
-                visible: sheet.choosing
+                visible: root.sheet.choosing
                 text: "Next"
                 Accessible.name: "Next"
                 enabled: root.selectedKind !== ""
                 opacity: enabled ? (down ? 0.8 : 1) : 0.45
-                onClicked: sheet.chooseKind(root.selectedKind)
+                onClicked: root.sheet.chooseKind(root.selectedKind)
             }
         }
     }
@@ -503,21 +506,21 @@ Rectangle {
         Text {
             objectName: "source.saveFailedText"
             width: parent.width
-            text: sheet.saveError
+            text: root.sheet.saveError
             color: Theme.text
             font.pixelSize: 13
             wrapMode: Text.WordWrap
         }
-        onClosed: sheet.dismissSaveError()
+        onClosed: root.sheet.dismissSaveError()
     }
     Connections {
         target: sheet
         function onModeChanged() {
-            if (sheet.choosing)
+            if (root.sheet.choosing)
                 root.selectedKind = ""
         }
         function onStatusChanged() {
-            if (sheet.saveError !== "" && !saveFailed.opened)
+            if (root.sheet.saveError !== "" && !saveFailed.opened)
                 saveFailed.open()
         }
     }
@@ -525,12 +528,12 @@ Rectangle {
     MessageAlert {
         objectName: "source.question"
         anchors.fill: parent
-        title: editor.question !== "" ? "Discard Changes?" : ""
-        body: editor.question
+        title: root.editor.question !== "" ? "Discard Changes?" : ""
+        body: root.editor.question
         cancelTitle: "Keep Editing"
         actionTitle: "Discard"
         destructive: true
-        onDismissed: editor.keepEditing()
-        onAction: editor.discardChanges()
+        onDismissed: root.editor.keepEditing()
+        onAction: root.editor.discardChanges()
     }
 }

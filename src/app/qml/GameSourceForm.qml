@@ -7,13 +7,14 @@ import Tidewatch
 // secret, TLS and query port fields that only some games' query engines use.
 ColumnLayout {
     id: form
+    required property SourceSheetController sheet
     spacing: 10
     Layout.fillWidth: true
 
     // The picker's rows, flattened with their section's title for the list's section headers.
     readonly property var pickerRows: {
         var rows = []
-        var sections = sheet.gameSections
+        var sections = form.sheet.gameSections
         for (var s = 0; s < sections.length; ++s) {
             for (var g = 0; g < sections[s].games.length; ++g)
                 rows.push({ id: sections[s].games[g].id, name: sections[s].games[g].name, section: sections[s].title })
@@ -31,10 +32,10 @@ ColumnLayout {
         objectName: "source.gameSearch"
         Layout.fillWidth: true
         placeholderText: "Search Games"
-        text: sheet.gameSearch
+        text: form.sheet.gameSearch
         font.pixelSize: 13
         Accessible.name: "Search Games"
-        onTextEdited: sheet.gameSearch = text
+        onTextEdited: form.sheet.gameSearch = text
     }
     Rectangle {
         Layout.fillWidth: true
@@ -69,7 +70,7 @@ ColumnLayout {
                 objectName: "source.game." + modelData.id
                 width: ListView.view.width
                 height: 24
-                highlighted: modelData.id === sheet.gameID
+                highlighted: modelData.id === form.sheet.gameID
                 focusPolicy: Qt.StrongFocus
                 Accessible.name: modelData.name
                 Accessible.role: Accessible.ListItem
@@ -86,14 +87,14 @@ ColumnLayout {
                     border.width: parent.visualFocus ? 1 : 0
                     border.color: Preferences.accent
                 }
-                onClicked: sheet.gameID = modelData.id
+                onClicked: form.sheet.gameID = modelData.id
             }
         }
     }
     Text {
         objectName: "source.setupNote"
-        visible: sheet.setupNote !== ""
-        text: sheet.setupNote
+        visible: form.sheet.setupNote !== ""
+        text: form.sheet.setupNote
         color: Theme.secondary
         font.pixelSize: 11
         wrapMode: Text.WordWrap
@@ -107,30 +108,30 @@ ColumnLayout {
             objectName: "source.host"
             label: "Host"
             placeholder: "mc.home.lan"
-            value: sheet.host
-            hint: sheet.hostHint
-            onEdited: text => sheet.host = text
+            value: form.sheet.host
+            hint: form.sheet.hostHint
+            onEdited: text => form.sheet.host = text
         }
         FormTextField {
             objectName: "source.port"
             label: "Port"
-            value: sheet.port
+            value: form.sheet.port
             Layout.fillWidth: false
             Layout.preferredWidth: 90
-            onEdited: text => sheet.port = text
+            onEdited: text => form.sheet.port = text
         }
     }
 
     ColumnLayout {
-        visible: sheet.usesWebAPI
+        visible: form.sheet.usesWebAPI
         spacing: 2
         Layout.fillWidth: true
         Switch {
             objectName: "source.useTLS"
             text: "Use HTTPS"
-            checked: sheet.useTLS
+            checked: form.sheet.useTLS
             Accessible.name: "Use HTTPS"
-            onToggled: sheet.useTLS = checked
+            onToggled: form.sheet.useTLS = checked
         }
         Text {
             text: "Turn on when this server is behind a TLS proxy. Off sends every request over plain HTTP."
@@ -143,20 +144,20 @@ ColumnLayout {
 
     FormTextField {
         objectName: "source.gameSecret"
-        visible: sheet.credentialUse !== "none"
-        label: sheet.credentialUse === "required" ? "Admin Password" : "Players Token (Optional)"
+        visible: form.sheet.credentialUse !== "none"
+        label: form.sheet.credentialUse === "required" ? "Admin Password" : "Players Token (Optional)"
         secure: true
-        placeholder: sheet.hasStoredSecret ? "Leave blank to keep the current secret"
-                   : sheet.credentialUse === "required" ? "AdminPassword in PalWorldSettings.ini" : "sv_playersToken"
-        value: sheet.secret
-        onEdited: text => sheet.secret = text
+        placeholder: form.sheet.hasStoredSecret ? "Leave blank to keep the current secret"
+                   : form.sheet.credentialUse === "required" ? "AdminPassword in PalWorldSettings.ini" : "sv_playersToken"
+        value: form.sheet.secret
+        onEdited: text => form.sheet.secret = text
     }
     Text {
         objectName: "source.secretNote"
-        visible: sheet.credentialUse !== "none"
-        text: sheet.credentialUse === "optional"
+        visible: form.sheet.credentialUse !== "none"
+        text: form.sheet.credentialUse === "optional"
               ? "Without a token the player count stays correct and the player names stay hidden."
-              : sheet.useTLS
+              : form.sheet.useTLS
                 ? "This is Palworld's admin password. Tidewatch only reads status, but the credential grants full control."
                 : "This is Palworld's admin password. Tidewatch only reads status, but the credential grants full control. Without HTTPS it goes over plain HTTP on every check, so use it on a trusted network only."
         color: Theme.secondary
@@ -166,7 +167,7 @@ ColumnLayout {
     }
 
     ColumnLayout {
-        visible: sheet.usesQueryPort
+        visible: form.sheet.usesQueryPort
         spacing: 4
         Layout.fillWidth: true
         property bool open: false
@@ -184,8 +185,8 @@ ColumnLayout {
             visible: advanced.checked
             label: "Query Port (Optional)"
             placeholder: "Leave blank to find it"
-            value: sheet.gameQueryPort
-            onEdited: text => sheet.gameQueryPort = text
+            value: form.sheet.gameQueryPort
+            onEdited: text => form.sheet.gameQueryPort = text
         }
     }
 }

@@ -5,6 +5,7 @@ import Tidewatch
 // Every preference not tied to one source, the sources file, and the update check.
 Item {
     id: root
+    required property SettingsController settings
 
     Flickable {
         id: scroller
@@ -25,8 +26,8 @@ Item {
                 SwitchRow {
                     objectName: "general.launchAtLogin"
                     label: "Launch at login"
-                    checked: settings.launchAtLogin
-                    onToggled: (on) => settings.launchAtLogin = on
+                    checked: root.settings.launchAtLogin
+                    onToggled: (on) => root.settings.launchAtLogin = on
                 }
                 Divider {}
                 Item {
@@ -39,7 +40,7 @@ Item {
                         anchors.right: parent.right
                         text: "Show Again"
                         Accessible.name: text
-                        onClicked: settings.showOnboarding()
+                        onClicked: root.settings.showOnboarding()
                     }
                 }
             }
@@ -57,9 +58,9 @@ Item {
                         width: parent.width - permissionLabel.width - 16
                         horizontalAlignment: Text.AlignRight
                         wrapMode: Text.WordWrap
-                        text: settings.permissionText
+                        text: root.settings.permissionText
                         font.pixelSize: 11
-                        color: settings.permissionDenied ? "#E5484D" : Theme.secondary
+                        color: root.settings.permissionDenied ? "#E5484D" : Theme.secondary
                     }
                 }
                 Divider {}
@@ -159,9 +160,9 @@ Item {
                         width: parent.width - keyringLabel.width - 16
                         horizontalAlignment: Text.AlignRight
                         wrapMode: Text.WordWrap
-                        text: settings.keyringText
+                        text: root.settings.keyringText
                         font.pixelSize: 11
-                        color: settings.keyringMissing ? "#E5484D" : Theme.secondary
+                        color: root.settings.keyringMissing ? "#E5484D" : Theme.secondary
                     }
                 }
             }
@@ -217,13 +218,13 @@ Item {
                         objectName: "general.export"
                         text: "Export…"
                         Accessible.name: text
-                        onClicked: settings.exportSources()
+                        onClicked: root.settings.exportSources()
                     }
                     GhostPill {
                         objectName: "general.import"
                         text: "Import…"
                         Accessible.name: text
-                        onClicked: settings.importSources()
+                        onClicked: root.settings.importSources()
                     }
                 }
             }
@@ -245,7 +246,7 @@ Item {
                     anchors.left: appIcon.right
                     anchors.leftMargin: 8
                     anchors.verticalCenter: parent.verticalCenter
-                    text: "Tidewatch v" + settings.version
+                    text: "Tidewatch v" + root.settings.version
                     font.pixelSize: 13
                     font.weight: Font.DemiBold
                     color: Theme.text
@@ -254,10 +255,10 @@ Item {
                     objectName: "general.checkForUpdates"
                     anchors.right: parent.right
                     anchors.verticalCenter: parent.verticalCenter
-                    text: settings.checking ? "Checking…" : "Check for Updates"
-                    enabled: !settings.checking
+                    text: root.settings.checking ? "Checking…" : "Check for Updates"
+                    enabled: !root.settings.checking
                     Accessible.name: "Check for Updates"
-                    onClicked: settings.checkForUpdates()
+                    onClicked: root.settings.checkForUpdates()
                 }
             }
         }

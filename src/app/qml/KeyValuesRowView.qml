@@ -3,20 +3,21 @@ import Tidewatch
 
 // A custom JSON endpoint: a title over labelled values, in the order the user gave them.
 RowChrome {
+    id: view
     property var row
     Accessible.role: Accessible.ListItem
-    Accessible.name: row.name
+    Accessible.name: view.row.name
     Column {
         width: parent.width
         spacing: 3
         Text {
-            text: row.name
+            text: view.row.name
             font.pixelSize: 13
             font.weight: Font.DemiBold
             color: Theme.text
         }
         Repeater {
-            model: row.fields
+            model: view.row.fields
             delegate: Item {
                 required property var modelData
                 width: parent.width

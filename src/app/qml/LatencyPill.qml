@@ -4,9 +4,10 @@ import Tidewatch
 // "12ms" in a capsule outlined in the accent colour.
 Rectangle {
     id: pill
+    required property PopoverController popover
     property var latencyMs
     property string prefix: ""
-    readonly property string text: popover.latencyText(prefix, latencyMs)
+    readonly property string text: pill.popover.latencyText(prefix, latencyMs)
     implicitWidth: row.implicitWidth + 16
     implicitHeight: row.implicitHeight + 6
     radius: height / 2

@@ -5,11 +5,12 @@ import Tidewatch
 // A percentage as a ring filled clockwise from the top, with its label underneath.
 Column {
     id: ring
+    required property PopoverController popover
     property string label
     property var pct
     spacing: 2
     Accessible.role: Accessible.StaticText
-    Accessible.name: label + " " + popover.ringText(pct)
+    Accessible.name: label + " " + ring.popover.ringText(pct)
     Item {
         width: 26
         height: 26
@@ -25,20 +26,20 @@ Column {
                 PathAngleArc { centerX: 13; centerY: 13; radiusX: 11.5; radiusY: 11.5; startAngle: 0; sweepAngle: 360 }
             }
             ShapePath {
-                strokeColor: popover.ringColour(ring.pct, Preferences.accent)
+                strokeColor: ring.popover.ringColour(ring.pct, Preferences.accent)
                 strokeWidth: 3
                 fillColor: "transparent"
                 capStyle: ShapePath.RoundCap
                 PathAngleArc {
                     centerX: 13; centerY: 13; radiusX: 11.5; radiusY: 11.5
                     startAngle: -90
-                    sweepAngle: 360 * popover.ringFraction(ring.pct)
+                    sweepAngle: 360 * ring.popover.ringFraction(ring.pct)
                 }
             }
         }
         Text {
             anchors.centerIn: parent
-            text: popover.ringText(ring.pct)
+            text: ring.popover.ringText(ring.pct)
             font.pixelSize: 7
             font.weight: Font.DemiBold
             color: Theme.text

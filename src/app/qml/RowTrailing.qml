@@ -4,6 +4,7 @@ import Tidewatch
 // The right-hand end of a row: the down word alone, or sparkline and latency.
 Row {
     id: trailing
+    required property PopoverController popover
     property string status
     property string downText
     property var latencyMs
@@ -14,7 +15,7 @@ Row {
         text: trailing.downText
         font.pixelSize: 11
         font.weight: Font.DemiBold
-        color: popover.statusColourOf("down")
+        color: trailing.popover.statusColourOf("down")
         anchors.verticalCenter: parent.verticalCenter
     }
     Sparkline {
@@ -26,6 +27,7 @@ Row {
         anchors.verticalCenter: parent.verticalCenter
     }
     LatencyPill {
+        popover: trailing.popover
         visible: trailing.status !== "down"
         latencyMs: trailing.latencyMs
         anchors.verticalCenter: parent.verticalCenter

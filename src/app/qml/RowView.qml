@@ -1,8 +1,10 @@
 import QtQuick
+import Tidewatch
 
 // Picks the view for one row description.
 Loader {
     id: loader
+    required property PopoverController popover
     property var row
     signal toggled()
     sourceComponent: {
@@ -23,10 +25,10 @@ Loader {
         }
         return service
     }
-    Component { id: message; MessageRowView { row: loader.row; width: loader.width } }
-    Component { id: header; GroupHeaderRowView { row: loader.row; width: loader.width; onToggled: loader.toggled() } }
-    Component { id: host; HostRowView { row: loader.row; width: loader.width } }
-    Component { id: game; GameRowView { row: loader.row; width: loader.width } }
+    Component { id: message; MessageRowView { popover: loader.popover; row: loader.row; width: loader.width } }
+    Component { id: header; GroupHeaderRowView { popover: loader.popover; row: loader.row; width: loader.width; onToggled: loader.toggled() } }
+    Component { id: host; HostRowView { popover: loader.popover; row: loader.row; width: loader.width } }
+    Component { id: game; GameRowView { popover: loader.popover; row: loader.row; width: loader.width } }
     Component { id: keyValues; KeyValuesRowView { row: loader.row; width: loader.width } }
-    Component { id: service; ServiceRowView { row: loader.row; width: loader.width } }
+    Component { id: service; ServiceRowView { popover: loader.popover; row: loader.row; width: loader.width } }
 }

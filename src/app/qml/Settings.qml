@@ -6,6 +6,8 @@ import Tidewatch
 // preferences. Every change is applied and saved at once.
 Rectangle {
     id: root
+    required property SettingsController settings
+    required property QmlWindow hostWindow
     objectName: "settings.root"
     property string tab: "sources"
     width: 480
@@ -13,7 +15,7 @@ Rectangle {
     color: Theme.window
     Accessible.role: Accessible.Pane
     Accessible.name: "Tidewatch Settings"
-    Keys.onEscapePressed: hostWindow.close()
+    Keys.onEscapePressed: root.hostWindow.close()
 
     Row {
         id: tabBar
@@ -58,7 +60,7 @@ Rectangle {
     Rectangle {
         id: storageBanner
         objectName: "settings.storageProblem"
-        visible: settings.storageProblem !== ""
+        visible: root.settings.storageProblem !== ""
         anchors.top: tabBar.bottom
         anchors.topMargin: visible ? 12 : 0
         x: 16
@@ -67,7 +69,7 @@ Rectangle {
         radius: 8
         color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
         Accessible.role: Accessible.AlertMessage
-        Accessible.name: settings.storageProblem
+        Accessible.name: root.settings.storageProblem
         Row {
             id: storageRow
             x: 10
@@ -78,7 +80,7 @@ Rectangle {
             Text {
                 objectName: "settings.storageProblemText"
                 width: parent.width - 22
-                text: settings.storageProblem
+                text: root.settings.storageProblem
                 wrapMode: Text.WordWrap
                 font.pixelSize: 12
                 color: Theme.text
@@ -94,19 +96,19 @@ Rectangle {
         anchors.bottom: parent.bottom
         width: parent.width
 
-        SourcesTab { anchors.fill: parent; visible: root.tab === "sources" }
-        GeneralTab { anchors.fill: parent; visible: root.tab === "general" }
+        SourcesTab { settings: root.settings; anchors.fill: parent; visible: root.tab === "sources" }
+        GeneralTab { settings: root.settings; anchors.fill: parent; visible: root.tab === "general" }
     }
 
     MessageAlert {
         id: alert
         objectName: "settings.alert"
         anchors.fill: parent
-        title: settings.alertTitle
-        body: settings.alertBody
-        actionTitle: settings.confirmingImport ? "Replace" : settings.alertActionTitle
-        cancelTitle: settings.confirmingImport ? "Cancel" : "OK"
-        onDismissed: settings.confirmingImport ? settings.cancelImport() : settings.dismissAlert()
-        onAction: settings.confirmingImport ? settings.confirmImport() : settings.runAlertAction()
+        title: root.settings.alertTitle
+        body: root.settings.alertBody
+        actionTitle: root.settings.confirmingImport ? "Replace" : root.settings.alertActionTitle
+        cancelTitle: root.settings.confirmingImport ? "Cancel" : "OK"
+        onDismissed: root.settings.confirmingImport ? root.settings.cancelImport() : root.settings.dismissAlert()
+        onAction: root.settings.confirmingImport ? root.settings.confirmImport() : root.settings.runAlertAction()
     }
 }

@@ -7,6 +7,7 @@ import Tidewatch
 // the edit, mute and delete buttons, and below them the source's widgets.
 Column {
     id: root
+    required property SettingsController settings
     property var source
     signal dropped(real y)
     spacing: 6
@@ -75,7 +76,7 @@ Column {
                     id: when
                     property int tick: 0
                     visible: !isNaN(root.source.fetchedAt.getTime())
-                    text: { tick; return visible ? settings.relativeTime(root.source.fetchedAt) : "" }
+                    text: { tick; return visible ? root.settings.relativeTime(root.source.fetchedAt) : "" }
                     font.pixelSize: 11
                     color: Theme.secondary
                     Timer { running: when.visible; interval: 5000; repeat: true; onTriggered: when.tick++ }
@@ -91,7 +92,7 @@ Column {
                 objectName: "settings.source.edit"
                 symbol: "pencil"
                 tip: "Edit " + root.source.name
-                onClicked: settings.editSource(root.source.id)
+                onClicked: root.settings.editSource(root.source.id)
             }
             SymbolButton {
                 objectName: "settings.source.alerts"
@@ -99,13 +100,13 @@ Column {
                 tip: root.source.alertsEnabled ? "Notify when this source, or anything it reports on, goes down"
                                                : "Notify when this source, or anything it reports on, goes down; an outage under way when alerts are turned on, and its recovery, stay untold"
                 Accessible.name: (root.source.alertsEnabled ? "Mute alerts for " : "Unmute alerts for ") + root.source.name
-                onClicked: settings.toggleAlerts(root.source.id)
+                onClicked: root.settings.toggleAlerts(root.source.id)
             }
             SymbolButton {
                 objectName: "settings.source.delete"
                 symbol: "trash"
                 tip: "Delete " + root.source.name
-                onClicked: settings.deleteSource(root.source.id)
+                onClicked: root.settings.deleteSource(root.source.id)
             }
         }
     }
@@ -157,7 +158,7 @@ Column {
                                     const target = DragOrder.target(widgetRows, widgetColumn, widgetRow.index,
                                                                     mapToItem(widgetColumn, 0, y).y)
                                     if (target >= 0)
-                                        settings.moveWidget(root.source.id, widgetRow.index, target)
+                                        root.settings.moveWidget(root.source.id, widgetRow.index, target)
                                 }
                             }
                             Text {
@@ -178,7 +179,7 @@ Column {
                                 anchors.verticalCenter: parent.verticalCenter
                                 symbol: widgetRow.modelData.hidden ? "eye.slash" : "eye"
                                 tip: (widgetRow.modelData.hidden ? "Show " : "Hide ") + widgetRow.modelData.name
-                                onClicked: settings.toggleHidden(widgetRow.modelData.key)
+                                onClicked: root.settings.toggleHidden(widgetRow.modelData.key)
                             }
                         }
                     }

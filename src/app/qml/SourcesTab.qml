@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import "DragOrder.js" as DragOrder
@@ -7,10 +9,11 @@ import Tidewatch
 // which can be hidden from the popover and reordered the same way.
 Item {
     id: root
+    required property SettingsController settings
 
     Column {
         objectName: "settings.sources.empty"
-        visible: settings.sources.count === 0
+        visible: root.settings.sources.count === 0
         anchors.centerIn: parent
         width: parent.width - 80
         spacing: 12
@@ -36,13 +39,13 @@ Item {
             anchors.horizontalCenter: parent.horizontalCenter
             text: "+  Add Your First Source"
             Accessible.name: "Add Your First Source"
-            onClicked: settings.addSource()
+            onClicked: root.settings.addSource()
         }
     }
 
     Flickable {
         id: scroller
-        visible: settings.sources.count > 0
+        visible: root.settings.sources.count > 0
         anchors.top: parent.top
         anchors.bottom: footer.top
         width: parent.width
@@ -59,8 +62,9 @@ Item {
             spacing: 10
             Repeater {
                 id: rows
-                model: settings.sources
+                model: root.settings.sources
                 delegate: SourceRow {
+                    settings: root.settings
                     required property var model
                     required property int index
                     width: list.width
@@ -69,7 +73,7 @@ Item {
                     onDropped: (y) => {
                         const target = DragOrder.target(rows, list, index, mapToItem(list, 0, y).y)
                         if (target >= 0)
-                            settings.moveSource(index, target)
+                            root.settings.moveSource(index, target)
                     }
                 }
             }
@@ -78,7 +82,7 @@ Item {
 
     Item {
         id: footer
-        visible: settings.sources.count > 0
+        visible: root.settings.sources.count > 0
         anchors.bottom: parent.bottom
         width: parent.width
         height: visible ? 52 : 0
@@ -88,7 +92,7 @@ Item {
             anchors.centerIn: parent
             text: "+  Add Source"
             Accessible.name: "Add Source"
-            onClicked: settings.addSource()
+            onClicked: root.settings.addSource()
         }
     }
 }
