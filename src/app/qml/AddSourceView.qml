@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
@@ -58,6 +60,7 @@ Rectangle {
             Repeater {
                 model: root.sheet.kinds
                 delegate: ItemDelegate {
+                    id: kindDelegate
                     required property var modelData
                     objectName: "source.kind." + modelData.kind
                     Layout.fillWidth: true
@@ -86,27 +89,27 @@ Rectangle {
                             height: 28
                             radius: 8
                             color: Qt.rgba(Preferences.accent.r, Preferences.accent.g, Preferences.accent.b, 0.14)
-                            Icon { anchors.centerIn: parent; symbol: modelData.icon; size: 16; color: Preferences.accent }
+                            Icon { anchors.centerIn: parent; symbol: kindDelegate.modelData.icon; size: 16; color: Preferences.accent }
                         }
                         Text {
-                            text: modelData.title
+                            text: kindDelegate.modelData.title
                             color: Theme.text
                             font.pixelSize: 14
                             font.weight: Font.DemiBold
                             Layout.fillWidth: true
                         }
                         Text {
-                            text: modelData.line
+                            text: kindDelegate.modelData.line
                             color: Theme.secondary
                             font.pixelSize: 12
                         }
                     }
                     background: Rectangle {
                         radius: 10
-                        color: parent.highlighted ? Qt.rgba(Preferences.accent.r, Preferences.accent.g, Preferences.accent.b, 0.18)
-                             : parent.hovered ? Theme.hairline : Theme.cardFill
-                        border.width: parent.visualFocus || parent.highlighted ? 2 : 1
-                        border.color: parent.visualFocus || parent.highlighted ? Preferences.accent : Theme.hairline
+                        color: kindDelegate.highlighted ? Qt.rgba(Preferences.accent.r, Preferences.accent.g, Preferences.accent.b, 0.18)
+                             : kindDelegate.hovered ? Theme.hairline : Theme.cardFill
+                        border.width: kindDelegate.visualFocus || kindDelegate.highlighted ? 2 : 1
+                        border.color: kindDelegate.visualFocus || kindDelegate.highlighted ? Preferences.accent : Theme.hairline
                     }
                 }
             }
@@ -122,28 +125,29 @@ Rectangle {
                 Repeater {
                     model: root.sheet.examples
                     delegate: GhostPill {
+                        id: example
                         required property var modelData
-                        objectName: "source.example." + modelData.example
-                        text: modelData.label
-                        Accessible.name: modelData.label
+                        objectName: "source.example." + example.modelData.example
+                        text: example.modelData.label
+                        Accessible.name: example.modelData.label
                         leftPadding: 10
                         contentItem: Row {
                             spacing: 6
                             Icon {
                                 anchors.verticalCenter: parent.verticalCenter
-                                symbol: modelData.icon
+                                symbol: example.modelData.icon
                                 size: 13
                                 color: Preferences.accent
                             }
                             Text {
                                 anchors.verticalCenter: parent.verticalCenter
-                                text: modelData.label
+                                text: example.modelData.label
                                 font.pixelSize: 13
                                 font.weight: Font.DemiBold
                                 color: Theme.text
                             }
                         }
-                        onClicked: root.sheet.chooseExample(modelData.example)
+                        onClicked: root.sheet.chooseExample(example.modelData.example)
                     }
                 }
             }
@@ -275,7 +279,9 @@ Rectangle {
                             objectName: "source.recordType"
                             Layout.fillWidth: true
                             model: root.sheet.recordTypes
-                            currentIndex: root.sheet.recordTypes.indexOf(root.sheet.recordType)
+                            // A list of strings from C++ is a JavaScript array at run time, but Qt 6.4's qmllint does not
+                            // know the array methods of QStringList and reports indexOf as a missing property.
+                            currentIndex: root.sheet.recordTypes.indexOf(root.sheet.recordType) // qmllint disable type
                             font.pixelSize: 13
                             Accessible.name: "Record Type"
                             onActivated: index => root.sheet.recordType = root.sheet.recordTypes[index]
@@ -514,7 +520,7 @@ Rectangle {
         onClosed: root.sheet.dismissSaveError()
     }
     Connections {
-        target: sheet
+        target: root.sheet
         function onModeChanged() {
             if (root.sheet.choosing)
                 root.selectedKind = ""

@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
@@ -66,28 +68,29 @@ ColumnLayout {
                 font.weight: Font.DemiBold
             }
             delegate: ItemDelegate {
+                id: game
                 required property var modelData
                 objectName: "source.game." + modelData.id
                 width: ListView.view.width
                 height: 24
                 highlighted: modelData.id === form.sheet.gameID
                 focusPolicy: Qt.StrongFocus
-                Accessible.name: modelData.name
+                Accessible.name: game.modelData.name
                 Accessible.role: Accessible.ListItem
                 contentItem: Text {
-                    text: modelData.name
+                    text: game.modelData.name
                     leftPadding: 4
-                    color: parent.highlighted ? Preferences.onAccent : Theme.text
+                    color: game.highlighted ? Preferences.onAccent : Theme.text
                     font.pixelSize: 13
                     verticalAlignment: Text.AlignVCenter
                 }
                 background: Rectangle {
                     radius: 5
-                    color: parent.highlighted ? Preferences.accent : parent.hovered ? Theme.hairline : "transparent"
-                    border.width: parent.visualFocus ? 1 : 0
+                    color: game.highlighted ? Preferences.accent : game.hovered ? Theme.hairline : "transparent"
+                    border.width: game.visualFocus ? 1 : 0
                     border.color: Preferences.accent
                 }
-                onClicked: form.sheet.gameID = modelData.id
+                onClicked: form.sheet.gameID = game.modelData.id
             }
         }
     }

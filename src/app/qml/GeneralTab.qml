@@ -237,7 +237,8 @@ Item {
                     anchors.verticalCenter: parent.verticalCenter
                     width: 26
                     height: 26
-                    sourceSize: Qt.size(52, 52)
+                    sourceSize.width: 52
+                    sourceSize.height: 52
                     source: "qrc:/icons/server.svg"
                     Accessible.ignored: true
                 }

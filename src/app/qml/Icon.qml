@@ -8,7 +8,8 @@ Image {
     property int size: 14
     width: size
     height: size
-    sourceSize: Qt.size(size * 2, size * 2)
+    sourceSize.width: size * 2
+    sourceSize.height: size * 2
     source: symbol === "" ? "" : "image://icon/" + symbol + "?color=" + encodeURIComponent(color.toString())
     smooth: true
     Accessible.ignored: true

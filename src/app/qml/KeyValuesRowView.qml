@@ -19,11 +19,12 @@ RowChrome {
         Repeater {
             model: view.row.fields
             delegate: Item {
+                id: field
                 required property var modelData
                 width: parent.width
                 height: Math.max(key.implicitHeight, value.implicitHeight)
-                Text { id: key; text: modelData.label; font.pixelSize: 11; color: Theme.secondary; width: parent.width * 0.45; elide: Text.ElideRight }
-                Text { id: value; text: modelData.value; font.pixelSize: 11; color: Theme.text; anchors.right: parent.right; horizontalAlignment: Text.AlignRight; width: parent.width * 0.55; elide: Text.ElideLeft }
+                Text { id: key; text: field.modelData.label; font.pixelSize: 11; color: Theme.secondary; width: parent.width * 0.45; elide: Text.ElideRight }
+                Text { id: value; text: field.modelData.value; font.pixelSize: 11; color: Theme.text; anchors.right: parent.right; horizontalAlignment: Text.AlignRight; width: parent.width * 0.55; elide: Text.ElideLeft }
             }
         }
     }

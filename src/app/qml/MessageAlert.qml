@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import Tidewatch
 
 // The one alert of a window: a title, a message, "OK", and at most one more button. Covers the window

@@ -8,13 +8,13 @@ RowChrome {
     property var row
     readonly property bool failed: view.row.type === "error"
     Accessible.role: Accessible.ListItem
-    Accessible.name: view.row.name + ", " + (failed ? view.row.message : "No data reported")
+    Accessible.name: view.row.name + ", " + (view.failed ? view.row.message : "No data reported")
     Item {
         width: parent.width
         height: title.implicitHeight
         StatusOrb {
             id: orb
-            color: view.popover.statusColourOf(failed ? "down" : "unknown")
+            color: view.popover.statusColourOf(view.failed ? "down" : "unknown")
             anchors.verticalCenter: parent.verticalCenter
         }
         TitleBlock {
@@ -24,7 +24,7 @@ RowChrome {
             anchors.right: parent.right
             anchors.verticalCenter: parent.verticalCenter
             title: view.row.name
-            subtitle: failed ? view.row.message : "No data reported"
+            subtitle: view.failed ? view.row.message : "No data reported"
         }
     }
 }

@@ -1,5 +1,6 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
-import QtQuick.Controls
 import Tidewatch
 
 // Three steps for a new user: what Tidewatch is, adding a first source, and notifications.

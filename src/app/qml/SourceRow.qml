@@ -1,5 +1,6 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
-import QtQuick.Controls
 import "DragOrder.js" as DragOrder
 import Tidewatch
 
