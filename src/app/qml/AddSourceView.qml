@@ -430,7 +430,7 @@ Rectangle {
             objectName: "source.error"
             visible: !root.sheet.choosing && text !== ""
             text: root.sheet.validationMessage
-            color: "#d93025"
+            color: Theme.formError
             font.pixelSize: 12
             wrapMode: Text.WordWrap
             Layout.fillWidth: true
@@ -446,7 +446,7 @@ Rectangle {
                 Layout.alignment: Qt.AlignTop
                 Layout.topMargin: 1
                 symbol: root.sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
-                color: root.sheet.testPassed === true ? "#34a853" : "#d93025"
+                color: root.sheet.testPassed === true ? Theme.formPassed : Theme.formError
                 size: 14
             }
             Text {

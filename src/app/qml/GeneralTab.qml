@@ -60,7 +60,7 @@ Item {
                         wrapMode: Text.WordWrap
                         text: root.settings.permissionText
                         font.pixelSize: 11
-                        color: root.settings.permissionDenied ? "#E5484D" : Theme.secondary
+                        color: root.settings.permissionDenied ? Theme.warning : Theme.secondary
                     }
                 }
                 Divider {}
@@ -133,7 +133,7 @@ Item {
                         wrapMode: Text.WordWrap
                         text: "Enter a time as HH:MM, such as 02:00. The last valid time is kept."
                         font.pixelSize: 11
-                        color: "#E5484D"
+                        color: Theme.warning
                         Accessible.role: Accessible.AlertMessage
                         Accessible.name: text
                     }
@@ -162,7 +162,7 @@ Item {
                         wrapMode: Text.WordWrap
                         text: root.settings.keyringText
                         font.pixelSize: 11
-                        color: root.settings.keyringMissing ? "#E5484D" : Theme.secondary
+                        color: root.settings.keyringMissing ? Theme.warning : Theme.secondary
                     }
                 }
             }

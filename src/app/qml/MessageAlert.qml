@@ -13,7 +13,7 @@ Rectangle {
     signal dismissed()
     signal action()
     visible: title !== ""
-    color: Qt.rgba(0, 0, 0, 0.35)
+    color: Theme.scrim
     onVisibleChanged: if (visible) cancel.forceActiveFocus()
     MouseArea { anchors.fill: parent; acceptedButtons: Qt.AllButtons; onWheel: (wheel) => wheel.accepted = true }
     Keys.onEscapePressed: root.dismissed()

@@ -71,7 +71,7 @@ Rectangle {
                 visible: root.onboarding.sourcesAdded !== ""
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: 6
-                Icon { symbol: "checkmark.circle.fill"; size: 12; color: "#30A46C"; anchors.verticalCenter: parent.verticalCenter }
+                Icon { symbol: "checkmark.circle.fill"; size: 12; color: Theme.confirmation; anchors.verticalCenter: parent.verticalCenter }
                 Text { objectName: "onboarding.added"; text: root.onboarding.sourcesAdded; font.pixelSize: 11; color: Theme.secondary }
             }
         }
@@ -86,8 +86,8 @@ Rectangle {
                 visible: root.onboarding.notifications === "on"
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: 6
-                Icon { symbol: "checkmark.circle.fill"; size: 14; color: "#30A46C"; anchors.verticalCenter: parent.verticalCenter }
-                Text { text: "Notifications are on"; font.pixelSize: 13; color: "#30A46C" }
+                Icon { symbol: "checkmark.circle.fill"; size: 14; color: Theme.confirmation; anchors.verticalCenter: parent.verticalCenter }
+                Text { text: "Notifications are on"; font.pixelSize: 13; color: Theme.confirmation }
             }
             ProminentPill {
                 objectName: "onboarding.enableNotifications"
@@ -101,7 +101,7 @@ Rectangle {
                 objectName: "onboarding.notificationsOff"
                 visible: root.onboarding.notifications === "off"
                 horizontalAlignment: Text.AlignHCenter
-                color: "#E5484D"
+                color: Theme.warning
                 text: "Notifications are off: no notification service is running on this desktop."
             }
         }
