@@ -4,6 +4,7 @@
 #include "kit/desktop/AlertCenter.h"
 
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
 
 #include <functional>
 #include <optional>
@@ -18,6 +19,8 @@ class Preferences;
 class OnboardingController : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The welcome window's controller comes from the application")
     Q_PROPERTY(int step READ step NOTIFY stepChanged)
     Q_PROPERTY(QString sourcesAdded READ sourcesAdded NOTIFY sourcesChanged)
     // "on", "off" or "unknown" (not read yet)

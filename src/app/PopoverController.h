@@ -5,6 +5,7 @@
 #include <QColor>
 #include <QDateTime>
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
 
 namespace tw {
 
@@ -15,6 +16,8 @@ class AppState;
 class PopoverController : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The popover's controller comes from the application")
     Q_PROPERTY(QString headline READ headline NOTIFY changed)
     Q_PROPERTY(QString chipText READ chipText NOTIFY changed)
     Q_PROPERTY(QColor statusColour READ statusColour NOTIFY changed)

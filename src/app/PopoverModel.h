@@ -4,6 +4,7 @@
 
 #include <QAbstractListModel>
 #include <QVariantMap>
+#include <QtQml/qqmlregistration.h>
 
 namespace tw {
 
@@ -15,6 +16,8 @@ class AppState;
 class PopoverModel : public QAbstractListModel
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The popover's rows come from its controller")
     Q_PROPERTY(int flatRowCount READ flatRowCount NOTIFY flatRowCountChanged)
 
 public:

@@ -6,7 +6,6 @@
 
 #include <QGuiApplication>
 #include <QIcon>
-#include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickView>
 #include <QScreen>
@@ -32,9 +31,9 @@ void PopoverWindow::create()
     m_view->setTitle(u"Tidewatch"_s);
     m_view->setColor(Qt::transparent);
     m_view->setResizeMode(QQuickView::SizeViewToRootObject);
-    m_view->rootContext()->setContextProperty(u"popover"_s, m_controller);
+    m_view->setInitialProperties({{u"popover"_s, QVariant::fromValue(m_controller)}});
     m_view->setIcon(QIcon(u":/icons/server.svg"_s));
-    m_view->setSource(QUrl(u"qrc:/qml/Popover.qml"_s));
+    m_view->setSource(QUrl(u"qrc:/Tidewatch/Popover.qml"_s));
     ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())

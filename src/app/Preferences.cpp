@@ -1,12 +1,19 @@
 #include "Preferences.h"
 
 #include "app/Accent.h"
+#include "app/ViewEngine.h"
 #include "kit/model/QuietHours.h"
 #include "kit/model/StoredSetting.h"
 
 using namespace Qt::StringLiterals;
 
 namespace tw {
+
+Preferences *Preferences::create(QQmlEngine *engine, QJSEngine *)
+{
+    auto *views = qobject_cast<ViewEngine *>(engine);
+    return views ? ViewEngine::lent(views->preferences()) : nullptr;
+}
 
 Preferences::Preferences(std::shared_ptr<PreferenceStore> settings, QObject *parent)
     : QObject(parent)

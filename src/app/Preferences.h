@@ -5,9 +5,13 @@
 
 #include <QColor>
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
 
 #include <memory>
 #include <optional>
+
+class QJSEngine;
+class QQmlEngine;
 
 namespace tw {
 
@@ -17,6 +21,8 @@ namespace tw {
 class Preferences : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY changed)
     Q_PROPERTY(bool globalQuiet READ globalQuiet WRITE setGlobalQuiet NOTIFY changed)
     Q_PROPERTY(bool soundAlerts READ soundAlerts WRITE setSoundAlerts NOTIFY changed)
@@ -35,6 +41,8 @@ class Preferences : public QObject
 
 public:
     explicit Preferences(std::shared_ptr<PreferenceStore> settings, QObject *parent = nullptr);
+    // The views' preferences are the ones their engine was made with.
+    static Preferences *create(QQmlEngine *engine, QJSEngine *);
 
     bool launchAtLogin() const;
     bool globalQuiet() const;

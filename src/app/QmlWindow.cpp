@@ -4,7 +4,6 @@
 #include "app/ReturnActivatesButtons.h"
 
 #include <QIcon>
-#include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickView>
 
@@ -29,9 +28,9 @@ void QmlWindow::create()
     m_view->setMinimumSize(m_options.size);
     m_view->setMaximumSize(m_options.size);
     m_view->resize(m_options.size);
-    for (auto it = m_options.contextProperties.cbegin(); it != m_options.contextProperties.cend(); ++it)
-        m_view->rootContext()->setContextProperty(it.key(), it.value());
-    m_view->rootContext()->setContextProperty(u"hostWindow"_s, this);
+    QVariantMap properties = m_options.properties;
+    properties.insert(u"hostWindow"_s, QVariant::fromValue(this));
+    m_view->setInitialProperties(properties);
     m_view->setSource(m_options.source);
     ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {

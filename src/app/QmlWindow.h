@@ -4,6 +4,7 @@
 #include <QSize>
 #include <QUrl>
 #include <QVariantMap>
+#include <QtQml/qqmlregistration.h>
 
 #include <functional>
 #include <memory>
@@ -14,17 +15,20 @@ class QQuickView;
 namespace tw {
 
 // A window of the application that is made on first show, on the shared QML engine, with its
-// controllers as context properties. Closing hides it; `hidden` tells the owner either way.
+// controllers and itself (`hostWindow`) as the view's required properties. Closing hides it; `hidden` tells the owner
+// either way.
 class QmlWindow : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("A view's window is the one that loaded it")
 public:
     struct Options
     {
         QUrl source;
         QString title;
         QSize size;
-        QVariantMap contextProperties; // name → QObject*
+        QVariantMap properties; // the root item's required properties: name → QObject*
     };
 
     QmlWindow(Options options, std::function<QQmlEngine *()> engine, QObject *parent = nullptr);

@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QUrl>
 #include <QVariantList>
+#include <QtQml/qqmlregistration.h>
 
 #include <functional>
 
@@ -25,6 +26,8 @@ class Preferences;
 class SettingsController : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The settings' controller comes from the application")
     Q_PROPERTY(tw::SourceListModel *sources READ sources CONSTANT)
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
     Q_PROPERTY(QString permissionText READ permissionText NOTIFY permissionChanged)

@@ -6,7 +6,6 @@
 #include "kit/monitor/AppState.h"
 
 #include <QIcon>
-#include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickView>
 #include <QScreen>
@@ -39,9 +38,9 @@ void SourceEditor::create()
     m_view->setIcon(QIcon(u":/icons/server.svg"_s));
     m_view->setResizeMode(QQuickView::SizeViewToRootObject);
     m_view->setFlags(Qt::Dialog);
-    m_view->rootContext()->setContextProperty(u"sheet"_s, m_controller);
-    m_view->rootContext()->setContextProperty(u"editor"_s, this);
-    m_view->setSource(QUrl(u"qrc:/qml/AddSourceView.qml"_s));
+    m_view->setInitialProperties(
+        {{u"sheet"_s, QVariant::fromValue(m_controller)}, {u"editor"_s, QVariant::fromValue(this)}});
+    m_view->setSource(QUrl(u"qrc:/Tidewatch/AddSourceView.qml"_s));
     ReturnActivatesButtons::install(m_view.get());
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QPointer>
 #include <QUuid>
+#include <QWindow>
+#include <QtQml/qqmlregistration.h>
 
 #include <functional>
 #include <memory>
@@ -12,7 +14,6 @@
 
 class QQmlEngine;
 class QQuickView;
-class QWindow;
 
 namespace tw {
 
@@ -27,6 +28,8 @@ class SourceSheetController;
 class SourceEditor : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The sheet's window comes from the application")
     // The question on screen when another source was asked for; empty when none is.
     Q_PROPERTY(QString question READ question NOTIFY questionChanged)
 

@@ -2,6 +2,7 @@
 
 #include <QAbstractListModel>
 #include <QVariantMap>
+#include <QtQml/qqmlregistration.h>
 
 namespace tw {
 
@@ -11,6 +12,8 @@ namespace tw {
 class SourceListModel : public QAbstractListModel
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The settings' source list comes from their controller")
     Q_PROPERTY(int count READ count NOTIFY countChanged)
 
 public:

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QUuid>
 #include <QVariant>
+#include <QtQml/qqmlregistration.h>
 
 #include <chrono>
 #include <optional>
@@ -19,6 +20,8 @@ class AppState;
 class SourceSheetController : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The sheet's controller comes from the application")
     Q_PROPERTY(bool editing READ editing NOTIFY modeChanged)
     Q_PROPERTY(bool choosing READ choosing NOTIFY modeChanged)
     Q_PROPERTY(QString kind READ kind NOTIFY modeChanged)

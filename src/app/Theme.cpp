@@ -1,5 +1,7 @@
 #include "Theme.h"
 
+#include "app/ViewEngine.h"
+
 #include <QEvent>
 #include <QGuiApplication>
 #include <QPalette>
@@ -15,6 +17,12 @@ QColor withAlpha(QColor colour, float alpha)
 }
 
 } // namespace
+
+Theme *Theme::create(QQmlEngine *engine, QJSEngine *)
+{
+    auto *views = qobject_cast<ViewEngine *>(engine);
+    return views ? ViewEngine::lent(views->theme()) : nullptr;
+}
 
 Theme::Theme(QObject *parent)
     : QObject(parent)

@@ -13,6 +13,7 @@
 #include "app/SourceEditor.h"
 #include "app/Theme.h"
 #include "app/TrayController.h"
+#include "app/ViewEngine.h"
 #include "kit/desktop/AlertCenter.h"
 #include "kit/desktop/ConnectivityWatcher.h"
 #include "kit/desktop/SecretServiceStatus.h"
@@ -22,7 +23,6 @@
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QFile>
-#include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickView>
 #include <QTimer>
@@ -31,6 +31,8 @@
 #include <sys/mman.h>
 
 using namespace Qt::StringLiterals;
+
+void qml_register_types_Tidewatch();
 
 namespace tw {
 
@@ -100,13 +102,13 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     const auto engine = [this] {
         return qmlEngine();
     };
-    m_settingsWindow = new QmlWindow({QUrl(u"qrc:/qml/Settings.qml"_s),
+    m_settingsWindow = new QmlWindow({QUrl(u"qrc:/Tidewatch/Settings.qml"_s),
                                       u"Tidewatch Settings"_s,
                                       QSize(480, 540),
                                       {{u"settings"_s, QVariant::fromValue<QObject *>(m_settings)}}},
                                      engine,
                                      this);
-    m_onboardingWindow = new QmlWindow({QUrl(u"qrc:/qml/Onboarding.qml"_s),
+    m_onboardingWindow = new QmlWindow({QUrl(u"qrc:/Tidewatch/Onboarding.qml"_s),
                                         u"Welcome to Tidewatch"_s,
                                         QSize(520, 560),
                                         {{u"onboarding"_s, QVariant::fromValue<QObject *>(m_onboarding)}}},
@@ -217,10 +219,14 @@ QQmlEngine *TidewatchApp::qmlEngine()
 
 std::unique_ptr<QQmlEngine> TidewatchApp::makeQmlEngine(Preferences *preferences, Theme *theme)
 {
-    auto engine = std::make_unique<QQmlEngine>();
+    // The module's types are registered by a static initialiser in a file of tw_app that nothing else
+    // refers to; taking its address here keeps the linker from leaving that file out.
+    volatile auto registration = &qml_register_types_Tidewatch;
+    Q_UNUSED(registration);
+    auto engine = std::make_unique<ViewEngine>(preferences, theme);
     engine->addImageProvider(u"icon"_s, new IconProvider);
-    engine->rootContext()->setContextProperty(u"prefs"_s, preferences);
-    engine->rootContext()->setContextProperty(u"theme"_s, theme);
+    // Where `import Tidewatch` finds the module's qmldir; Qt 6.4 does not look under qrc:/ itself.
+    engine->addImportPath(u"qrc:/"_s);
     return engine;
 }
 

@@ -130,7 +130,7 @@ struct Rig
         controller = std::make_unique<SettingsController>(state.get(), preferences.get(), services);
         engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
         window = std::make_unique<QmlWindow>(
-            QmlWindow::Options{QUrl(u"qrc:/qml/Settings.qml"_s),
+            QmlWindow::Options{QUrl(u"qrc:/Tidewatch/Settings.qml"_s),
                                u"Tidewatch Settings"_s,
                                QSize(480, 540),
                                {{u"settings"_s, QVariant::fromValue<QObject *>(controller.get())}}},

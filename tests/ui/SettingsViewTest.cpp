@@ -112,13 +112,13 @@ struct Rig
         onboarding = std::make_unique<OnboardingController>(state.get(), preferences.get(), authorization);
         engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
         window = std::make_unique<QmlWindow>(
-            QmlWindow::Options{QUrl(u"qrc:/qml/Settings.qml"_s),
+            QmlWindow::Options{QUrl(u"qrc:/Tidewatch/Settings.qml"_s),
                                u"Tidewatch Settings"_s,
                                QSize(480, 540),
                                {{u"settings"_s, QVariant::fromValue<QObject *>(controller.get())}}},
             [this] { return engine.get(); });
         welcome = std::make_unique<QmlWindow>(
-            QmlWindow::Options{QUrl(u"qrc:/qml/Onboarding.qml"_s),
+            QmlWindow::Options{QUrl(u"qrc:/Tidewatch/Onboarding.qml"_s),
                                u"Welcome to Tidewatch"_s,
                                QSize(520, 560),
                                {{u"onboarding"_s, QVariant::fromValue<QObject *>(onboarding.get())}}},

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // The accent swatches and a free hex field; whatever is typed is kept, and text that is not a colour
 // shows as the default accent.
@@ -8,13 +9,13 @@ Column {
     spacing: 8
     Row {
         spacing: 8
-        Text { text: "Accent color"; font.pixelSize: 13; color: theme.text; anchors.verticalCenter: parent.verticalCenter; width: 110 }
+        Text { text: "Accent color"; font.pixelSize: 13; color: Theme.text; anchors.verticalCenter: parent.verticalCenter; width: 110 }
         Repeater {
-            model: prefs.accentPresets
+            model: Preferences.accentPresets
             delegate: AbstractButton {
                 id: swatch
                 required property string modelData
-                readonly property bool selected: (prefs.accentHex, prefs.isSelectedPreset(modelData))
+                readonly property bool selected: (Preferences.accentHex, Preferences.isSelectedPreset(modelData))
                 objectName: "accent.preset." + modelData
                 width: 18
                 height: 18
@@ -25,12 +26,12 @@ Column {
                 ToolTip.visible: hovered
                 ToolTip.text: modelData
                 ToolTip.delay: 600
-                onClicked: prefs.accentHex = modelData
+                onClicked: Preferences.accentHex = modelData
                 background: Rectangle {
                     radius: 9
                     color: swatch.modelData
                     border.width: swatch.selected || swatch.visualFocus ? 2 : 1
-                    border.color: swatch.selected || swatch.visualFocus ? Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.5) : theme.hairline
+                    border.color: swatch.selected || swatch.visualFocus ? Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.5) : Theme.hairline
                 }
             }
         }
@@ -38,11 +39,11 @@ Column {
     Divider { opacity: 0.5 }
     Row {
         spacing: 8
-        Text { text: "Custom color"; font.pixelSize: 13; color: theme.text; anchors.verticalCenter: parent.verticalCenter; width: 110 }
+        Text { text: "Custom color"; font.pixelSize: 13; color: Theme.text; anchors.verticalCenter: parent.verticalCenter; width: 110 }
         TextField {
             objectName: "accent.custom"
             width: 88
-            text: prefs.accentHex
+            text: Preferences.accentHex
             placeholderText: "#8BB8E8"
             font.pixelSize: 11
             font.family: "monospace"
@@ -50,10 +51,10 @@ Column {
             rightPadding: 8
             topPadding: 4
             bottomPadding: 4
-            color: theme.text
+            color: Theme.text
             Accessible.name: "Custom accent color hex"
-            onTextEdited: prefs.accentHex = text
-            background: Rectangle { radius: 6; color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.07) }
+            onTextEdited: Preferences.accentHex = text
+            background: Rectangle { radius: 6; color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.07) }
         }
     }
 }

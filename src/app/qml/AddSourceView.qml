@@ -1,20 +1,25 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Tidewatch
 
 // The sheet that adds or edits a source: a chooser of kinds when adding, then the form of the
 // chosen kind. Everything it decides comes from `sheet` (SourceSheetController).
 Rectangle {
     id: root
+    required property SourceSheetController sheet
+    required property SourceEditor editor
     objectName: "source.sheet"
     width: 480
     height: 640
-    color: theme.window
+    color: Theme.window
     // The kind chosen in the list, for "Next": a click selects a row, as does the keyboard's focus;
     // a click on the selected row (so a double click too), Return or Space on it goes on to its form.
     property string selectedKind: ""
 
-    Keys.onEscapePressed: sheet.cancel()
+    Keys.onEscapePressed: root.sheet.cancel()
 
     ColumnLayout {
         anchors.fill: parent
@@ -26,15 +31,15 @@ Rectangle {
             spacing: 6
             SymbolButton {
                 objectName: "source.back"
-                visible: !sheet.choosing && !sheet.editing
+                visible: !root.sheet.choosing && !root.sheet.editing
                 symbol: "chevron.left"
                 tip: "Back"
-                onClicked: sheet.back()
+                onClicked: root.sheet.back()
             }
             Text {
                 objectName: "source.header"
-                text: sheet.header
-                color: theme.text
+                text: root.sheet.header
+                color: Theme.text
                 font.pixelSize: 17
                 font.bold: true
                 Layout.fillWidth: true
@@ -43,18 +48,19 @@ Rectangle {
 
         // The chooser.
         ColumnLayout {
-            visible: sheet.choosing
+            visible: root.sheet.choosing
             spacing: 6
             Layout.fillWidth: true
             Layout.fillHeight: true
             Text {
                 text: "Choose a type of source to monitor:"
-                color: theme.secondary
+                color: Theme.secondary
                 font.pixelSize: 13
             }
             Repeater {
-                model: sheet.kinds
+                model: root.sheet.kinds
                 delegate: ItemDelegate {
+                    id: kindDelegate
                     required property var modelData
                     objectName: "source.kind." + modelData.kind
                     Layout.fillWidth: true
@@ -67,12 +73,12 @@ Rectangle {
                     Accessible.name: modelData.title
                     onClicked: {
                         if (highlighted)
-                            sheet.chooseKind(modelData.kind)
+                            root.sheet.chooseKind(modelData.kind)
                         else
                             root.selectedKind = modelData.kind
                     }
                     // A double click's second click comes as this alone.
-                    onDoubleClicked: sheet.chooseKind(modelData.kind)
+                    onDoubleClicked: root.sheet.chooseKind(modelData.kind)
                     // The press of a click gives the focus first; only the click itself selects.
                     onActiveFocusChanged: if (activeFocus && focusReason !== Qt.MouseFocusReason)
                                               root.selectedKind = modelData.kind
@@ -82,34 +88,34 @@ Rectangle {
                             width: 28
                             height: 28
                             radius: 8
-                            color: Qt.rgba(prefs.accent.r, prefs.accent.g, prefs.accent.b, 0.14)
-                            Icon { anchors.centerIn: parent; symbol: modelData.icon; size: 16; color: prefs.accent }
+                            color: Qt.rgba(Preferences.accent.r, Preferences.accent.g, Preferences.accent.b, 0.14)
+                            Icon { anchors.centerIn: parent; symbol: kindDelegate.modelData.icon; size: 16; color: Preferences.accent }
                         }
                         Text {
-                            text: modelData.title
-                            color: theme.text
+                            text: kindDelegate.modelData.title
+                            color: Theme.text
                             font.pixelSize: 14
                             font.weight: Font.DemiBold
                             Layout.fillWidth: true
                         }
                         Text {
-                            text: modelData.line
-                            color: theme.secondary
+                            text: kindDelegate.modelData.line
+                            color: Theme.secondary
                             font.pixelSize: 12
                         }
                     }
                     background: Rectangle {
                         radius: 10
-                        color: parent.highlighted ? Qt.rgba(prefs.accent.r, prefs.accent.g, prefs.accent.b, 0.18)
-                             : parent.hovered ? theme.hairline : theme.cardFill
-                        border.width: parent.visualFocus || parent.highlighted ? 2 : 1
-                        border.color: parent.visualFocus || parent.highlighted ? prefs.accent : theme.hairline
+                        color: kindDelegate.highlighted ? Qt.rgba(Preferences.accent.r, Preferences.accent.g, Preferences.accent.b, 0.18)
+                             : kindDelegate.hovered ? Theme.hairline : Theme.cardFill
+                        border.width: kindDelegate.visualFocus || kindDelegate.highlighted ? 2 : 1
+                        border.color: kindDelegate.visualFocus || kindDelegate.highlighted ? Preferences.accent : Theme.hairline
                     }
                 }
             }
             Text {
                 text: "Quick start — begin with a filled-in example:"
-                color: theme.secondary
+                color: Theme.secondary
                 font.pixelSize: 13
                 topPadding: 6
             }
@@ -117,30 +123,31 @@ Rectangle {
                 spacing: 8
                 Layout.fillWidth: true
                 Repeater {
-                    model: sheet.examples
+                    model: root.sheet.examples
                     delegate: GhostPill {
+                        id: example
                         required property var modelData
-                        objectName: "source.example." + modelData.example
-                        text: modelData.label
-                        Accessible.name: modelData.label
+                        objectName: "source.example." + example.modelData.example
+                        text: example.modelData.label
+                        Accessible.name: example.modelData.label
                         leftPadding: 10
                         contentItem: Row {
                             spacing: 6
                             Icon {
                                 anchors.verticalCenter: parent.verticalCenter
-                                symbol: modelData.icon
+                                symbol: example.modelData.icon
                                 size: 13
-                                color: prefs.accent
+                                color: Preferences.accent
                             }
                             Text {
                                 anchors.verticalCenter: parent.verticalCenter
-                                text: modelData.label
+                                text: example.modelData.label
                                 font.pixelSize: 13
                                 font.weight: Font.DemiBold
-                                color: theme.text
+                                color: Theme.text
                             }
                         }
-                        onClicked: sheet.chooseExample(modelData.example)
+                        onClicked: root.sheet.chooseExample(example.modelData.example)
                     }
                 }
             }
@@ -150,7 +157,7 @@ Rectangle {
         // The form.
         ScrollView {
             id: scroller
-            visible: !sheet.choosing
+            visible: !root.sheet.choosing
             Layout.fillWidth: true
             Layout.fillHeight: true
             contentWidth: availableWidth
@@ -163,84 +170,84 @@ Rectangle {
                 FormTextField {
                     objectName: "source.name"
                     label: "Name"
-                    value: sheet.displayName
-                    onEdited: text => sheet.displayName = text
+                    value: root.sheet.displayName
+                    onEdited: text => root.sheet.displayName = text
                 }
 
                 FormTextField {
                     objectName: "source.url"
-                    visible: sheet.kind === "kuma" || sheet.kind === "beszel" || sheet.kind === "httpPing"
-                             || sheet.kind === "jsonWidget"
-                    label: sheet.kind === "kuma" || sheet.kind === "beszel" ? "Server URL" : "URL"
-                    placeholder: sheet.kind === "kuma" ? "https://status.home.lan"
-                               : sheet.kind === "beszel" ? "https://beszel.home.lan" : ""
-                    value: sheet.baseURL
-                    hint: sheet.urlHint
-                    onEdited: text => sheet.baseURL = text
+                    visible: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" || root.sheet.kind === "httpPing"
+                             || root.sheet.kind === "jsonWidget"
+                    label: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" ? "Server URL" : "URL"
+                    placeholder: root.sheet.kind === "kuma" ? "https://status.home.lan"
+                               : root.sheet.kind === "beszel" ? "https://beszel.home.lan" : ""
+                    value: root.sheet.baseURL
+                    hint: root.sheet.urlHint
+                    onEdited: text => root.sheet.baseURL = text
                 }
                 FormTextField {
                     objectName: "source.username"
-                    visible: sheet.kind === "kuma"
+                    visible: root.sheet.kind === "kuma"
                     label: "Username (Metrics Auth)"
-                    value: sheet.username
-                    onEdited: text => sheet.username = text
+                    value: root.sheet.username
+                    onEdited: text => root.sheet.username = text
                 }
                 FormTextField {
                     objectName: "source.secret"
-                    visible: sheet.kind === "kuma" || sheet.kind === "beszel" || sheet.kind === "jsonWidget"
-                    label: sheet.kind === "kuma" ? "Password (API Key)"
-                         : sheet.kind === "beszel" ? "API Token" : "Bearer Token (Optional)"
+                    visible: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" || root.sheet.kind === "jsonWidget"
+                    label: root.sheet.kind === "kuma" ? "Password (API Key)"
+                         : root.sheet.kind === "beszel" ? "API Token" : "Bearer Token (Optional)"
                     secure: true
-                    placeholder: sheet.hasStoredSecret ? "Leave blank to keep the current secret" : ""
-                    value: sheet.secret
-                    onEdited: text => sheet.secret = text
+                    placeholder: root.sheet.hasStoredSecret ? "Leave blank to keep the current secret" : ""
+                    value: root.sheet.secret
+                    onEdited: text => root.sheet.secret = text
                 }
                 FormTextField {
                     objectName: "source.slug"
-                    visible: sheet.kind === "kuma"
+                    visible: root.sheet.kind === "kuma"
                     label: "Or Status Page Slug"
                     placeholder: "public"
-                    value: sheet.statusPageSlug
-                    onEdited: text => sheet.statusPageSlug = text
+                    value: root.sheet.statusPageSlug
+                    onEdited: text => root.sheet.statusPageSlug = text
                 }
                 RowLayout {
-                    visible: sheet.kind === "tcpPort" || sheet.kind === "icmpPing" || sheet.kind === "tlsCertificate"
+                    visible: root.sheet.kind === "tcpPort" || root.sheet.kind === "icmpPing" || root.sheet.kind === "tlsCertificate"
                     spacing: 8
                     Layout.fillWidth: true
                     FormTextField {
                         objectName: "source.host"
                         label: "Host"
                         placeholder: "nas.local"
-                        value: sheet.host
-                        hint: sheet.hostHint
-                        onEdited: text => sheet.host = text
+                        value: root.sheet.host
+                        hint: root.sheet.hostHint
+                        onEdited: text => root.sheet.host = text
                     }
                     FormTextField {
                         objectName: "source.port"
-                        visible: sheet.kind !== "icmpPing"
+                        visible: root.sheet.kind !== "icmpPing"
                         label: "Port"
-                        value: sheet.port
+                        value: root.sheet.port
                         Layout.fillWidth: false
                         Layout.preferredWidth: 90
-                        onEdited: text => sheet.port = text
+                        onEdited: text => root.sheet.port = text
                     }
                     FormTextField {
                         objectName: "source.pingCount"
-                        visible: sheet.kind === "icmpPing"
+                        visible: root.sheet.kind === "icmpPing"
                         label: "Echoes (1–5)"
-                        value: sheet.pingCount
+                        value: root.sheet.pingCount
                         Layout.fillWidth: false
                         Layout.preferredWidth: 110
-                        onEdited: text => sheet.pingCount = text
+                        onEdited: text => root.sheet.pingCount = text
                     }
                 }
                 Text {
                     objectName: "source.pingNote"
-                    visible: sheet.kind === "icmpPing"
+                    visible: root.sheet.kind === "icmpPing"
                     text: "Tidewatch pings without privileges, through the kernel's ping sockets. If the check "
                           + "reports that they are not allowed, allow your group with: "
                           + "sysctl -w net.ipv4.ping_group_range=\"0 2147483647\""
-                    color: theme.secondary
+                    color: Theme.secondary
                     font.pixelSize: 11
                     wrapMode: Text.Wrap
                     Layout.fillWidth: true
@@ -248,15 +255,15 @@ Rectangle {
 
                 // DNS record.
                 RowLayout {
-                    visible: sheet.kind === "dnsRecord"
+                    visible: root.sheet.kind === "dnsRecord"
                     spacing: 8
                     Layout.fillWidth: true
                     FormTextField {
                         objectName: "source.recordName"
                         label: "Name to Look Up"
                         placeholder: "nas.home.lan"
-                        value: sheet.recordName
-                        onEdited: text => sheet.recordName = text
+                        value: root.sheet.recordName
+                        onEdited: text => root.sheet.recordName = text
                     }
                     ColumnLayout {
                         spacing: 3
@@ -264,72 +271,74 @@ Rectangle {
                         Layout.preferredWidth: 100
                         Text {
                             text: "Record Type"
-                            color: theme.text
+                            color: Theme.text
                             font.pixelSize: 12
                             font.weight: Font.DemiBold
                         }
                         ComboBox {
                             objectName: "source.recordType"
                             Layout.fillWidth: true
-                            model: sheet.recordTypes
-                            currentIndex: sheet.recordTypes.indexOf(sheet.recordType)
+                            model: root.sheet.recordTypes
+                            // A list of strings from C++ is a JavaScript array at run time, but Qt 6.4's qmllint does not
+                            // know the array methods of QStringList and reports indexOf as a missing property.
+                            currentIndex: root.sheet.recordTypes.indexOf(root.sheet.recordType) // qmllint disable type
                             font.pixelSize: 13
                             Accessible.name: "Record Type"
-                            onActivated: index => sheet.recordType = sheet.recordTypes[index]
+                            onActivated: index => root.sheet.recordType = root.sheet.recordTypes[index]
                         }
                     }
                 }
                 FormTextField {
                     objectName: "source.expectedValue"
-                    visible: sheet.kind === "dnsRecord"
+                    visible: root.sheet.kind === "dnsRecord"
                     label: "Expected Value (Optional)"
-                    placeholder: sheet.recordType === "MX" ? "10 mail.home.lan"
-                               : sheet.recordType === "TXT" ? "v=spf1 -all"
-                               : sheet.recordType === "SRV" ? "10 5 443 nas.home.lan"
-                               : sheet.recordType === "CNAME" ? "nas.home.lan"
-                               : sheet.recordType === "AAAA" ? "fd00::20" : "192.168.1.20"
+                    placeholder: root.sheet.recordType === "MX" ? "10 mail.home.lan"
+                               : root.sheet.recordType === "TXT" ? "v=spf1 -all"
+                               : root.sheet.recordType === "SRV" ? "10 5 443 nas.home.lan"
+                               : root.sheet.recordType === "CNAME" ? "nas.home.lan"
+                               : root.sheet.recordType === "AAAA" ? "fd00::20" : "192.168.1.20"
                     hint: "Without one, any answer counts as up."
-                    value: sheet.expectedValue
-                    onEdited: text => sheet.expectedValue = text
+                    value: root.sheet.expectedValue
+                    onEdited: text => root.sheet.expectedValue = text
                 }
                 FormTextField {
                     objectName: "source.nameserver"
-                    visible: sheet.kind === "dnsRecord"
+                    visible: root.sheet.kind === "dnsRecord"
                     label: "Nameserver (Optional)"
                     placeholder: "192.168.1.1"
                     hint: "An IP address, asked on port 53. Without one, the system's resolver answers."
-                    value: sheet.nameserver
-                    onEdited: text => sheet.nameserver = text
+                    value: root.sheet.nameserver
+                    onEdited: text => root.sheet.nameserver = text
                 }
 
                 // TLS certificate.
                 RowLayout {
-                    visible: sheet.kind === "tlsCertificate"
+                    visible: root.sheet.kind === "tlsCertificate"
                     spacing: 8
                     Layout.fillWidth: true
                     FormTextField {
                         objectName: "source.sniName"
                         label: "Certificate Name (Optional)"
                         placeholder: "Same as the host"
-                        value: sheet.sniName
-                        onEdited: text => sheet.sniName = text
+                        value: root.sheet.sniName
+                        onEdited: text => root.sheet.sniName = text
                     }
                     FormTextField {
                         objectName: "source.warningDays"
                         label: "Warn Within (Days)"
-                        value: sheet.warningDays
+                        value: root.sheet.warningDays
                         Layout.fillWidth: false
                         Layout.preferredWidth: 150
-                        onEdited: text => sheet.warningDays = text
+                        onEdited: text => root.sheet.warningDays = text
                     }
                 }
                 ColumnLayout {
-                    visible: sheet.kind === "jsonWidget"
+                    visible: root.sheet.kind === "jsonWidget"
                     spacing: 3
                     Layout.fillWidth: true
                     Text {
                         text: "Fields (label = dot.path, one per line):"
-                        color: theme.text
+                        color: Theme.text
                         font.pixelSize: 12
                         font.weight: Font.DemiBold
                     }
@@ -337,32 +346,33 @@ Rectangle {
                         objectName: "source.fields"
                         Layout.fillWidth: true
                         Layout.preferredHeight: 90
-                        text: sheet.fieldsText
+                        text: root.sheet.fieldsText
                         font.family: "monospace"
                         font.pixelSize: 12
                         wrapMode: TextEdit.NoWrap
                         Accessible.name: "Fields"
-                        onTextChanged: if (activeFocus) sheet.fieldsText = text
+                        onTextChanged: if (activeFocus) root.sheet.fieldsText = text
                         background: Rectangle {
                             radius: 6
-                            color: theme.cardFill
+                            color: Theme.cardFill
                             border.width: 1
-                            border.color: parent.activeFocus ? prefs.accent : theme.hairline
+                            border.color: parent.activeFocus ? Preferences.accent : Theme.hairline
                         }
                     }
                 }
 
                 GameSourceForm {
-                    visible: sheet.kind === "gameServer"
+                    sheet: root.sheet
+                    visible: root.sheet.kind === "gameServer"
                 }
 
                 FormTextField {
                     objectName: "source.interval"
                     label: "Check Every (Seconds)"
-                    value: sheet.pollSeconds
+                    value: root.sheet.pollSeconds
                     Layout.fillWidth: false
                     Layout.preferredWidth: 160
-                    onEdited: text => sheet.pollSeconds = text
+                    onEdited: text => root.sheet.pollSeconds = text
                 }
 
                 // Alerts.
@@ -371,34 +381,34 @@ Rectangle {
                     Layout.fillWidth: true
                     Text {
                         text: "Alerts"
-                        color: theme.text
+                        color: Theme.text
                         font.pixelSize: 12
                         font.weight: Font.DemiBold
                     }
                     Switch {
                         objectName: "source.alerts"
                         text: "Notify when this source goes down"
-                        checked: sheet.alertsEnabled
+                        checked: root.sheet.alertsEnabled
                         Accessible.name: "Alerts"
                         Accessible.description: alertsHelp.text
-                        onToggled: sheet.alertsEnabled = checked
+                        onToggled: root.sheet.alertsEnabled = checked
                     }
                     Text {
                         id: alertsHelp
                         objectName: "source.alertsHelp"
                         text: "Turned on while this source is down, alerts stay quiet about that outage and its recovery; the next outage is notified."
-                        color: theme.secondary
+                        color: Theme.secondary
                         font.pixelSize: 11
                         wrapMode: Text.WordWrap
                         Layout.fillWidth: true
                     }
                     RowLayout {
-                        visible: sheet.alertsEnabled
+                        visible: root.sheet.alertsEnabled
                         spacing: 8
                         Text {
                             objectName: "source.thresholdLabel"
-                            text: "Alert after " + sheet.alertThreshold.toFixed(0) + " failed checks"
-                            color: theme.text
+                            text: "Alert after " + root.sheet.alertThreshold.toFixed(0) + " failed checks"
+                            color: Theme.text
                             font.pixelSize: 13
                         }
                         SpinBox {
@@ -407,9 +417,9 @@ Rectangle {
                             to: 10
                             stepSize: 1
                             editable: false
-                            value: sheet.alertThreshold
+                            value: root.sheet.alertThreshold
                             Accessible.name: "Alert after " + value + " failed checks"
-                            onValueModified: sheet.alertThreshold = value
+                            onValueModified: root.sheet.alertThreshold = value
                         }
                     }
                 }
@@ -418,9 +428,9 @@ Rectangle {
 
         Text {
             objectName: "source.error"
-            visible: !sheet.choosing && text !== ""
-            text: sheet.validationMessage
-            color: "#d93025"
+            visible: !root.sheet.choosing && text !== ""
+            text: root.sheet.validationMessage
+            color: Theme.formError
             font.pixelSize: 12
             wrapMode: Text.WordWrap
             Layout.fillWidth: true
@@ -429,20 +439,20 @@ Rectangle {
         // The whole answer of a test, wrapped: a reason cut to "Conne…" tells the user nothing.
         RowLayout {
             objectName: "source.testStatus"
-            visible: !sheet.choosing && sheet.testPassed !== undefined && sheet.testPassed !== null
+            visible: !root.sheet.choosing && root.sheet.testPassed !== undefined && root.sheet.testPassed !== null
             spacing: 6
             Layout.fillWidth: true
             Icon {
                 Layout.alignment: Qt.AlignTop
                 Layout.topMargin: 1
-                symbol: sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
-                color: sheet.testPassed === true ? "#34a853" : "#d93025"
+                symbol: root.sheet.testPassed === true ? "checkmark.circle.fill" : "xmark.circle"
+                color: root.sheet.testPassed === true ? Theme.formPassed : Theme.formError
                 size: 14
             }
             Text {
                 objectName: "source.testText"
-                text: sheet.testPassed === true ? "Connected" : "Failed: " + sheet.testText
-                color: theme.text
+                text: root.sheet.testPassed === true ? "Connected" : "Failed: " + root.sheet.testText
+                color: Theme.text
                 font.pixelSize: 12
                 wrapMode: Text.Wrap
                 Layout.fillWidth: true
@@ -459,33 +469,33 @@ Rectangle {
                 objectName: "source.cancel"
                 text: "Cancel"
                 Accessible.name: "Cancel"
-                onClicked: sheet.cancel()
+                onClicked: root.sheet.cancel()
             }
             GhostPill {
                 objectName: "source.test"
-                visible: !sheet.choosing
-                text: sheet.testing ? "Testing…" : "Test Connection"
+                visible: !root.sheet.choosing
+                text: root.sheet.testing ? "Testing…" : "Test Connection"
                 Accessible.name: text
-                enabled: sheet.complete && !sheet.testing
-                onClicked: sheet.testConnection()
+                enabled: root.sheet.complete && !root.sheet.testing
+                onClicked: root.sheet.testConnection()
             }
             ProminentPill {
                 objectName: "source.save"
-                visible: !sheet.choosing
-                text: sheet.editing ? "Save Changes" : "Save Source"
+                visible: !root.sheet.choosing
+                text: root.sheet.editing ? "Save Changes" : "Save Source"
                 Accessible.name: text
-                enabled: sheet.complete && !sheet.testing && !sheet.saving
+                enabled: root.sheet.complete && !root.sheet.testing && !root.sheet.saving
                 opacity: enabled ? (down ? 0.8 : 1) : 0.45
-                onClicked: sheet.save()
+                onClicked: root.sheet.save()
             }
             ProminentPill {
                 objectName: "source.next"
-                visible: sheet.choosing
+                visible: root.sheet.choosing
                 text: "Next"
                 Accessible.name: "Next"
                 enabled: root.selectedKind !== ""
                 opacity: enabled ? (down ? 0.8 : 1) : 0.45
-                onClicked: sheet.chooseKind(root.selectedKind)
+                onClicked: root.sheet.chooseKind(root.selectedKind)
             }
         }
     }
@@ -502,21 +512,21 @@ Rectangle {
         Text {
             objectName: "source.saveFailedText"
             width: parent.width
-            text: sheet.saveError
-            color: theme.text
+            text: root.sheet.saveError
+            color: Theme.text
             font.pixelSize: 13
             wrapMode: Text.WordWrap
         }
-        onClosed: sheet.dismissSaveError()
+        onClosed: root.sheet.dismissSaveError()
     }
     Connections {
-        target: sheet
+        target: root.sheet
         function onModeChanged() {
-            if (sheet.choosing)
+            if (root.sheet.choosing)
                 root.selectedKind = ""
         }
         function onStatusChanged() {
-            if (sheet.saveError !== "" && !saveFailed.opened)
+            if (root.sheet.saveError !== "" && !saveFailed.opened)
                 saveFailed.open()
         }
     }
@@ -524,12 +534,12 @@ Rectangle {
     MessageAlert {
         objectName: "source.question"
         anchors.fill: parent
-        title: editor.question !== "" ? "Discard Changes?" : ""
-        body: editor.question
+        title: root.editor.question !== "" ? "Discard Changes?" : ""
+        body: root.editor.question
         cancelTitle: "Keep Editing"
         actionTitle: "Discard"
         destructive: true
-        onDismissed: editor.keepEditing()
-        onAction: editor.discardChanges()
+        onDismissed: root.editor.keepEditing()
+        onAction: root.editor.discardChanges()
     }
 }

@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // Running text that wraps in full instead of being cut.
 Text {
@@ -6,5 +7,5 @@ Text {
     wrapMode: Text.WordWrap
     font.pixelSize: 13
     lineHeight: 1.15
-    color: theme.secondary
+    color: Theme.secondary
 }

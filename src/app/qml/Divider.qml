@@ -1,7 +1,8 @@
 import QtQuick
+import Tidewatch
 
 Rectangle {
     width: parent ? parent.width : 0
     height: 1
-    color: theme.hairline
+    color: Theme.hairline
 }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // The grip a row is dragged by; reports where in its own coordinates the drag ended.
 Item {
@@ -9,7 +10,7 @@ Item {
     implicitWidth: 16
     implicitHeight: 16
     Accessible.ignored: true
-    Icon { anchors.centerIn: parent; symbol: "line.3.horizontal"; size: 14; color: theme.secondary }
+    Icon { anchors.centerIn: parent; symbol: "line.3.horizontal"; size: 14; color: Theme.secondary }
     MouseArea {
         id: area
         anchors.fill: parent

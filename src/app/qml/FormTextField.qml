@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Tidewatch
 
 // A labelled one-line field of the source sheet. `value` is what the sheet holds; edits go out
 // through `edited` so a binding never fights the user's typing.
@@ -18,7 +19,7 @@ ColumnLayout {
 
     Text {
         id: caption
-        color: theme.text
+        color: Theme.text
         font.pixelSize: 12
         font.weight: Font.DemiBold
     }
@@ -37,7 +38,7 @@ ColumnLayout {
         objectName: field.objectName + ".hint"
         visible: field.hint !== ""
         text: field.hint
-        color: theme.secondary
+        color: Theme.secondary
         font.pixelSize: 11
         elide: Text.ElideMiddle
         Layout.fillWidth: true

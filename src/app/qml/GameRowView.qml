@@ -1,19 +1,22 @@
 import QtQuick
+import Tidewatch
 
 // A game server: who is playing, how many, and how fast it answers. The name has the first line to
 // itself beside the latency; who is playing and the count share the second, and the "+2" of a long
 // list stays in view however narrow the popover is.
 RowChrome {
+    id: view
+    required property PopoverController popover
     property var row
     Accessible.role: Accessible.ListItem
-    Accessible.name: row.name + (row.online ? ", online, " + row.playersText : ", offline")
-                     + (row.subtitle ? ", " + row.subtitle : "")
+    Accessible.name: view.row.name + (view.row.online ? ", online, " + view.row.playersText : ", offline")
+                     + (view.row.subtitle ? ", " + view.row.subtitle : "")
     Item {
         width: parent.width
         height: nameLine.height + (secondLine.visible ? 2 + secondLine.height : 0)
         StatusOrb {
             id: orb
-            color: popover.statusColourOf(row.online ? "up" : "down")
+            color: view.popover.statusColourOf(view.row.online ? "up" : "down")
             anchors.verticalCenter: parent.verticalCenter
         }
         Item {
@@ -29,25 +32,26 @@ RowChrome {
                 anchors.right: trailing.left
                 anchors.rightMargin: 10
                 anchors.verticalCenter: parent.verticalCenter
-                text: row.name
+                text: view.row.name
                 elide: Text.ElideRight
                 font.pixelSize: 13
                 font.weight: Font.DemiBold
-                color: theme.text
+                color: Theme.text
             }
             RowTrailing {
+                popover: view.popover
                 id: trailing
                 anchors.right: parent.right
                 anchors.verticalCenter: parent.verticalCenter
-                status: row.online ? "up" : "down"
+                status: view.row.online ? "up" : "down"
                 downText: "Offline"
-                latencyMs: row.latencyMs
-                history: row.history || []
+                latencyMs: view.row.latencyMs
+                history: view.row.history || []
             }
         }
         Item {
             id: secondLine
-            visible: row.subtitle !== "" || row.online
+            visible: view.row.subtitle !== "" || view.row.online
             anchors.top: nameLine.bottom
             anchors.topMargin: 2
             anchors.left: nameLine.left
@@ -60,30 +64,30 @@ RowChrome {
                 anchors.verticalCenter: parent.verticalCenter
                 width: Math.max(0, Math.min(implicitWidth,
                                             (players.visible ? players.x - 10 : parent.width) - tail.implicitWidth))
-                text: row.subtitleHead
+                text: view.row.subtitleHead
                 elide: Text.ElideRight
                 font.pixelSize: 10
-                color: theme.secondary
+                color: Theme.secondary
             }
             Text {
                 id: tail
                 objectName: "gameSubtitleTail"
                 anchors.left: head.right
                 anchors.verticalCenter: parent.verticalCenter
-                text: row.subtitleTail
+                text: view.row.subtitleTail
                 font.pixelSize: 10
-                color: theme.secondary
+                color: Theme.secondary
             }
             Text {
                 id: players
                 objectName: "players"
-                visible: row.online
+                visible: view.row.online
                 anchors.right: parent.right
                 anchors.verticalCenter: parent.verticalCenter
-                text: row.playersText
+                text: view.row.playersText
                 font.pixelSize: 11
                 font.weight: Font.DemiBold
-                color: theme.secondary
+                color: Theme.secondary
             }
         }
     }

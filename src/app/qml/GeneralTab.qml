@@ -1,9 +1,11 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // Every preference not tied to one source, the sources file, and the update check.
 Item {
     id: root
+    required property SettingsController settings
 
     Flickable {
         id: scroller
@@ -24,21 +26,21 @@ Item {
                 SwitchRow {
                     objectName: "general.launchAtLogin"
                     label: "Launch at login"
-                    checked: settings.launchAtLogin
-                    onToggled: (on) => settings.launchAtLogin = on
+                    checked: root.settings.launchAtLogin
+                    onToggled: (on) => root.settings.launchAtLogin = on
                 }
                 Divider {}
                 Item {
                     width: parent.width
                     height: showAgain.implicitHeight
-                    Text { anchors.verticalCenter: parent.verticalCenter; text: "Welcome screen"; font.pixelSize: 13; color: theme.text }
+                    Text { anchors.verticalCenter: parent.verticalCenter; text: "Welcome screen"; font.pixelSize: 13; color: Theme.text }
                     GhostPill {
                         id: showAgain
                         objectName: "general.showOnboarding"
                         anchors.right: parent.right
                         text: "Show Again"
                         Accessible.name: text
-                        onClicked: settings.showOnboarding()
+                        onClicked: root.settings.showOnboarding()
                     }
                 }
             }
@@ -48,7 +50,7 @@ Item {
                 Item {
                     width: parent.width
                     height: Math.max(permissionLabel.implicitHeight, permissionText.implicitHeight)
-                    Text { id: permissionLabel; text: "System permission"; font.pixelSize: 13; color: theme.text }
+                    Text { id: permissionLabel; text: "System permission"; font.pixelSize: 13; color: Theme.text }
                     Text {
                         id: permissionText
                         objectName: "general.permission"
@@ -56,72 +58,72 @@ Item {
                         width: parent.width - permissionLabel.width - 16
                         horizontalAlignment: Text.AlignRight
                         wrapMode: Text.WordWrap
-                        text: settings.permissionText
+                        text: root.settings.permissionText
                         font.pixelSize: 11
-                        color: settings.permissionDenied ? "#E5484D" : theme.secondary
+                        color: root.settings.permissionDenied ? Theme.warning : Theme.secondary
                     }
                 }
                 Divider {}
                 SwitchRow {
                     objectName: "general.globalQuiet"
                     label: "Mute all notifications"
-                    checked: prefs.globalQuiet
-                    onToggled: (on) => prefs.globalQuiet = on
+                    checked: Preferences.globalQuiet
+                    onToggled: (on) => Preferences.globalQuiet = on
                 }
                 Divider {}
                 SwitchRow {
                     objectName: "general.soundAlerts"
                     label: "Sound alerts"
-                    checked: prefs.soundAlerts
-                    onToggled: (on) => prefs.soundAlerts = on
+                    checked: Preferences.soundAlerts
+                    onToggled: (on) => Preferences.soundAlerts = on
                 }
                 Divider {}
                 SwitchRow {
                     objectName: "general.notifyOnRecovery"
                     label: "Notify on recovery"
-                    checked: prefs.notifyOnRecovery
-                    onToggled: (on) => prefs.notifyOnRecovery = on
+                    checked: Preferences.notifyOnRecovery
+                    onToggled: (on) => Preferences.notifyOnRecovery = on
                 }
                 Divider {}
                 SwitchRow {
                     objectName: "general.quietHours"
                     label: "Quiet hours"
-                    checked: prefs.quietHoursEnabled
-                    onToggled: (on) => prefs.quietHoursEnabled = on
+                    checked: Preferences.quietHoursEnabled
+                    onToggled: (on) => Preferences.quietHoursEnabled = on
                 }
                 Column {
                     id: quietHours
                     objectName: "general.quietHoursWindow"
-                    visible: prefs.quietHoursEnabled
+                    visible: Preferences.quietHoursEnabled
                     width: parent.width
                     spacing: 4
                     property bool startInvalid: false
                     property bool endInvalid: false
                     Row {
                         spacing: 8
-                        Text { text: "From"; font.pixelSize: 13; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Text { text: "From"; font.pixelSize: 13; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                         TextField {
                             objectName: "general.quietHoursStart"
                             width: 72
-                            text: prefs.quietHoursStart
+                            text: Preferences.quietHoursStart
                             inputMethodHints: Qt.ImhTime
                             placeholderText: "02:00"
                             selectByMouse: true
                             font.pixelSize: 13
                             Accessible.name: "Quiet hours start"
-                            onEditingFinished: quietHours.startInvalid = !prefs.setQuietHoursStart(text)
+                            onEditingFinished: quietHours.startInvalid = !Preferences.setQuietHoursStart(text)
                         }
-                        Text { text: "to"; font.pixelSize: 13; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Text { text: "to"; font.pixelSize: 13; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                         TextField {
                             objectName: "general.quietHoursEnd"
                             width: 72
-                            text: prefs.quietHoursEnd
+                            text: Preferences.quietHoursEnd
                             inputMethodHints: Qt.ImhTime
                             placeholderText: "04:00"
                             selectByMouse: true
                             font.pixelSize: 13
                             Accessible.name: "Quiet hours end"
-                            onEditingFinished: quietHours.endInvalid = !prefs.setQuietHoursEnd(text)
+                            onEditingFinished: quietHours.endInvalid = !Preferences.setQuietHoursEnd(text)
                         }
                     }
                     Text {
@@ -131,7 +133,7 @@ Item {
                         wrapMode: Text.WordWrap
                         text: "Enter a time as HH:MM, such as 02:00. The last valid time is kept."
                         font.pixelSize: 11
-                        color: "#E5484D"
+                        color: Theme.warning
                         Accessible.role: Accessible.AlertMessage
                         Accessible.name: text
                     }
@@ -140,7 +142,7 @@ Item {
                         wrapMode: Text.WordWrap
                         text: "No notification is posted in this window each day. Anything still down when it ends is summed up in one notification."
                         font.pixelSize: 11
-                        color: theme.secondary
+                        color: Theme.secondary
                     }
                 }
             }
@@ -150,7 +152,7 @@ Item {
                 Item {
                     width: parent.width
                     height: Math.max(keyringLabel.implicitHeight, keyringText.implicitHeight)
-                    Text { id: keyringLabel; text: "Keyring"; font.pixelSize: 13; color: theme.text }
+                    Text { id: keyringLabel; text: "Keyring"; font.pixelSize: 13; color: Theme.text }
                     Text {
                         id: keyringText
                         objectName: "general.keyring"
@@ -158,9 +160,9 @@ Item {
                         width: parent.width - keyringLabel.width - 16
                         horizontalAlignment: Text.AlignRight
                         wrapMode: Text.WordWrap
-                        text: settings.keyringText
+                        text: root.settings.keyringText
                         font.pixelSize: 11
-                        color: settings.keyringMissing ? "#E5484D" : theme.secondary
+                        color: root.settings.keyringMissing ? Theme.warning : Theme.secondary
                     }
                 }
             }
@@ -175,22 +177,22 @@ Item {
                 SwitchRow {
                     objectName: "general.showSparklines"
                     label: "Show sparklines in popover"
-                    checked: prefs.showSparklines
-                    onToggled: (on) => prefs.showSparklines = on
+                    checked: Preferences.showSparklines
+                    onToggled: (on) => Preferences.showSparklines = on
                 }
                 Divider {}
                 SwitchRow {
                     objectName: "general.compactMode"
                     label: "Compact mode"
-                    checked: prefs.compactMode
-                    onToggled: (on) => prefs.compactMode = on
+                    checked: Preferences.compactMode
+                    onToggled: (on) => Preferences.compactMode = on
                 }
                 Divider {}
                 SwitchRow {
                     objectName: "general.statusShapes"
                     label: "Show status shapes in the tray icon"
-                    checked: prefs.statusShapes
-                    onToggled: (on) => prefs.statusShapes = on
+                    checked: Preferences.statusShapes
+                    onToggled: (on) => Preferences.statusShapes = on
                 }
             }
 
@@ -201,14 +203,14 @@ Item {
                     wrapMode: Text.WordWrap
                     text: "Save your sources to a file, or load them from one."
                     font.pixelSize: 13
-                    color: theme.text
+                    color: Theme.text
                 }
                 Text {
                     width: parent.width
                     wrapMode: Text.WordWrap
                     text: "A file holds no password and no token. An import replaces every source."
                     font.pixelSize: 11
-                    color: theme.secondary
+                    color: Theme.secondary
                 }
                 Row {
                     spacing: 8
@@ -216,13 +218,13 @@ Item {
                         objectName: "general.export"
                         text: "Export…"
                         Accessible.name: text
-                        onClicked: settings.exportSources()
+                        onClicked: root.settings.exportSources()
                     }
                     GhostPill {
                         objectName: "general.import"
                         text: "Import…"
                         Accessible.name: text
-                        onClicked: settings.importSources()
+                        onClicked: root.settings.importSources()
                     }
                 }
             }
@@ -235,7 +237,8 @@ Item {
                     anchors.verticalCenter: parent.verticalCenter
                     width: 26
                     height: 26
-                    sourceSize: Qt.size(52, 52)
+                    sourceSize.width: 52
+                    sourceSize.height: 52
                     source: "qrc:/icons/server.svg"
                     Accessible.ignored: true
                 }
@@ -244,19 +247,19 @@ Item {
                     anchors.left: appIcon.right
                     anchors.leftMargin: 8
                     anchors.verticalCenter: parent.verticalCenter
-                    text: "Tidewatch v" + settings.version
+                    text: "Tidewatch v" + root.settings.version
                     font.pixelSize: 13
                     font.weight: Font.DemiBold
-                    color: theme.text
+                    color: Theme.text
                 }
                 GhostPill {
                     objectName: "general.checkForUpdates"
                     anchors.right: parent.right
                     anchors.verticalCenter: parent.verticalCenter
-                    text: settings.checking ? "Checking…" : "Check for Updates"
-                    enabled: !settings.checking
+                    text: root.settings.checking ? "Checking…" : "Check for Updates"
+                    enabled: !root.settings.checking
                     Accessible.name: "Check for Updates"
-                    onClicked: settings.checkForUpdates()
+                    onClicked: root.settings.checkForUpdates()
                 }
             }
         }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // A secondary action: a faint capsule with a hairline outline.
 Button {
@@ -14,14 +15,14 @@ Button {
     contentItem: Text {
         text: control.text
         font: control.font
-        color: control.enabled ? theme.text : theme.secondary
+        color: control.enabled ? Theme.text : Theme.secondary
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
     }
     background: Rectangle {
         radius: height / 2
-        color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.05)
+        color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.05)
         border.width: control.visualFocus ? 2 : 1
-        border.color: control.visualFocus ? prefs.accent : theme.hairline
+        border.color: control.visualFocus ? Preferences.accent : Theme.hairline
     }
 }

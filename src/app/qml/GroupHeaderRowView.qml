@@ -1,15 +1,17 @@
 import QtQuick
+import Tidewatch
 
 // The header of a source with several widgets; a click folds or unfolds it.
 RowChrome {
     id: header
+    required property PopoverController popover
     property var row
     signal toggled()
     objectName: "groupHeader"
     activeFocusOnTab: true
     Accessible.role: Accessible.Button
-    Accessible.name: row.accessibleLabel
-    Accessible.description: row.accessibleHint
+    Accessible.name: header.row.accessibleLabel
+    Accessible.description: header.row.accessibleHint
     Accessible.onPressAction: toggled()
     Keys.onSpacePressed: toggled()
     Keys.onReturnPressed: toggled()
@@ -28,7 +30,7 @@ RowChrome {
             anchors.margins: -4
             visible: header.activeFocus
             color: "transparent"
-            border.color: prefs.accent
+            border.color: Preferences.accent
             radius: 8
         }
         Row {
@@ -38,9 +40,9 @@ RowChrome {
             Item {
                 width: 10; height: 10
                 anchors.verticalCenter: parent.verticalCenter
-                Icon { anchors.centerIn: parent; symbol: row.collapsed ? "chevron.right" : "chevron.down"; size: 10; color: theme.secondary }
+                Icon { anchors.centerIn: parent; symbol: header.row.collapsed ? "chevron.right" : "chevron.down"; size: 10; color: Theme.secondary }
             }
-            StatusOrb { color: popover.statusColourOf(row.status); anchors.verticalCenter: parent.verticalCenter }
+            StatusOrb { color: header.popover.statusColourOf(header.row.status); anchors.verticalCenter: parent.verticalCenter }
         }
         Column {
             id: title
@@ -52,16 +54,17 @@ RowChrome {
             spacing: 4
             Row {
                 spacing: 6
-                Text { text: row.name; font.pixelSize: 13; font.weight: Font.DemiBold; color: theme.text }
-                CountBadge { count: row.count; anchors.verticalCenter: parent.verticalCenter }
+                Text { text: header.row.name; font.pixelSize: 13; font.weight: Font.DemiBold; color: Theme.text }
+                CountBadge { count: header.row.count; anchors.verticalCenter: parent.verticalCenter }
             }
-            Text { text: row.aggregate; font.pixelSize: 10; color: theme.secondary }
+            Text { text: header.row.aggregate; font.pixelSize: 10; color: Theme.secondary }
         }
         LatencyPill {
+            popover: header.popover
             id: pill
-            visible: row.avgLatencyMs !== undefined
+            visible: header.row.avgLatencyMs !== undefined
             prefix: "Avg"
-            latencyMs: row.avgLatencyMs
+            latencyMs: header.row.avgLatencyMs
             anchors.right: parent.right
             anchors.verticalCenter: parent.verticalCenter
         }

@@ -1,17 +1,20 @@
 import QtQuick
+import Tidewatch
 
 // A host: CPU, memory and disk as rings, and its hottest drive.
 RowChrome {
+    id: view
+    required property PopoverController popover
     property var row
     Accessible.role: Accessible.ListItem
-    Accessible.name: row.name + ", CPU " + popover.ringText(row.cpuPct) + ", memory " + popover.ringText(row.memPct)
-                     + ", disk " + popover.ringText(row.diskPct) + (row.maxTempText ? ", " + row.maxTempText : "")
+    Accessible.name: view.row.name + ", CPU " + view.popover.ringText(view.row.cpuPct) + ", memory " + view.popover.ringText(view.row.memPct)
+                     + ", disk " + view.popover.ringText(view.row.diskPct) + (view.row.maxTempText ? ", " + view.row.maxTempText : "")
     Item {
         width: parent.width
         height: Math.max(title.implicitHeight, rings.implicitHeight)
         StatusOrb {
             id: orb
-            color: popover.statusColourOf(row.status)
+            color: view.popover.statusColourOf(view.row.status)
             anchors.verticalCenter: parent.verticalCenter
         }
         Column {
@@ -24,17 +27,17 @@ RowChrome {
             spacing: 2
             Text {
                 width: parent.width
-                text: row.name
+                text: view.row.name
                 elide: Text.ElideRight
                 font.pixelSize: 13
                 font.weight: Font.DemiBold
-                color: theme.text
+                color: Theme.text
             }
             Row {
-                visible: row.maxTempText !== ""
+                visible: view.row.maxTempText !== ""
                 spacing: 2
-                Icon { symbol: "thermometer.medium"; size: 10; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
-                Text { objectName: "temperature"; text: row.maxTempText; font.pixelSize: 10; color: theme.secondary }
+                Icon { symbol: "thermometer.medium"; size: 10; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                Text { objectName: "temperature"; text: view.row.maxTempText; font.pixelSize: 10; color: Theme.secondary }
             }
         }
         Row {
@@ -42,9 +45,9 @@ RowChrome {
             anchors.right: parent.right
             anchors.verticalCenter: parent.verticalCenter
             spacing: 8
-            MetricRing { label: "CPU"; pct: row.cpuPct }
-            MetricRing { label: "MEM"; pct: row.memPct }
-            MetricRing { label: "DISK"; pct: row.diskPct }
+            MetricRing { popover: view.popover; label: "CPU"; pct: view.row.cpuPct }
+            MetricRing { popover: view.popover; label: "MEM"; pct: view.row.memPct }
+            MetricRing { popover: view.popover; label: "DISK"; pct: view.row.diskPct }
         }
     }
 }

@@ -1,27 +1,30 @@
 import QtQuick
+import Tidewatch
 
 // A custom JSON endpoint: a title over labelled values, in the order the user gave them.
 RowChrome {
+    id: view
     property var row
     Accessible.role: Accessible.ListItem
-    Accessible.name: row.name
+    Accessible.name: view.row.name
     Column {
         width: parent.width
         spacing: 3
         Text {
-            text: row.name
+            text: view.row.name
             font.pixelSize: 13
             font.weight: Font.DemiBold
-            color: theme.text
+            color: Theme.text
         }
         Repeater {
-            model: row.fields
+            model: view.row.fields
             delegate: Item {
+                id: field
                 required property var modelData
                 width: parent.width
                 height: Math.max(key.implicitHeight, value.implicitHeight)
-                Text { id: key; text: modelData.label; font.pixelSize: 11; color: theme.secondary; width: parent.width * 0.45; elide: Text.ElideRight }
-                Text { id: value; text: modelData.value; font.pixelSize: 11; color: theme.text; anchors.right: parent.right; horizontalAlignment: Text.AlignRight; width: parent.width * 0.55; elide: Text.ElideLeft }
+                Text { id: key; text: field.modelData.label; font.pixelSize: 11; color: Theme.secondary; width: parent.width * 0.45; elide: Text.ElideRight }
+                Text { id: value; text: field.modelData.value; font.pixelSize: 11; color: Theme.text; anchors.right: parent.right; horizontalAlignment: Text.AlignRight; width: parent.width * 0.55; elide: Text.ElideLeft }
             }
         }
     }

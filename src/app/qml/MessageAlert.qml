@@ -1,5 +1,5 @@
 import QtQuick
-import QtQuick.Controls
+import Tidewatch
 
 // The one alert of a window: a title, a message, "OK", and at most one more button. Covers the window
 // so nothing behind it takes a click; Escape dismisses it.
@@ -13,7 +13,7 @@ Rectangle {
     signal dismissed()
     signal action()
     visible: title !== ""
-    color: Qt.rgba(0, 0, 0, 0.35)
+    color: Theme.scrim
     onVisibleChanged: if (visible) cancel.forceActiveFocus()
     MouseArea { anchors.fill: parent; acceptedButtons: Qt.AllButtons; onWheel: (wheel) => wheel.accepted = true }
     Keys.onEscapePressed: root.dismissed()
@@ -22,8 +22,8 @@ Rectangle {
         width: Math.min(parent.width - 60, 340)
         height: content.implicitHeight + 32
         radius: 12
-        color: theme.window
-        border.color: theme.hairline
+        color: Theme.window
+        border.color: Theme.hairline
         Accessible.role: Accessible.AlertMessage
         Accessible.name: root.title
         Column {
@@ -39,7 +39,7 @@ Rectangle {
                 wrapMode: Text.WordWrap
                 font.pixelSize: 14
                 font.bold: true
-                color: theme.text
+                color: Theme.text
             }
             Text {
                 objectName: "alert.body"
@@ -47,7 +47,7 @@ Rectangle {
                 text: root.body
                 wrapMode: Text.WordWrap
                 font.pixelSize: 12
-                color: theme.secondary
+                color: Theme.secondary
             }
             Row {
                 anchors.right: parent.right

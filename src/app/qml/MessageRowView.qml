@@ -1,17 +1,20 @@
 import QtQuick
+import Tidewatch
 
 // A source with nothing to show: an error it met, or no data at all.
 RowChrome {
+    id: view
+    required property PopoverController popover
     property var row
-    readonly property bool failed: row.type === "error"
+    readonly property bool failed: view.row.type === "error"
     Accessible.role: Accessible.ListItem
-    Accessible.name: row.name + ", " + (failed ? row.message : "No data reported")
+    Accessible.name: view.row.name + ", " + (view.failed ? view.row.message : "No data reported")
     Item {
         width: parent.width
         height: title.implicitHeight
         StatusOrb {
             id: orb
-            color: popover.statusColourOf(failed ? "down" : "unknown")
+            color: view.popover.statusColourOf(view.failed ? "down" : "unknown")
             anchors.verticalCenter: parent.verticalCenter
         }
         TitleBlock {
@@ -20,8 +23,8 @@ RowChrome {
             anchors.leftMargin: 10
             anchors.right: parent.right
             anchors.verticalCenter: parent.verticalCenter
-            title: row.name
-            subtitle: failed ? row.message : "No data reported"
+            title: view.row.name
+            subtitle: view.failed ? view.row.message : "No data reported"
         }
     }
 }

@@ -1,17 +1,21 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
-import QtQuick.Controls
+import Tidewatch
 
 // Three steps for a new user: what Tidewatch is, adding a first source, and notifications.
 Rectangle {
     id: root
+    required property OnboardingController onboarding
+    required property QmlWindow hostWindow
     objectName: "onboarding.root"
     width: 520
     height: 560
-    color: theme.window
+    color: Theme.window
     Accessible.role: Accessible.Pane
     Accessible.name: "Welcome to Tidewatch"
     focus: true
-    Keys.onEscapePressed: hostWindow.close()
+    Keys.onEscapePressed: root.hostWindow.close()
     Keys.onReturnPressed: forward.clicked()
     Keys.onEnterPressed: forward.clicked()
 
@@ -26,25 +30,25 @@ Rectangle {
         spacing: 16
         Icon {
             anchors.horizontalCenter: parent.horizontalCenter
-            symbol: root.symbols[onboarding.step]
+            symbol: root.symbols[root.onboarding.step]
             size: 52
-            color: prefs.accent
+            color: Preferences.accent
         }
         Text {
             objectName: "onboarding.title"
             width: parent.width
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.WordWrap
-            text: root.titles[onboarding.step]
+            text: root.titles[root.onboarding.step]
             font.pixelSize: 22
             font.bold: true
-            color: theme.text
+            color: Theme.text
             Accessible.role: Accessible.Heading
             Accessible.name: text
         }
 
         Column {
-            visible: onboarding.step === 0
+            visible: root.onboarding.step === 0
             width: parent.width
             spacing: 12
             BodyText { text: "Tidewatch lives in your menu bar and answers one question: is your homelab okay? A single green, amber, or red icon shows the overall state. Click it for per-service widgets." }
@@ -52,7 +56,7 @@ Rectangle {
         }
 
         Column {
-            visible: onboarding.step === 1
+            visible: root.onboarding.step === 1
             width: parent.width
             spacing: 12
             BodyText { text: "Point Tidewatch at something to watch. You can add or remove sources any time in Settings." }
@@ -61,43 +65,43 @@ Rectangle {
                 anchors.horizontalCenter: parent.horizontalCenter
                 text: "Add a Source"
                 Accessible.name: text
-                onClicked: onboarding.addSource()
+                onClicked: root.onboarding.addSource()
             }
             Row {
-                visible: onboarding.sourcesAdded !== ""
+                visible: root.onboarding.sourcesAdded !== ""
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: 6
-                Icon { symbol: "checkmark.circle.fill"; size: 12; color: "#30A46C"; anchors.verticalCenter: parent.verticalCenter }
-                Text { objectName: "onboarding.added"; text: onboarding.sourcesAdded; font.pixelSize: 11; color: theme.secondary }
+                Icon { symbol: "checkmark.circle.fill"; size: 12; color: Theme.confirmation; anchors.verticalCenter: parent.verticalCenter }
+                Text { objectName: "onboarding.added"; text: root.onboarding.sourcesAdded; font.pixelSize: 11; color: Theme.secondary }
             }
         }
 
         Column {
-            visible: onboarding.step === 2
+            visible: root.onboarding.step === 2
             width: parent.width
             spacing: 12
             BodyText { text: "Tidewatch sends a notification when a source fails a number of checks in a row. You set the number of checks for each source." }
             Row {
                 objectName: "onboarding.notificationsOn"
-                visible: onboarding.notifications === "on"
+                visible: root.onboarding.notifications === "on"
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: 6
-                Icon { symbol: "checkmark.circle.fill"; size: 14; color: "#30A46C"; anchors.verticalCenter: parent.verticalCenter }
-                Text { text: "Notifications are on"; font.pixelSize: 13; color: "#30A46C" }
+                Icon { symbol: "checkmark.circle.fill"; size: 14; color: Theme.confirmation; anchors.verticalCenter: parent.verticalCenter }
+                Text { text: "Notifications are on"; font.pixelSize: 13; color: Theme.confirmation }
             }
             ProminentPill {
                 objectName: "onboarding.enableNotifications"
-                visible: onboarding.notifications === "unknown"
+                visible: root.onboarding.notifications === "unknown"
                 anchors.horizontalCenter: parent.horizontalCenter
                 text: "Enable Notifications"
                 Accessible.name: text
-                onClicked: onboarding.enableNotifications()
+                onClicked: root.onboarding.enableNotifications()
             }
             BodyText {
                 objectName: "onboarding.notificationsOff"
-                visible: onboarding.notifications === "off"
+                visible: root.onboarding.notifications === "off"
                 horizontalAlignment: Text.AlignHCenter
-                color: "#E5484D"
+                color: Theme.warning
                 text: "Notifications are off: no notification service is running on this desktop."
             }
         }
@@ -117,7 +121,7 @@ Rectangle {
                 width: 7
                 height: 7
                 radius: 3.5
-                color: index === onboarding.step ? prefs.accent : Qt.rgba(theme.secondary.r, theme.secondary.g, theme.secondary.b, 0.3)
+                color: index === root.onboarding.step ? Preferences.accent : Qt.rgba(Theme.secondary.r, Theme.secondary.g, Theme.secondary.b, 0.3)
             }
         }
     }
@@ -131,17 +135,17 @@ Rectangle {
         height: forward.implicitHeight
         GhostPill {
             objectName: "onboarding.back"
-            text: onboarding.step === 0 ? "Skip" : "Back"
+            text: root.onboarding.step === 0 ? "Skip" : "Back"
             Accessible.name: text
-            onClicked: onboarding.step === 0 ? hostWindow.close() : onboarding.back()
+            onClicked: root.onboarding.step === 0 ? root.hostWindow.close() : root.onboarding.back()
         }
         ProminentPill {
             id: forward
             objectName: "onboarding.next"
             anchors.right: parent.right
-            text: onboarding.step === 2 ? "Done" : "Next"
+            text: root.onboarding.step === 2 ? "Done" : "Next"
             Accessible.name: text
-            onClicked: onboarding.step === 2 ? hostWindow.close() : onboarding.next()
+            onClicked: root.onboarding.step === 2 ? root.hostWindow.close() : root.onboarding.next()
         }
     }
 }

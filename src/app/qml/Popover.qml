@@ -1,14 +1,18 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Window
+import Tidewatch
 
 // The popover opened from the tray icon: whether everything is up, a card per source, and the
 // three actions. Ten rows or more scroll between a pinned header and footer, and so do fewer rows
 // whose cards are taller than the window may be.
 Rectangle {
     id: root
+    required property PopoverController popover
     objectName: "popover"
-    readonly property bool scrolling: popover.usesScrollingForm(popover.hasSources ? 1 : 0, popover.rows.flatRowCount)
+    readonly property bool scrolling: root.popover.usesScrollingForm(root.popover.hasSources ? 1 : 0, root.popover.rows.flatRowCount)
     // Never taller than the screen leaves room for, whatever the cards hold.
     readonly property real maxHeight: Math.min(580, Screen.desktopAvailableHeight > 0 ? Screen.desktopAvailableHeight - 16 : 580)
     readonly property bool overflowing: body.implicitHeight > scroller.height + 0.5
@@ -17,10 +21,10 @@ Rectangle {
     width: 340
     height: Math.max(menuRoom, Math.min(maxHeight, scrolling ? 420 : header.height + body.implicitHeight + footer.height))
     radius: 12
-    color: theme.window
-    border.color: theme.hairline
+    color: Theme.window
+    border.color: Theme.hairline
     focus: true
-    Keys.onEscapePressed: popover.close()
+    Keys.onEscapePressed: root.popover.close()
     Accessible.role: Accessible.Pane
     Accessible.name: "Tidewatch"
 
@@ -38,7 +42,7 @@ Rectangle {
             font.pixelSize: 10
             font.weight: Font.DemiBold
             font.letterSpacing: 1.5
-            color: prefs.accent
+            color: Preferences.accent
             Accessible.ignored: true
         }
         Item {
@@ -46,7 +50,7 @@ Rectangle {
             height: Math.max(headline.implicitHeight, refresh.implicitHeight)
             StatusOrb {
                 id: orb
-                color: popover.statusColour
+                color: root.popover.statusColour
                 anchors.verticalCenter: parent.verticalCenter
             }
             Text {
@@ -56,27 +60,27 @@ Rectangle {
                 anchors.leftMargin: 8
                 anchors.right: refresh.left
                 anchors.verticalCenter: parent.verticalCenter
-                text: popover.headline
+                text: root.popover.headline
                 elide: Text.ElideRight
                 font.pixelSize: 17
                 font.bold: true
-                color: theme.text
+                color: Theme.text
                 Accessible.role: Accessible.Heading
                 Accessible.name: text
             }
             Text {
                 objectName: "pausedLabel"
-                visible: popover.paused
+                visible: root.popover.paused
                 anchors.right: parent.right
                 anchors.verticalCenter: parent.verticalCenter
                 text: "Paused"
                 font.pixelSize: 11
-                color: theme.secondary
+                color: Theme.secondary
             }
             ToolButton {
                 id: refresh
                 objectName: "Refresh now"
-                visible: !popover.paused
+                visible: !root.popover.paused
                 anchors.right: parent.right
                 anchors.verticalCenter: parent.verticalCenter
                 padding: 4
@@ -84,24 +88,25 @@ Rectangle {
                 ToolTip.visible: hovered
                 ToolTip.text: "Refresh now"
                 ToolTip.delay: 600
-                onClicked: popover.refreshAll()
+                onClicked: root.popover.refreshAll()
                 contentItem: Row {
                     spacing: 4
-                    Icon { symbol: "arrow.clockwise"; size: 10; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                    Icon { symbol: "arrow.clockwise"; size: 10; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
                     RelativeTimeText {
-                        visible: !isNaN(popover.lastFetched.getTime())
-                        date: popover.lastFetched
+                        popover: root.popover
+                        visible: !isNaN(root.popover.lastFetched.getTime())
+                        date: root.popover.lastFetched
                         anchors.verticalCenter: parent.verticalCenter
                     }
                 }
-                background: Rectangle { radius: 6; color: refresh.hovered ? theme.cardFill : "transparent"; border.width: refresh.visualFocus ? 1 : 0; border.color: prefs.accent }
+                background: Rectangle { radius: 6; color: refresh.hovered ? Theme.cardFill : "transparent"; border.width: refresh.visualFocus ? 1 : 0; border.color: Preferences.accent }
             }
         }
         Row {
-            visible: popover.hasSources || popover.summary !== ""
+            visible: root.popover.hasSources || root.popover.summary !== ""
             spacing: 8
-            Text { objectName: "chip"; text: popover.chipText; font.pixelSize: 11; font.weight: Font.DemiBold; color: popover.statusColour }
-            Text { objectName: "summary"; text: popover.summary; visible: text !== ""; font.pixelSize: 11; color: theme.secondary }
+            Text { objectName: "chip"; text: root.popover.chipText; font.pixelSize: 11; font.weight: Font.DemiBold; color: root.popover.statusColour }
+            Text { objectName: "summary"; text: root.popover.summary; visible: text !== ""; font.pixelSize: 11; color: Theme.secondary }
         }
     }
 
@@ -109,7 +114,7 @@ Rectangle {
         anchors.top: header.bottom
         width: parent.width
         height: 1
-        color: theme.hairline
+        color: Theme.hairline
         visible: root.overflowing
     }
 
@@ -135,7 +140,7 @@ Rectangle {
 
             // A save that failed stays in view until one succeeds: the user's changes are not on the disk.
             Item {
-                visible: popover.storageProblem !== ""
+                visible: root.popover.storageProblem !== ""
                 width: parent.width
                 height: visible ? storageBanner.height + 16 : 0
                 Rectangle {
@@ -146,23 +151,23 @@ Rectangle {
                     width: parent.width - 20
                     height: storageRow.implicitHeight + 16
                     radius: 8
-                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+                    color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
                     Accessible.role: Accessible.AlertMessage
-                    Accessible.name: popover.storageProblem
+                    Accessible.name: root.popover.storageProblem
                     Row {
                         id: storageRow
                         x: 10
                         y: 8
                         width: parent.width - 20
                         spacing: 8
-                        Icon { symbol: "xmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Icon { symbol: "xmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                         Text {
                             objectName: "storageText"
                             width: parent.width - 22
-                            text: popover.storageProblem
+                            text: root.popover.storageProblem
                             wrapMode: Text.WordWrap
                             font.pixelSize: 12
-                            color: theme.text
+                            color: Theme.text
                             anchors.verticalCenter: parent.verticalCenter
                         }
                     }
@@ -172,25 +177,25 @@ Rectangle {
             // Nothing configured yet: one clear way forward.
             Column {
                 objectName: "emptyState"
-                visible: !popover.hasSources
+                visible: !root.popover.hasSources
                 width: parent.width
                 topPadding: 40
                 bottomPadding: 40
                 spacing: 12
-                Icon { symbol: "server.rack"; size: 34; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
-                Text { text: "No sources yet"; font.pixelSize: 13; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
-                Text { text: "Add a source to start monitoring."; font.pixelSize: 11; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+                Icon { symbol: "server.rack"; size: 34; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+                Text { text: "No sources yet"; font.pixelSize: 13; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+                Text { text: "Add a source to start monitoring."; font.pixelSize: 11; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
                 ProminentPill {
                     objectName: "addFirstSource"
                     text: "Add first source"
                     anchors.horizontalCenter: parent.horizontalCenter
-                    onClicked: popover.openSettings()
+                    onClicked: root.popover.openSettings()
                 }
             }
 
             Column {
                 objectName: "rowList"
-                visible: popover.hasSources
+                visible: root.popover.hasSources
                 width: parent.width
                 topPadding: 8
                 bottomPadding: 8
@@ -200,47 +205,47 @@ Rectangle {
 
                 Column {
                     objectName: "pausedBanner"
-                    visible: popover.paused
+                    visible: root.popover.paused
                     width: parent.width - 20
                     padding: 8
                     spacing: 8
                     Row {
                         spacing: 6
-                        Icon { symbol: "questionmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
-                        Text { text: "Tracking is currently inactive"; font.pixelSize: 12; font.weight: Font.DemiBold; color: theme.text }
+                        Icon { symbol: "questionmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Text { text: "Tracking is currently inactive"; font.pixelSize: 12; font.weight: Font.DemiBold; color: Theme.text }
                     }
                     Text {
                         width: parent.width - 16
                         wrapMode: Text.WordWrap
                         text: "Click the play button in the toolbar below to resume live monitoring."
                         font.pixelSize: 11
-                        color: theme.secondary
+                        color: Theme.secondary
                     }
                 }
 
                 Rectangle {
                     objectName: "hushBanner"
-                    visible: popover.hushText !== "" && !popover.paused
+                    visible: root.popover.hushText !== "" && !root.popover.paused
                     width: parent.width - 20
                     height: hushRow.implicitHeight + 16
                     radius: 8
-                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+                    color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
                     Accessible.role: Accessible.AlertMessage
-                    Accessible.name: popover.hushText
+                    Accessible.name: root.popover.hushText
                     Row {
                         id: hushRow
                         x: 10
                         y: 8
                         width: parent.width - 20
                         spacing: 8
-                        Icon { symbol: popover.offline ? "wifi.slash" : "questionmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                        Icon { symbol: root.popover.offline ? "wifi.slash" : "questionmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                         Text {
                             objectName: "hushText"
                             width: parent.width - 22
-                            text: popover.hushText
+                            text: root.popover.hushText
                             wrapMode: Text.WordWrap
                             font.pixelSize: 12
-                            color: theme.text
+                            color: Theme.text
                             anchors.verticalCenter: parent.verticalCenter
                         }
                     }
@@ -248,12 +253,12 @@ Rectangle {
 
                 Rectangle {
                     objectName: "snoozeBanner"
-                    visible: popover.snoozeAllText !== ""
+                    visible: root.popover.snoozeAllText !== ""
                     width: parent.width - 20
                     height: Math.max(snoozeAllLabel.implicitHeight, resumeAll.implicitHeight) + 12
                     radius: 8
-                    color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
-                    Icon { id: snoozeAllIcon; x: 10; symbol: "bell.slash"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+                    color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
+                    Icon { id: snoozeAllIcon; x: 10; symbol: "bell.slash"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
                     Text {
                         id: snoozeAllLabel
                         objectName: "snoozeAllText"
@@ -262,10 +267,10 @@ Rectangle {
                         anchors.right: resumeAll.left
                         anchors.rightMargin: 8
                         anchors.verticalCenter: parent.verticalCenter
-                        text: popover.snoozeAllText
+                        text: root.popover.snoozeAllText
                         wrapMode: Text.WordWrap
                         font.pixelSize: 12
-                        color: theme.text
+                        color: Theme.text
                     }
                     GhostPill {
                         id: resumeAll
@@ -275,27 +280,27 @@ Rectangle {
                         anchors.verticalCenter: parent.verticalCenter
                         text: "Resume"
                         Accessible.name: "Resume notifications"
-                        onClicked: popover.resumeNotifications()
+                        onClicked: root.popover.resumeNotifications()
                     }
                 }
 
                 Repeater {
-                    model: popover.rows
+                    model: root.popover.rows
                     delegate: Rectangle {
                         id: card
                         required property var row
                         required property var childRows
                         required property bool isGroup
                         readonly property string snoozeLabel: {
-                            popover.snoozeRevision
-                            return popover.snoozeText(card.row.sourceId || "")
+                            root.popover.snoozeRevision
+                            return root.popover.snoozeText(card.row.sourceId || "")
                         }
                         objectName: "card"
                         width: parent.width - 20
                         height: cardColumn.implicitHeight
                         radius: 10
-                        color: theme.cardFill
-                        border.color: activeFocus ? prefs.accent : theme.hairline
+                        color: Theme.cardFill
+                        border.color: activeFocus ? Preferences.accent : Theme.hairline
                         activeFocusOnTab: true
                         Accessible.role: Accessible.Grouping
                         Accessible.name: (card.row.name || "") + (card.snoozeLabel !== "" ? ", " + card.snoozeLabel : "")
@@ -323,20 +328,21 @@ Rectangle {
                             objectName: "sourceMenu"
                             title: "Notifications for " + (card.row.name || "")
                             onClosed: root.menuRoom = 0
-                            MenuItem { objectName: "snooze1"; text: "Snooze for 1 Hour"; onTriggered: popover.snoozeSource(card.row.sourceId, 1) }
-                            MenuItem { objectName: "snooze4"; text: "Snooze for 4 Hours"; onTriggered: popover.snoozeSource(card.row.sourceId, 4) }
-                            MenuItem { objectName: "snooze8"; text: "Snooze for 8 Hours"; onTriggered: popover.snoozeSource(card.row.sourceId, 8) }
-                            MenuItem { objectName: "snoozeUntilRecovery"; text: "Snooze Until It Recovers"; enabled: card.row.status !== "up"; onTriggered: popover.snoozeSource(card.row.sourceId, 0) }
+                            MenuItem { objectName: "snooze1"; text: "Snooze for 1 Hour"; onTriggered: root.popover.snoozeSource(card.row.sourceId, 1) }
+                            MenuItem { objectName: "snooze4"; text: "Snooze for 4 Hours"; onTriggered: root.popover.snoozeSource(card.row.sourceId, 4) }
+                            MenuItem { objectName: "snooze8"; text: "Snooze for 8 Hours"; onTriggered: root.popover.snoozeSource(card.row.sourceId, 8) }
+                            MenuItem { objectName: "snoozeUntilRecovery"; text: "Snooze Until It Recovers"; enabled: card.row.status !== "up"; onTriggered: root.popover.snoozeSource(card.row.sourceId, 0) }
                             MenuSeparator {}
-                            MenuItem { objectName: "endSnooze"; text: "End Snooze"; enabled: card.snoozeLabel !== ""; onTriggered: popover.endSnooze(card.row.sourceId) }
+                            MenuItem { objectName: "endSnooze"; text: "End Snooze"; enabled: card.snoozeLabel !== ""; onTriggered: root.popover.endSnooze(card.row.sourceId) }
                         }
                         Column {
                             id: cardColumn
                             width: parent.width
                             RowView {
+                                popover: root.popover
                                 width: parent.width
                                 row: card.row
-                                onToggled: popover.rows.toggleCollapsed(card.row.sourceId)
+                                onToggled: root.popover.rows.toggleCollapsed(card.row.sourceId)
                             }
                             Row {
                                 objectName: "snoozeLine"
@@ -344,14 +350,14 @@ Rectangle {
                                 x: 12
                                 spacing: 5
                                 bottomPadding: 7
-                                Icon { symbol: "bell.slash"; size: 11; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
-                                Text { text: card.snoozeLabel; font.pixelSize: 11; color: theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                                Icon { symbol: "bell.slash"; size: 11; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                                Text { text: card.snoozeLabel; font.pixelSize: 11; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
                             }
                             Rectangle {
                                 visible: card.isGroup && card.childRows.length > 0
                                 width: parent.width
                                 height: childColumn.implicitHeight
-                                color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.02)
+                                color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.02)
                                 radius: 10
                                 Column {
                                     id: childColumn
@@ -362,6 +368,7 @@ Rectangle {
                                     Repeater {
                                         model: card.childRows
                                         delegate: RowView {
+                                            popover: root.popover
                                             required property var modelData
                                             width: childColumn.width
                                             row: modelData
@@ -388,7 +395,7 @@ Rectangle {
             width: parent.width
             height: parent.height + radius
             radius: 12
-            color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.08)
+            color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.08)
         }
         Row {
             anchors.fill: parent
@@ -400,14 +407,14 @@ Rectangle {
                 symbol: "gear"
                 tip: "Settings"
                 anchors.verticalCenter: parent.verticalCenter
-                onClicked: popover.openSettings()
+                onClicked: root.popover.openSettings()
             }
             SymbolButton {
                 objectName: "popover.pause"
-                symbol: popover.paused ? "play" : "pause"
-                tip: popover.paused ? "Resume monitoring" : "Pause monitoring"
+                symbol: root.popover.paused ? "play" : "pause"
+                tip: root.popover.paused ? "Resume monitoring" : "Pause monitoring"
                 anchors.verticalCenter: parent.verticalCenter
-                onClicked: popover.togglePaused()
+                onClicked: root.popover.togglePaused()
             }
             Item { width: parent.width - 3 * 28 - 3 * 8; height: 1 }
             SymbolButton {
@@ -415,7 +422,7 @@ Rectangle {
                 symbol: "power"
                 tip: "Quit Tidewatch"
                 anchors.verticalCenter: parent.verticalCenter
-                onClicked: popover.quit()
+                onClicked: root.popover.quit()
             }
         }
     }

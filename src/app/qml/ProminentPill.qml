@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // The main action of a view: accent-filled capsule, text in the on-accent colour.
 Button {
@@ -14,14 +15,14 @@ Button {
     contentItem: Text {
         text: control.text
         font: control.font
-        color: prefs.onAccent
+        color: Preferences.onAccent
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
     }
     background: Rectangle {
         radius: height / 2
-        color: prefs.accent
+        color: Preferences.accent
         border.width: control.visualFocus ? 2 : 1
-        border.color: control.visualFocus ? theme.text : prefs.accent
+        border.color: control.visualFocus ? Theme.text : Preferences.accent
     }
 }

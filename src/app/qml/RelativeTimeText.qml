@@ -1,13 +1,15 @@
 import QtQuick
+import Tidewatch
 
 // "12s ago", redrawn every five seconds counted from the date itself, not from when it appeared.
 Text {
     id: label
+    required property PopoverController popover
     property date date
     property int tick: 0
-    text: { tick; return popover.relativeTime(date) }
+    text: { tick; return label.popover.relativeTime(date) }
     font.pixelSize: 10
-    color: theme.secondary
+    color: Theme.secondary
     Timer {
         id: timer
         running: label.visible

@@ -1,10 +1,11 @@
 import QtQuick
+import Tidewatch
 
 // The padding every row shares; compact mode only tightens it vertically.
 Item {
     id: chrome
     default property alias content: holder.data
-    readonly property int vertical: prefs.compactMode ? 4 : 8
+    readonly property int vertical: Preferences.compactMode ? 4 : 8
     implicitHeight: holder.childrenRect.height + 2 * vertical
     Item {
         id: holder

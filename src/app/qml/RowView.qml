@@ -1,8 +1,10 @@
 import QtQuick
+import Tidewatch
 
 // Picks the view for one row description.
 Loader {
     id: loader
+    required property PopoverController popover
     property var row
     signal toggled()
     sourceComponent: {
@@ -23,10 +25,13 @@ Loader {
         }
         return service
     }
-    Component { id: message; MessageRowView { row: loader.row; width: loader.width } }
-    Component { id: header; GroupHeaderRowView { row: loader.row; width: loader.width; onToggled: loader.toggled() } }
-    Component { id: host; HostRowView { row: loader.row; width: loader.width } }
-    Component { id: game; GameRowView { row: loader.row; width: loader.width } }
-    Component { id: keyValues; KeyValuesRowView { row: loader.row; width: loader.width } }
-    Component { id: service; ServiceRowView { row: loader.row; width: loader.width } }
+    // The views reach the loader by id from unbound components: on Qt 6.4 a Loader cannot make a
+    // component bound by `pragma ComponentBehavior: Bound` ("Cannot instantiate bound component
+    // outside its creation context"), and unbound ids are what qmllint calls unqualified.
+    Component { id: message; MessageRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
+    Component { id: header; GroupHeaderRowView { popover: loader.popover; row: loader.row; width: loader.width; onToggled: loader.toggled() } } // qmllint disable unqualified
+    Component { id: host; HostRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
+    Component { id: game; GameRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
+    Component { id: keyValues; KeyValuesRowView { row: loader.row; width: loader.width } } // qmllint disable unqualified
+    Component { id: service; ServiceRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
 }

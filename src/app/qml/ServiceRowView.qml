@@ -1,18 +1,20 @@
 import QtQuick
+import Tidewatch
 
 // A monitored service or a check: orb, name and detail, then latency or the down word.
 RowChrome {
     id: view
+    required property PopoverController popover
     property var row
-    property string downText: row.widgetType === "check" ? "Down" : "Unreachable"
+    property string downText: view.row.widgetType === "check" ? "Down" : "Unreachable"
     Accessible.role: Accessible.ListItem
-    Accessible.name: row.name + ", " + row.status + (row.status === "down" ? "" : ", " + popover.latencyText("", row.latencyMs))
+    Accessible.name: view.row.name + ", " + view.row.status + (view.row.status === "down" ? "" : ", " + view.popover.latencyText("", view.row.latencyMs))
     Item {
         width: parent.width
         height: Math.max(title.implicitHeight, trailing.implicitHeight)
         StatusOrb {
             id: orb
-            color: popover.statusColourOf(row.status)
+            color: view.popover.statusColourOf(view.row.status)
             anchors.verticalCenter: parent.verticalCenter
         }
         TitleBlock {
@@ -22,17 +24,18 @@ RowChrome {
             anchors.right: trailing.left
             anchors.rightMargin: 10
             anchors.verticalCenter: parent.verticalCenter
-            title: row.name
-            subtitle: row.detail || ""
+            title: view.row.name
+            subtitle: view.row.detail || ""
         }
         RowTrailing {
+            popover: view.popover
             id: trailing
             anchors.right: parent.right
             anchors.verticalCenter: parent.verticalCenter
-            status: row.status
+            status: view.row.status
             downText: view.downText
-            latencyMs: row.latencyMs
-            history: row.history || []
+            latencyMs: view.row.latencyMs
+            history: view.row.history || []
         }
     }
 }

@@ -1,18 +1,23 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // The settings window: the sources with everything that acts on one of them, and the general
 // preferences. Every change is applied and saved at once.
 Rectangle {
     id: root
+    required property SettingsController settings
+    required property QmlWindow hostWindow
     objectName: "settings.root"
     property string tab: "sources"
     width: 480
     height: 540
-    color: theme.window
+    color: Theme.window
     Accessible.role: Accessible.Pane
     Accessible.name: "Tidewatch Settings"
-    Keys.onEscapePressed: hostWindow.close()
+    Keys.onEscapePressed: root.hostWindow.close()
 
     Row {
         id: tabBar
@@ -41,13 +46,13 @@ Rectangle {
                     text: tabButton.text
                     font.pixelSize: 13
                     font.weight: Font.DemiBold
-                    color: tabButton.selected ? prefs.onAccent : theme.text
+                    color: tabButton.selected ? Preferences.onAccent : Theme.text
                 }
                 background: Rectangle {
                     radius: height / 2
-                    color: tabButton.selected ? prefs.accent : "transparent"
+                    color: tabButton.selected ? Preferences.accent : "transparent"
                     border.width: tabButton.visualFocus ? 2 : 0
-                    border.color: theme.text
+                    border.color: Theme.text
                 }
             }
         }
@@ -57,30 +62,30 @@ Rectangle {
     Rectangle {
         id: storageBanner
         objectName: "settings.storageProblem"
-        visible: settings.storageProblem !== ""
+        visible: root.settings.storageProblem !== ""
         anchors.top: tabBar.bottom
         anchors.topMargin: visible ? 12 : 0
         x: 16
         width: parent.width - 32
         height: visible ? storageRow.implicitHeight + 16 : 0
         radius: 8
-        color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.06)
+        color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
         Accessible.role: Accessible.AlertMessage
-        Accessible.name: settings.storageProblem
+        Accessible.name: root.settings.storageProblem
         Row {
             id: storageRow
             x: 10
             y: 8
             width: parent.width - 20
             spacing: 8
-            Icon { symbol: "xmark.circle"; size: 14; color: theme.text; anchors.verticalCenter: parent.verticalCenter }
+            Icon { symbol: "xmark.circle"; size: 14; color: Theme.text; anchors.verticalCenter: parent.verticalCenter }
             Text {
                 objectName: "settings.storageProblemText"
                 width: parent.width - 22
-                text: settings.storageProblem
+                text: root.settings.storageProblem
                 wrapMode: Text.WordWrap
                 font.pixelSize: 12
-                color: theme.text
+                color: Theme.text
                 anchors.verticalCenter: parent.verticalCenter
             }
         }
@@ -93,19 +98,19 @@ Rectangle {
         anchors.bottom: parent.bottom
         width: parent.width
 
-        SourcesTab { anchors.fill: parent; visible: root.tab === "sources" }
-        GeneralTab { anchors.fill: parent; visible: root.tab === "general" }
+        SourcesTab { settings: root.settings; anchors.fill: parent; visible: root.tab === "sources" }
+        GeneralTab { settings: root.settings; anchors.fill: parent; visible: root.tab === "general" }
     }
 
     MessageAlert {
         id: alert
         objectName: "settings.alert"
         anchors.fill: parent
-        title: settings.alertTitle
-        body: settings.alertBody
-        actionTitle: settings.confirmingImport ? "Replace" : settings.alertActionTitle
-        cancelTitle: settings.confirmingImport ? "Cancel" : "OK"
-        onDismissed: settings.confirmingImport ? settings.cancelImport() : settings.dismissAlert()
-        onAction: settings.confirmingImport ? settings.confirmImport() : settings.runAlertAction()
+        title: root.settings.alertTitle
+        body: root.settings.alertBody
+        actionTitle: root.settings.confirmingImport ? "Replace" : root.settings.alertActionTitle
+        cancelTitle: root.settings.confirmingImport ? "Cancel" : "OK"
+        onDismissed: root.settings.confirmingImport ? root.settings.cancelImport() : root.settings.dismissAlert()
+        onAction: root.settings.confirmingImport ? root.settings.confirmImport() : root.settings.runAlertAction()
     }
 }

@@ -1,4 +1,5 @@
 import QtQuick
+import Tidewatch
 
 // A titled card of the General tab.
 Column {
@@ -11,7 +12,7 @@ Column {
         text: root.title
         font.pixelSize: 11
         font.weight: Font.DemiBold
-        color: theme.secondary
+        color: Theme.secondary
         Accessible.role: Accessible.Heading
         Accessible.name: text
     }
@@ -19,8 +20,8 @@ Column {
         width: parent.width
         height: body.implicitHeight + 20
         radius: 12
-        color: theme.cardFill
-        border.color: theme.hairline
+        color: Theme.cardFill
+        border.color: Theme.hairline
         Column {
             id: body
             x: 12

@@ -1,11 +1,14 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
-import QtQuick.Controls
 import "DragOrder.js" as DragOrder
+import Tidewatch
 
 // One source: grip, kind tile, name with its status dot, what it watches and when it last answered,
 // the edit, mute and delete buttons, and below them the source's widgets.
 Column {
     id: root
+    required property SettingsController settings
     property var source
     signal dropped(real y)
     spacing: 6
@@ -28,8 +31,8 @@ Column {
             width: 32
             height: 32
             radius: 8
-            color: Qt.rgba(theme.text.r, theme.text.g, theme.text.b, 0.05)
-            Icon { anchors.centerIn: parent; symbol: root.source.symbol; size: 16; color: theme.text }
+            color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.05)
+            Icon { anchors.centerIn: parent; symbol: root.source.symbol; size: 16; color: Theme.text }
         }
         Column {
             anchors.left: tile.right
@@ -56,27 +59,27 @@ Column {
                     elide: Text.ElideRight
                     font.pixelSize: 13
                     font.weight: Font.DemiBold
-                    color: theme.text
+                    color: Theme.text
                 }
             }
             Row {
                 spacing: 6
                 width: parent.width
-                Text { id: kind; text: root.source.kindLabel; font.pixelSize: 11; color: theme.secondary }
+                Text { id: kind; text: root.source.kindLabel; font.pixelSize: 11; color: Theme.secondary }
                 Text {
                     width: Math.min(implicitWidth, parent.width - kind.width - when.width - 12)
                     text: root.source.target
                     elide: Text.ElideMiddle
                     font.pixelSize: 11
-                    color: theme.secondary
+                    color: Theme.secondary
                 }
                 Text {
                     id: when
                     property int tick: 0
                     visible: !isNaN(root.source.fetchedAt.getTime())
-                    text: { tick; return visible ? settings.relativeTime(root.source.fetchedAt) : "" }
+                    text: { tick; return visible ? root.settings.relativeTime(root.source.fetchedAt) : "" }
                     font.pixelSize: 11
-                    color: theme.secondary
+                    color: Theme.secondary
                     Timer { running: when.visible; interval: 5000; repeat: true; onTriggered: when.tick++ }
                 }
             }
@@ -90,7 +93,7 @@ Column {
                 objectName: "settings.source.edit"
                 symbol: "pencil"
                 tip: "Edit " + root.source.name
-                onClicked: settings.editSource(root.source.id)
+                onClicked: root.settings.editSource(root.source.id)
             }
             SymbolButton {
                 objectName: "settings.source.alerts"
@@ -98,13 +101,13 @@ Column {
                 tip: root.source.alertsEnabled ? "Notify when this source, or anything it reports on, goes down"
                                                : "Notify when this source, or anything it reports on, goes down; an outage under way when alerts are turned on, and its recovery, stay untold"
                 Accessible.name: (root.source.alertsEnabled ? "Mute alerts for " : "Unmute alerts for ") + root.source.name
-                onClicked: settings.toggleAlerts(root.source.id)
+                onClicked: root.settings.toggleAlerts(root.source.id)
             }
             SymbolButton {
                 objectName: "settings.source.delete"
                 symbol: "trash"
                 tip: "Delete " + root.source.name
-                onClicked: settings.deleteSource(root.source.id)
+                onClicked: root.settings.deleteSource(root.source.id)
             }
         }
     }
@@ -113,7 +116,7 @@ Column {
         x: 24
         width: parent.width - 24
         spacing: 4
-        Text { text: "Widgets"; font.pixelSize: 10; font.weight: Font.DemiBold; color: theme.secondary }
+        Text { text: "Widgets"; font.pixelSize: 10; font.weight: Font.DemiBold; color: Theme.secondary }
         Text {
             objectName: "settings.source.noWidgets"
             visible: root.source.widgets.length === 0
@@ -121,7 +124,7 @@ Column {
             wrapMode: Text.WordWrap
             text: "Widgets appear after this source's first successful poll."
             font.pixelSize: 11
-            color: theme.secondary
+            color: Theme.secondary
         }
         Rectangle {
             visible: root.source.widgets.length > 0
@@ -129,7 +132,7 @@ Column {
             height: widgetColumn.implicitHeight + 8
             radius: 12
             color: "transparent"
-            border.color: theme.hairline
+            border.color: Theme.hairline
             Item {
                 anchors.fill: parent
                 anchors.margins: 4
@@ -156,7 +159,7 @@ Column {
                                     const target = DragOrder.target(widgetRows, widgetColumn, widgetRow.index,
                                                                     mapToItem(widgetColumn, 0, y).y)
                                     if (target >= 0)
-                                        settings.moveWidget(root.source.id, widgetRow.index, target)
+                                        root.settings.moveWidget(root.source.id, widgetRow.index, target)
                                 }
                             }
                             Text {
@@ -168,7 +171,7 @@ Column {
                                 text: widgetRow.modelData.name
                                 elide: Text.ElideRight
                                 font.pixelSize: 13
-                                color: widgetRow.modelData.hidden ? theme.secondary : theme.text
+                                color: widgetRow.modelData.hidden ? Theme.secondary : Theme.text
                             }
                             SymbolButton {
                                 id: eye
@@ -177,7 +180,7 @@ Column {
                                 anchors.verticalCenter: parent.verticalCenter
                                 symbol: widgetRow.modelData.hidden ? "eye.slash" : "eye"
                                 tip: (widgetRow.modelData.hidden ? "Show " : "Hide ") + widgetRow.modelData.name
-                                onClicked: settings.toggleHidden(widgetRow.modelData.key)
+                                onClicked: root.settings.toggleHidden(widgetRow.modelData.key)
                             }
                         }
                     }

@@ -1,26 +1,30 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import "DragOrder.js" as DragOrder
+import Tidewatch
 
 // The sources in the user's order. A drag on a row's handle reorders; each row carries its widgets,
 // which can be hidden from the popover and reordered the same way.
 Item {
     id: root
+    required property SettingsController settings
 
     Column {
         objectName: "settings.sources.empty"
-        visible: settings.sources.count === 0
+        visible: root.settings.sources.count === 0
         anchors.centerIn: parent
         width: parent.width - 80
         spacing: 12
-        Icon { symbol: "server.rack"; size: 40; color: theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
+        Icon { symbol: "server.rack"; size: 40; color: Theme.secondary; anchors.horizontalCenter: parent.horizontalCenter }
         Text {
             width: parent.width
             horizontalAlignment: Text.AlignHCenter
             text: "No Sources Yet"
             font.pixelSize: 17
             font.bold: true
-            color: theme.text
+            color: Theme.text
         }
         Text {
             width: parent.width
@@ -28,20 +32,20 @@ Item {
             wrapMode: Text.WordWrap
             text: "Tidewatch watches the services, hosts, and game servers you add here."
             font.pixelSize: 12
-            color: theme.secondary
+            color: Theme.secondary
         }
         ProminentPill {
             objectName: "settings.sources.addFirst"
             anchors.horizontalCenter: parent.horizontalCenter
             text: "+  Add Your First Source"
             Accessible.name: "Add Your First Source"
-            onClicked: settings.addSource()
+            onClicked: root.settings.addSource()
         }
     }
 
     Flickable {
         id: scroller
-        visible: settings.sources.count > 0
+        visible: root.settings.sources.count > 0
         anchors.top: parent.top
         anchors.bottom: footer.top
         width: parent.width
@@ -58,8 +62,9 @@ Item {
             spacing: 10
             Repeater {
                 id: rows
-                model: settings.sources
+                model: root.settings.sources
                 delegate: SourceRow {
+                    settings: root.settings
                     required property var model
                     required property int index
                     width: list.width
@@ -68,7 +73,7 @@ Item {
                     onDropped: (y) => {
                         const target = DragOrder.target(rows, list, index, mapToItem(list, 0, y).y)
                         if (target >= 0)
-                            settings.moveSource(index, target)
+                            root.settings.moveSource(index, target)
                     }
                 }
             }
@@ -77,17 +82,17 @@ Item {
 
     Item {
         id: footer
-        visible: settings.sources.count > 0
+        visible: root.settings.sources.count > 0
         anchors.bottom: parent.bottom
         width: parent.width
         height: visible ? 52 : 0
-        Rectangle { width: parent.width; height: 1; color: theme.hairline }
+        Rectangle { width: parent.width; height: 1; color: Theme.hairline }
         GhostPill {
             objectName: "settings.sources.add"
             anchors.centerIn: parent
             text: "+  Add Source"
             Accessible.name: "Add Source"
-            onClicked: settings.addSource()
+            onClicked: root.settings.addSource()
         }
     }
 }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Shapes
+import Tidewatch
 
 // A small line through the latencies in order, scaled to their own range, without axes.
 Shape {
@@ -13,7 +14,7 @@ Shape {
     readonly property real low: values.length ? Math.min.apply(null, values) : 0
     readonly property real high: values.length ? Math.max.apply(null, values) : 0
     ShapePath {
-        strokeColor: prefs.accent
+        strokeColor: Preferences.accent
         strokeWidth: 1.5
         fillColor: "transparent"
         capStyle: ShapePath.RoundCap

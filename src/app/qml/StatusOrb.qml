@@ -1,8 +1,9 @@
 import QtQuick
+import Tidewatch
 
 // A filled dot in a status colour with a soft glow of the same colour.
 Item {
-    property color color: "gray"
+    property color color: Theme.noStatus
     property int size: 10
     implicitWidth: size
     implicitHeight: size

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // A preference: its label on the left, a switch on the right that speaks with the same label.
 Item {
@@ -13,7 +14,7 @@ Item {
         id: caption
         anchors.verticalCenter: parent.verticalCenter
         font.pixelSize: 13
-        color: theme.text
+        color: Theme.text
     }
     Switch {
         id: toggle

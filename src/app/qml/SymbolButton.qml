@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Tidewatch
 
 // A borderless 28-point button showing one symbol, with a tooltip that doubles as its spoken name.
 ToolButton {
@@ -15,12 +16,12 @@ ToolButton {
     ToolTip.text: tip
     ToolTip.delay: 600
     contentItem: Item {
-        Icon { anchors.centerIn: parent; symbol: control.symbol; size: 14; color: theme.secondary }
+        Icon { anchors.centerIn: parent; symbol: control.symbol; size: 14; color: Theme.secondary }
     }
     background: Rectangle {
         radius: 6
-        color: control.down ? theme.hairline : control.hovered ? theme.cardFill : "transparent"
+        color: control.down ? Theme.hairline : control.hovered ? Theme.cardFill : "transparent"
         border.width: control.visualFocus ? 1 : 0
-        border.color: prefs.accent
+        border.color: Preferences.accent
     }
 }

@@ -1,24 +1,26 @@
 import QtQuick
+import Tidewatch
 
 // A row's name and, when there is one, its second line.
 Column {
+    id: block
     property string title
     property string subtitle
     spacing: 2
     Text {
         width: parent.width
-        text: title
+        text: block.title
         elide: Text.ElideRight
         font.pixelSize: 13
         font.weight: Font.DemiBold
-        color: theme.text
+        color: Theme.text
     }
     Text {
         width: parent.width
-        visible: subtitle !== ""
-        text: subtitle
+        visible: block.subtitle !== ""
+        text: block.subtitle
         elide: Text.ElideRight
         font.pixelSize: 10
-        color: theme.secondary
+        color: Theme.secondary
     }
 }
