@@ -99,9 +99,9 @@ void SettingsController::rebuild()
         list.append(QVariantMap{
             {u"id"_s, JsonRead::uuidText(id)},
             {u"name"_s, source->common().displayName},
-            {u"kindLabel"_s, SettingsText::kindLabel(source->kind())},
-            {u"symbol"_s, SettingsText::kindSymbol(source->kind())},
-            {u"target"_s, SettingsText::targetText(*source)},
+            {u"kindLabel"_s, AnySourceConfig::info(source->kind()).title.toString()},
+            {u"symbol"_s, AnySourceConfig::info(source->kind()).symbol.toString()},
+            {u"target"_s, source->target()},
             {u"statusColour"_s, statusColour(SettingsText::sourceStatus(id, m_state->snapshots(), m_state->errors()))},
             {u"fetchedAt"_s, snapshot == m_state->snapshots().cend() ? QDateTime() : snapshot->fetchedAt},
             {u"alertsEnabled"_s, source->common().alertsEnabled},

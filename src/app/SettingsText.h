@@ -14,12 +14,6 @@
 // tested without a display.
 namespace tw::SettingsText {
 
-// "Uptime Kuma", "Game Server", …
-QString kindLabel(AnySourceConfig::Kind kind);
-// The symbol name of the kind's tile.
-QString kindSymbol(AnySourceConfig::Kind kind);
-// The address a source watches: a base URL, a URL, or "host:port".
-QString targetText(const AnySourceConfig &source);
 // A current error wins over the last snapshot; hidden widgets count too; unknown before any poll.
 ServiceStatus
 sourceStatus(const QUuid &id, const QHash<QUuid, SourceSnapshot> &snapshots, const QHash<QUuid, QString> &errors);

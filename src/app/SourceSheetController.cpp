@@ -137,19 +137,25 @@ QString SourceSheetController::kind() const
     return m_form ? toText(m_form->type) : QString();
 }
 
+QString SourceSheetController::formView() const
+{
+    return m_form ? SourceKindForm::view(m_form->type) : QString();
+}
+
 QString SourceSheetController::header() const
 {
-    return m_form ? SourceFormState::title(m_form->type) + u" Config"_s : u"Add Source"_s;
+    return m_form ? AnySourceConfig::info(m_form->type).title.toString() + u" Config"_s : u"Add Source"_s;
 }
 
 QVariantList SourceSheetController::kinds()
 {
     QVariantList list;
-    for (auto type : SourceFormState::allTypes()) {
+    for (auto type : AnySourceConfig::allKinds()) {
+        const SourceKindInfo &info = AnySourceConfig::info(type);
         list.append(QVariantMap{{u"kind"_s, toText(type)},
-                                {u"title"_s, SourceFormState::title(type)},
-                                {u"icon"_s, SourceFormState::icon(type)},
-                                {u"line"_s, SourceFormState::exampleLine(type)}});
+                                {u"title"_s, info.title.toString()},
+                                {u"icon"_s, info.symbol.toString()},
+                                {u"line"_s, SourceKindForm::of(type).purpose()}});
     }
     return list;
 }
@@ -331,7 +337,7 @@ QString SourceSheetController::urlHint() const
 QString SourceSheetController::hostHint() const
 {
     // A ping has no port to split off.
-    const auto split = m_form && m_form->type != SourceType::ICMPPing ? m_form->parsedHostPort() : std::nullopt;
+    const auto split = m_form && m_form->kindForm().hostTakesPort() ? m_form->parsedHostPort() : std::nullopt;
     return split ? u"Will use host "_s + split->first + u", port "_s + split->second : QString();
 }
 

@@ -25,6 +25,8 @@ class SourceSheetController : public QObject
     Q_PROPERTY(bool editing READ editing NOTIFY modeChanged)
     Q_PROPERTY(bool choosing READ choosing NOTIFY modeChanged)
     Q_PROPERTY(QString kind READ kind NOTIFY modeChanged)
+    // The QML component of the chosen kind's fields: "TLSCertificateForm".
+    Q_PROPERTY(QString formView READ formView NOTIFY modeChanged)
     Q_PROPERTY(QString header READ header NOTIFY modeChanged)
     Q_PROPERTY(QVariantList kinds READ kinds CONSTANT)
     Q_PROPERTY(QVariantList examples READ examples CONSTANT)
@@ -82,6 +84,7 @@ public:
     bool editing() const { return m_editedID.has_value(); }
     bool choosing() const { return !m_form.has_value(); }
     QString kind() const;
+    QString formView() const;
     QString header() const;
     static QVariantList kinds();
     static QVariantList examples();

@@ -22,15 +22,22 @@ namespace tw::AddCommand {
 
 namespace {
 
-using SourceType = SourceFormState::SourceType;
+// The options every kind takes; each kind adds its own (SourceKindForm::options).
+const QStringList commonValueFlags{u"--name"_s,
+                                   u"--interval"_s,
+                                   u"--alert-after"_s,
+                                   u"--sources"_s,
+                                   u"--credentials"_s};
 
-// Flags that take a value, and where the value goes. --game and --port are applied in that order
-// whatever their order on the line, so a given port is never replaced by the game's default.
-const QStringList valueFlags{u"--name"_s,     u"--url"_s,         u"--host"_s,     u"--port"_s,
-                             u"--game"_s,     u"--query-port"_s,  u"--username"_s, u"--slug"_s,
-                             u"--field"_s,    u"--count"_s,       u"--query"_s,    u"--type"_s,
-                             u"--expect"_s,   u"--nameserver"_s,  u"--sni"_s,      u"--warn-days"_s,
-                             u"--interval"_s, u"--alert-after"_s, u"--sources"_s,  u"--credentials"_s};
+// "kuma, beszel, … or tlsCertificate"
+QString kindList(const QString &lastJoin)
+{
+    QStringList keys;
+    for (const auto kind : AnySourceConfig::allKinds())
+        keys.append(toText(kind));
+    const QString last = keys.takeLast();
+    return keys.join(u", "_s) + lastJoin + last;
+}
 
 QCoro::Task<std::optional<QString>> writeToKeyring(QString name, QString secret)
 {
@@ -83,103 +90,58 @@ std::optional<QString> writeToFile(const QString &path, const QString &name, con
 
 QString synopsis()
 {
-    return u"add KIND --name NAME [flags]   add a source (kinds: kuma beszel gameServer httpPing tcpPort jsonWidget "
-           "icmpPing dnsRecord tlsCertificate)"_s;
+    return u"add KIND --name NAME [flags]   add a source (kinds: "_s + kindList(u" "_s).replace(u", "_s, u" "_s) + u')';
 }
 
 std::variant<Request, QString> parse(const QStringList &arguments)
 {
     if (arguments.isEmpty() || arguments.first().startsWith(u'-'))
-        return u"the kind of source comes first: kuma, beszel, gameServer, httpPing, tcpPort, jsonWidget, icmpPing, "
-               "dnsRecord or tlsCertificate"_s;
+        return u"the kind of source comes first: "_s + kindList(u" or "_s);
     const auto type = sourceKindFromString(arguments.first());
     if (!type)
-        return u"unknown kind '"_s + arguments.first()
-            + u"'; use kuma, beszel, gameServer, httpPing, tcpPort, jsonWidget, icmpPing, dnsRecord or tlsCertificate"_s;
+        return u"unknown kind '"_s + arguments.first() + u"'; use "_s + kindList(u" or "_s);
 
     Request request;
     request.form = SourceFormState(*type);
     SourceFormState &form = request.form;
-    std::optional<QString> game;
-    std::optional<QString> port;
-    QStringList fields;
+    const QList<SourceKindForm::Option> options = form.kindForm().options();
     for (qsizetype i = 1; i < arguments.size(); ++i) {
         const QString flag = arguments.at(i);
         if (flag == u"--no-alerts"_s) {
             form.alertsEnabled = false;
             continue;
         }
-        if (flag == u"--tls"_s) {
-            form.useTLS = true;
-            continue;
-        }
         if (flag == u"--secret-stdin"_s) {
             request.secretFromStdin = true;
             continue;
         }
-        if (!valueFlags.contains(flag))
-            return u"unknown option '"_s + flag + u'\'';
-        if (i + 1 >= arguments.size())
+        const auto option = std::find_if(options.begin(), options.end(), [&flag](const SourceKindForm::Option &o) {
+            return o.flag == flag;
+        });
+        if (option == options.end() && !commonValueFlags.contains(flag))
+            return u"unknown option '"_s + flag + u"' for "_s + arguments.first();
+        const bool takesValue = option == options.end() || option->takesValue;
+        if (takesValue && i + 1 >= arguments.size())
             return flag + u" needs a value"_s;
-        const QString value = arguments.at(++i);
-        if (flag == u"--name"_s)
+        const QString value = takesValue ? arguments.at(++i) : QString();
+        if (option != options.end()) {
+            if (const auto wrong = option->apply(form, value))
+                return *wrong;
+        } else if (flag == u"--name"_s) {
             form.displayName = value;
-        else if (flag == u"--url"_s)
-            form.baseURL = value;
-        else if (flag == u"--host"_s)
-            form.host = value;
-        else if (flag == u"--port"_s)
-            port = value;
-        else if (flag == u"--game"_s)
-            game = value;
-        else if (flag == u"--query-port"_s)
-            form.gameQueryPort = value;
-        else if (flag == u"--username"_s)
-            form.username = value;
-        else if (flag == u"--slug"_s)
-            form.statusPageSlug = value;
-        else if (flag == u"--field"_s)
-            fields.append(value);
-        else if (flag == u"--count"_s)
-            form.pingCount = value;
-        else if (flag == u"--query"_s)
-            form.recordName = value;
-        else if (flag == u"--type"_s)
-            form.recordType = value.toUpper();
-        else if (flag == u"--expect"_s)
-            form.expectedValue = value;
-        else if (flag == u"--nameserver"_s)
-            form.nameserver = value;
-        else if (flag == u"--sni"_s)
-            form.sniName = value;
-        else if (flag == u"--warn-days"_s)
-            form.warningDays = value;
-        else if (flag == u"--interval"_s)
+        } else if (flag == u"--interval"_s) {
             form.pollSeconds = value;
-        else if (flag == u"--sources"_s)
+        } else if (flag == u"--sources"_s) {
             request.sourcesFile = value;
-        else if (flag == u"--credentials"_s)
+        } else if (flag == u"--credentials"_s) {
             request.credentialsFile = value;
-        else if (flag == u"--alert-after"_s) {
+        } else if (flag == u"--alert-after"_s) {
             bool ok = false;
             const int count = value.toInt(&ok);
             if (!ok || count < 1 || count > 10)
                 return u"--alert-after takes a whole number from 1 to 10"_s;
             form.alertThreshold = count;
         }
-    }
-    if (game) {
-        if (*type == SourceType::GameServer && !GameRegistry::definition(*game))
-            return u"unknown game '"_s + *game + u"'; the games are listed by: tidewatch-cli add gameServer --help"_s;
-        form.chooseGame(*game);
-    }
-    if (port)
-        form.editPort(*port);
-    for (const QString &field : fields) {
-        const auto parsed = SourceFormState::parseFields(field);
-        if (parsed.size() != 1)
-            return u"--field takes 'label = path', got '"_s + field + u'\'';
-        form.jsonFields.append(parsed.first());
     }
     return request;
 }
@@ -192,36 +154,7 @@ std::optional<QString> problem(const SourceFormState &form)
         return std::nullopt;
     if (form.displayName.trimmed().isEmpty())
         return u"Give the source a name with --name."_s;
-    switch (form.type) {
-    case SourceType::Kuma:
-        if (form.baseURL.isEmpty())
-            return u"Give the server's address with --url."_s;
-        return u"Give a status page with --slug, or a metrics user with --username and its password with "
-               "--secret-stdin."_s;
-    case SourceType::Beszel:
-        if (form.baseURL.isEmpty())
-            return u"Give the hub's address with --url."_s;
-        return u"A Beszel hub needs its API token: pass --secret-stdin and write the token to standard input."_s;
-    case SourceType::HTTPPing:
-        return u"Give the address to check with --url."_s;
-    case SourceType::JSONWidget:
-        if (form.baseURL.isEmpty())
-            return u"Give the endpoint's address with --url."_s;
-        return u"Give at least one --field 'label = dot.path'."_s;
-    case SourceType::GameServer:
-        if (form.credentialUse() == GameDefinition::CredentialUse::Required && form.secret.isEmpty())
-            return u"This game needs its admin password: pass --secret-stdin and write it to standard input."_s;
-        [[fallthrough]];
-    case SourceType::TCPPort:
-        return u"Give the server with --host (host or host:port) and --port."_s;
-    case SourceType::ICMPPing:
-        return u"Give the host to ping with --host."_s;
-    case SourceType::DNSRecord:
-        return u"Give the name to look up with --query."_s;
-    case SourceType::TLSCertificate:
-        return u"Give the server with --host (host or host:port); the port is 443 unless --port says otherwise."_s;
-    }
-    return u"The source is not complete."_s;
+    return form.kindForm().missing(form);
 }
 
 int run(const QStringList &arguments)
@@ -229,17 +162,10 @@ int run(const QStringList &arguments)
     QTextStream out(stdout);
     QTextStream err(stderr);
     if (arguments.value(0) == u"--help"_s || arguments.value(0) == u"-h"_s || arguments.value(1) == u"--help"_s) {
-        out << "usage: tidewatch-cli add KIND --name NAME [flags]\n"
-               "  kuma        --url URL (--slug SLUG | --username USER --secret-stdin)\n"
-               "  beszel      --url URL --secret-stdin            (the API token)\n"
-               "  gameServer  --game ID --host HOST [--port PORT] [--query-port PORT] [--tls] [--secret-stdin]\n"
-               "  httpPing    --url URL\n"
-               "  tcpPort     --host HOST[:PORT] [--port PORT]\n"
-               "  jsonWidget  --url URL --field 'label = dot.path' [--field …] [--secret-stdin]   (bearer token)\n"
-               "  icmpPing    --host HOST [--count 1-5]\n"
-               "  dnsRecord   --query NAME [--type A|AAAA|CNAME|MX|TXT|SRV] [--expect VALUE] [--nameserver IP[:PORT]]\n"
-               "  tlsCertificate --host HOST[:PORT] [--port PORT] [--sni NAME] [--warn-days 1-365]\n"
-               "common: --interval SECONDS (5-3600) --alert-after N (1-10) --no-alerts\n"
+        out << "usage: tidewatch-cli add KIND --name NAME [flags]\n";
+        for (const auto kind : AnySourceConfig::allKinds())
+            out << "  " << toText(kind).leftJustified(11) << ' ' << SourceKindForm::of(kind).usage() << '\n';
+        out << "common: --interval SECONDS (5-3600) --alert-after N (1-10) --no-alerts\n"
                "        --sources FILE (a sources.json other than the application's)\n"
                "        --credentials FILE (keep the secret in this JSON file instead of the keyring)\n"
                "A URL without a scheme gets https:// in front. The secret is read from standard input, one line.\n";

@@ -174,196 +174,18 @@ Rectangle {
                     onEdited: text => root.sheet.displayName = text
                 }
 
-                FormTextField {
-                    objectName: "source.url"
-                    visible: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" || root.sheet.kind === "httpPing"
-                             || root.sheet.kind === "jsonWidget"
-                    label: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" ? "Server URL" : "URL"
-                    placeholder: root.sheet.kind === "kuma" ? "https://status.home.lan"
-                               : root.sheet.kind === "beszel" ? "https://beszel.home.lan" : ""
-                    value: root.sheet.baseURL
-                    hint: root.sheet.urlHint
-                    onEdited: text => root.sheet.baseURL = text
-                }
-                FormTextField {
-                    objectName: "source.username"
-                    visible: root.sheet.kind === "kuma"
-                    label: "Username (Metrics Auth)"
-                    value: root.sheet.username
-                    onEdited: text => root.sheet.username = text
-                }
-                FormTextField {
-                    objectName: "source.secret"
-                    visible: root.sheet.kind === "kuma" || root.sheet.kind === "beszel" || root.sheet.kind === "jsonWidget"
-                    label: root.sheet.kind === "kuma" ? "Password (API Key)"
-                         : root.sheet.kind === "beszel" ? "API Token" : "Bearer Token (Optional)"
-                    secure: true
-                    placeholder: root.sheet.hasStoredSecret ? "Leave blank to keep the current secret" : ""
-                    value: root.sheet.secret
-                    onEdited: text => root.sheet.secret = text
-                }
-                FormTextField {
-                    objectName: "source.slug"
-                    visible: root.sheet.kind === "kuma"
-                    label: "Or Status Page Slug"
-                    placeholder: "public"
-                    value: root.sheet.statusPageSlug
-                    onEdited: text => root.sheet.statusPageSlug = text
-                }
-                RowLayout {
-                    visible: root.sheet.kind === "tcpPort" || root.sheet.kind === "icmpPing" || root.sheet.kind === "tlsCertificate"
-                    spacing: 8
+                // The chosen kind's own fields, a component of their own (KumaForm.qml, …).
+                Loader {
+                    id: kindFields
+                    objectName: "source.kindFields"
                     Layout.fillWidth: true
-                    FormTextField {
-                        objectName: "source.host"
-                        label: "Host"
-                        placeholder: "nas.local"
-                        value: root.sheet.host
-                        hint: root.sheet.hostHint
-                        onEdited: text => root.sheet.host = text
+                    function show() {
+                        if (root.sheet.formView === "")
+                            setSource("")
+                        else
+                            setSource(Qt.resolvedUrl(root.sheet.formView + ".qml"), { sheet: root.sheet })
                     }
-                    FormTextField {
-                        objectName: "source.port"
-                        visible: root.sheet.kind !== "icmpPing"
-                        label: "Port"
-                        value: root.sheet.port
-                        Layout.fillWidth: false
-                        Layout.preferredWidth: 90
-                        onEdited: text => root.sheet.port = text
-                    }
-                    FormTextField {
-                        objectName: "source.pingCount"
-                        visible: root.sheet.kind === "icmpPing"
-                        label: "Echoes (1–5)"
-                        value: root.sheet.pingCount
-                        Layout.fillWidth: false
-                        Layout.preferredWidth: 110
-                        onEdited: text => root.sheet.pingCount = text
-                    }
-                }
-                Text {
-                    objectName: "source.pingNote"
-                    visible: root.sheet.kind === "icmpPing"
-                    text: "Tidewatch pings without privileges, through the kernel's ping sockets. If the check "
-                          + "reports that they are not allowed, allow your group with: "
-                          + "sysctl -w net.ipv4.ping_group_range=\"0 2147483647\""
-                    color: Theme.secondary
-                    font.pixelSize: 11
-                    wrapMode: Text.Wrap
-                    Layout.fillWidth: true
-                }
-
-                // DNS record.
-                RowLayout {
-                    visible: root.sheet.kind === "dnsRecord"
-                    spacing: 8
-                    Layout.fillWidth: true
-                    FormTextField {
-                        objectName: "source.recordName"
-                        label: "Name to Look Up"
-                        placeholder: "nas.home.lan"
-                        value: root.sheet.recordName
-                        onEdited: text => root.sheet.recordName = text
-                    }
-                    ColumnLayout {
-                        spacing: 3
-                        Layout.fillWidth: false
-                        Layout.preferredWidth: 100
-                        Text {
-                            text: "Record Type"
-                            color: Theme.text
-                            font.pixelSize: 12
-                            font.weight: Font.DemiBold
-                        }
-                        ComboBox {
-                            objectName: "source.recordType"
-                            Layout.fillWidth: true
-                            model: root.sheet.recordTypes
-                            // A list of strings from C++ is a JavaScript array at run time, but Qt 6.4's qmllint does not
-                            // know the array methods of QStringList and reports indexOf as a missing property.
-                            currentIndex: root.sheet.recordTypes.indexOf(root.sheet.recordType) // qmllint disable type
-                            font.pixelSize: 13
-                            Accessible.name: "Record Type"
-                            onActivated: index => root.sheet.recordType = root.sheet.recordTypes[index]
-                        }
-                    }
-                }
-                FormTextField {
-                    objectName: "source.expectedValue"
-                    visible: root.sheet.kind === "dnsRecord"
-                    label: "Expected Value (Optional)"
-                    placeholder: root.sheet.recordType === "MX" ? "10 mail.home.lan"
-                               : root.sheet.recordType === "TXT" ? "v=spf1 -all"
-                               : root.sheet.recordType === "SRV" ? "10 5 443 nas.home.lan"
-                               : root.sheet.recordType === "CNAME" ? "nas.home.lan"
-                               : root.sheet.recordType === "AAAA" ? "fd00::20" : "192.168.1.20"
-                    hint: "Without one, any answer counts as up."
-                    value: root.sheet.expectedValue
-                    onEdited: text => root.sheet.expectedValue = text
-                }
-                FormTextField {
-                    objectName: "source.nameserver"
-                    visible: root.sheet.kind === "dnsRecord"
-                    label: "Nameserver (Optional)"
-                    placeholder: "192.168.1.1"
-                    hint: "An IP address, asked on port 53. Without one, the system's resolver answers."
-                    value: root.sheet.nameserver
-                    onEdited: text => root.sheet.nameserver = text
-                }
-
-                // TLS certificate.
-                RowLayout {
-                    visible: root.sheet.kind === "tlsCertificate"
-                    spacing: 8
-                    Layout.fillWidth: true
-                    FormTextField {
-                        objectName: "source.sniName"
-                        label: "Certificate Name (Optional)"
-                        placeholder: "Same as the host"
-                        value: root.sheet.sniName
-                        onEdited: text => root.sheet.sniName = text
-                    }
-                    FormTextField {
-                        objectName: "source.warningDays"
-                        label: "Warn Within (Days)"
-                        value: root.sheet.warningDays
-                        Layout.fillWidth: false
-                        Layout.preferredWidth: 150
-                        onEdited: text => root.sheet.warningDays = text
-                    }
-                }
-                ColumnLayout {
-                    visible: root.sheet.kind === "jsonWidget"
-                    spacing: 3
-                    Layout.fillWidth: true
-                    Text {
-                        text: "Fields (label = dot.path, one per line):"
-                        color: Theme.text
-                        font.pixelSize: 12
-                        font.weight: Font.DemiBold
-                    }
-                    TextArea {
-                        objectName: "source.fields"
-                        Layout.fillWidth: true
-                        Layout.preferredHeight: 90
-                        text: root.sheet.fieldsText
-                        font.family: "monospace"
-                        font.pixelSize: 12
-                        wrapMode: TextEdit.NoWrap
-                        Accessible.name: "Fields"
-                        onTextChanged: if (activeFocus) root.sheet.fieldsText = text
-                        background: Rectangle {
-                            radius: 6
-                            color: Theme.cardFill
-                            border.width: 1
-                            border.color: parent.activeFocus ? Preferences.accent : Theme.hairline
-                        }
-                    }
-                }
-
-                GameSourceForm {
-                    sheet: root.sheet
-                    visible: root.sheet.kind === "gameServer"
+                    Component.onCompleted: show()
                 }
 
                 FormTextField {
@@ -524,6 +346,7 @@ Rectangle {
         function onModeChanged() {
             if (root.sheet.choosing)
                 root.selectedKind = ""
+            kindFields.show()
         }
         function onStatusChanged() {
             if (root.sheet.saveError !== "" && !saveFailed.opened)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/forms/SourceKindForm.h"
 #include "kit/games/GameRegistry.h"
 #include "kit/model/AnySourceConfig.h"
 
@@ -63,6 +64,11 @@ struct SourceFormState
     std::optional<std::pair<QString, QString>> parsedHostPort() const;
     std::optional<qint64> parsedQueryPort() const;
     std::optional<QString> credentialRef(const QUuid &id) const;
+    // The host and port, from "host:port" or from the two fields.
+    std::optional<std::pair<QString, qint64>> hostAndPort() const;
+    // The URL as it will be saved.
+    QString url() const { return normalizedBaseURL().value_or(baseURL); }
+    bool hasSecret() const { return !secret.isEmpty() || hasStoredSecret; }
     std::optional<AnySourceConfig> makeConfig(const QUuid &id) const;
     // What to look at when a test connects and the source shows nothing, or nothing to say for the
     // kinds that always show a row.
@@ -81,11 +87,7 @@ struct SourceFormState
     static QString fieldsText(const QList<JSONWidgetConfig::FieldMapping> &fields);
     static QList<JSONWidgetConfig::FieldMapping> parseFields(const QString &text);
 
-    static QList<SourceType> allTypes();
     static QList<Example> allExamples();
-    static QString title(SourceType type);
-    static QString icon(SourceType type);
-    static QString exampleLine(SourceType type);
     static QString exampleIcon(Example example);
     static QString exampleLabel(Example example);
 
@@ -96,23 +98,15 @@ struct SourceFormState
     static constexpr auto exampleWebsiteURL = "https://example.com";
     static constexpr auto exampleMinecraftHost = "mc.home.lan";
     static constexpr auto exampleNameserver = "192.168.1.1";
-    static constexpr qint64 maxWarningDays = 365;
+
+    // The form of this kind.
+    const SourceKindForm &kindForm() const { return SourceKindForm::of(type); }
 
 private:
     bool urlHasCredentials() const;
     bool urlHasWrongScheme() const;
     bool urlHasNoHost() const;
     bool hostIsBad() const;
-    bool queryPortIsBad() const;
-    bool pingCountIsBad() const;
-    bool recordNameIsBad() const;
-    bool nameserverIsBad() const;
-    bool sniNameIsBad() const;
-    bool warningDaysIsBad() const;
-    std::optional<qint64> parsedPingCount() const;
-    std::optional<qint64> parsedWarningDays() const;
-    bool hasSecret() const { return !secret.isEmpty() || hasStoredSecret; }
-    std::optional<std::pair<QString, qint64>> hostAndPort() const;
 };
 
 // Raw values as the command line spells them: "statusPage", …

@@ -257,4 +257,11 @@ QCoro::Task<SourceSnapshot> GameServerProvider::fetch(StopToken stop)
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {makeStatus(config, facts, latency, message)}};
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const GameServerConfig &, const ProviderContext &context)
+{
+    GameServerProvider::Dependencies dependencies = GameServerProvider::Dependencies::production();
+    dependencies.transports = context.transports;
+    return std::make_unique<GameServerProvider>(context.source, context.credentials, dependencies);
+}
+
 } // namespace tw

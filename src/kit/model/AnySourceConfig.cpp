@@ -1,54 +1,61 @@
 #include "AnySourceConfig.h"
 
 #include "kit/model/JsonRead.h"
-#include "kit/model/Overloaded.h"
+
+#include <array>
 
 namespace tw {
 
 namespace {
 
-constexpr AnySourceConfig::Kind allKinds[] = {AnySourceConfig::Kind::Kuma,
-                                              AnySourceConfig::Kind::Beszel,
-                                              AnySourceConfig::Kind::GameServer,
-                                              AnySourceConfig::Kind::HTTPPing,
-                                              AnySourceConfig::Kind::TCPPort,
-                                              AnySourceConfig::Kind::JSONWidget,
-                                              AnySourceConfig::Kind::ICMPPing,
-                                              AnySourceConfig::Kind::DNSRecord,
-                                              AnySourceConfig::Kind::TLSCertificate};
+using Payload = AnySourceConfig::Payload;
+constexpr std::size_t kindCount = AnySourceConfig::kindCount;
+
+template<std::size_t... I>
+constexpr std::array<SourceKindInfo, kindCount> kindInfos(std::index_sequence<I...>)
+{
+    return {std::variant_alternative_t<I, Payload>::info...};
+}
+
+constexpr auto infos = kindInfos(std::make_index_sequence<kindCount>());
+
+template<std::size_t I>
+AnySourceConfig decode(const QJsonObject &record)
+{
+    return std::variant_alternative_t<I, Payload>::fromJson(record);
+}
+
+template<std::size_t... I>
+constexpr std::array<AnySourceConfig (*)(const QJsonObject &), kindCount> decoders(std::index_sequence<I...>)
+{
+    return {&decode<I>...};
+}
 
 } // namespace
 
+const SourceKindInfo &AnySourceConfig::info(Kind kind)
+{
+    return infos.at(static_cast<std::size_t>(kind));
+}
+
+QList<AnySourceConfig::Kind> AnySourceConfig::allKinds()
+{
+    QList<Kind> kinds;
+    for (std::size_t i = 0; i < kindCount; ++i)
+        kinds.append(static_cast<Kind>(i));
+    return kinds;
+}
+
 QString toText(AnySourceConfig::Kind kind)
 {
-    switch (kind) {
-    case AnySourceConfig::Kind::Kuma:
-        return QStringLiteral("kuma");
-    case AnySourceConfig::Kind::Beszel:
-        return QStringLiteral("beszel");
-    case AnySourceConfig::Kind::GameServer:
-        return QStringLiteral("gameServer");
-    case AnySourceConfig::Kind::HTTPPing:
-        return QStringLiteral("httpPing");
-    case AnySourceConfig::Kind::TCPPort:
-        return QStringLiteral("tcpPort");
-    case AnySourceConfig::Kind::JSONWidget:
-        return QStringLiteral("jsonWidget");
-    case AnySourceConfig::Kind::ICMPPing:
-        return QStringLiteral("icmpPing");
-    case AnySourceConfig::Kind::DNSRecord:
-        return QStringLiteral("dnsRecord");
-    case AnySourceConfig::Kind::TLSCertificate:
-        return QStringLiteral("tlsCertificate");
-    }
-    return {};
+    return AnySourceConfig::info(kind).key.toString();
 }
 
 std::optional<AnySourceConfig::Kind> sourceKindFromString(QStringView text)
 {
-    for (AnySourceConfig::Kind k : allKinds) {
-        if (text == toText(k))
-            return k;
+    for (std::size_t i = 0; i < kindCount; ++i) {
+        if (text == infos[i].key)
+            return static_cast<AnySourceConfig::Kind>(i);
     }
     return std::nullopt;
 }
@@ -71,39 +78,12 @@ QJsonObject AnySourceConfig::toJson() const
 
 AnySourceConfig AnySourceConfig::fromJson(const QJsonValue &value)
 {
+    static constexpr auto decode = decoders(std::make_index_sequence<kindCount>());
     const QJsonObject o = JsonRead::object(value, u"AnySourceConfig");
-    const auto kind = allKinds[JsonRead::singleCase(o,
-                                                    {u"kuma",
-                                                     u"beszel",
-                                                     u"gameServer",
-                                                     u"httpPing",
-                                                     u"tcpPort",
-                                                     u"jsonWidget",
-                                                     u"icmpPing",
-                                                     u"dnsRecord",
-                                                     u"tlsCertificate"})];
-    const QJsonObject record = JsonRead::payload(o, toText(kind));
-    switch (kind) {
-    case Kind::Kuma:
-        return KumaConfig::fromJson(record);
-    case Kind::Beszel:
-        return BeszelConfig::fromJson(record);
-    case Kind::GameServer:
-        return GameServerConfig::fromJson(record);
-    case Kind::HTTPPing:
-        return HTTPPingConfig::fromJson(record);
-    case Kind::TCPPort:
-        return TCPPortConfig::fromJson(record);
-    case Kind::JSONWidget:
-        return JSONWidgetConfig::fromJson(record);
-    case Kind::ICMPPing:
-        return ICMPPingConfig::fromJson(record);
-    case Kind::DNSRecord:
-        return DNSRecordConfig::fromJson(record);
-    case Kind::TLSCertificate:
-        return TLSCertificateConfig::fromJson(record);
-    }
-    throw DecodeError(QStringLiteral("Invalid number of keys found, expected one."));
+    const auto index = static_cast<std::size_t>([&o]<std::size_t... I>(std::index_sequence<I...>) {
+        return JsonRead::singleCase(o, {infos[I].key...});
+    }(std::make_index_sequence<kindCount>()));
+    return decode.at(index)(JsonRead::payload(o, infos.at(index).key));
 }
 
 QString AnySourceConfig::credentialName(Kind kind, const QUuid &id)
@@ -113,15 +93,13 @@ QString AnySourceConfig::credentialName(Kind kind, const QUuid &id)
 
 QStringList AnySourceConfig::credentialNames() const
 {
-    const auto name = std::visit(Overloaded{
-                                     [](const KumaConfig &config) { return config.passwordRef; },
-                                     [](const BeszelConfig &config) { return std::optional<QString>(config.tokenRef); },
-                                     [](const GameServerConfig &config) { return config.credentialRef; },
-                                     [](const JSONWidgetConfig &config) { return config.bearerTokenRef; },
-                                     [](const auto &) { return std::optional<QString>(); },
-                                 },
-                                 m_payload);
+    const auto name = std::visit([](const auto &config) { return config.secretRef(); }, m_payload);
     return name && !name->isEmpty() ? QStringList{*name} : QStringList{};
+}
+
+QString AnySourceConfig::target() const
+{
+    return std::visit([](const auto &config) { return config.target(); }, m_payload);
 }
 
 } // namespace tw

@@ -32,4 +32,14 @@ BeszelConfig BeszelConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString BeszelConfig::target() const
+{
+    return baseURL;
+}
+
+std::optional<QString> BeszelConfig::secretRef() const
+{
+    return tokenRef.isEmpty() ? std::nullopt : std::optional(tokenRef);
+}
+
 } // namespace tw

@@ -82,4 +82,9 @@ DNSRecordConfig DNSRecordConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString DNSRecordConfig::target() const
+{
+    return toText(recordType) + u' ' + name;
+}
+
 } // namespace tw

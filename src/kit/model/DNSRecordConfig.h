@@ -17,6 +17,8 @@ QList<DNSRecordType> allDNSRecordTypes();
 // nameserver of the user's choosing.
 struct DNSRecordConfig : SourceConfig
 {
+    static constexpr SourceKindInfo info{u"dnsRecord", u"DNS Record", u"signpost.right", u"Name resolution"};
+
     QString name;
     DNSRecordType recordType = DNSRecordType::A;
     std::optional<QString> expectedValue;
@@ -24,6 +26,8 @@ struct DNSRecordConfig : SourceConfig
 
     DNSRecordConfig() = default;
     DNSRecordConfig(const QUuid &id, const QString &displayName, const QString &name, DNSRecordType recordType);
+    // What it watches, as the settings list shows it: a URL, or "host:port".
+    QString target() const;
     bool operator==(const DNSRecordConfig &) const = default;
     QJsonObject toJson() const;
     // Throws DecodeError for a record type it does not know.

@@ -48,4 +48,14 @@ GameServerConfig GameServerConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString GameServerConfig::target() const
+{
+    return host + u':' + QString::number(port);
+}
+
+std::optional<QString> GameServerConfig::secretRef() const
+{
+    return credentialRef;
+}
+
 } // namespace tw

@@ -10,6 +10,8 @@ namespace tw {
 // must keep working, so only the identity and the address are required.
 struct GameServerConfig : SourceConfig
 {
+    static constexpr SourceKindInfo info{u"gameServer", u"Game Server", u"gamecontroller", u"Game servers"};
+
     QString gameID;
     QString host;
     qint64 port = 0;
@@ -23,6 +25,10 @@ struct GameServerConfig : SourceConfig
                      const QString &gameID,
                      const QString &host,
                      qint64 port);
+    // What it watches, as the settings list shows it: a URL, or "host:port".
+    QString target() const;
+    // The name of its secret in the credential store, when it has one.
+    std::optional<QString> secretRef() const;
     bool operator==(const GameServerConfig &) const = default;
     QJsonObject toJson() const;
     static GameServerConfig fromJson(const QJsonValue &value);

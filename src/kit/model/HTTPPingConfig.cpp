@@ -28,4 +28,9 @@ HTTPPingConfig HTTPPingConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString HTTPPingConfig::target() const
+{
+    return url;
+}
+
 } // namespace tw

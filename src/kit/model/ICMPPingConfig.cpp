@@ -29,4 +29,9 @@ ICMPPingConfig ICMPPingConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString ICMPPingConfig::target() const
+{
+    return host;
+}
+
 } // namespace tw

@@ -43,4 +43,14 @@ JSONWidgetConfig JSONWidgetConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString JSONWidgetConfig::target() const
+{
+    return url;
+}
+
+std::optional<QString> JSONWidgetConfig::secretRef() const
+{
+    return bearerTokenRef;
+}
+
 } // namespace tw

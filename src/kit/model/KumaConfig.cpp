@@ -35,4 +35,14 @@ KumaConfig KumaConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString KumaConfig::target() const
+{
+    return baseURL;
+}
+
+std::optional<QString> KumaConfig::secretRef() const
+{
+    return passwordRef;
+}
+
 } // namespace tw

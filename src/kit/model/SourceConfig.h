@@ -1,9 +1,12 @@
 #pragma once
 
 #include "kit/model/PollInterval.h"
+#include "kit/model/SourceKindInfo.h"
 
 #include <QJsonObject>
 #include <QUuid>
+
+#include <optional>
 
 namespace tw {
 
@@ -18,6 +21,9 @@ struct SourceConfig
     qint64 alertThreshold = 3; // failed checks in a row before an alert; 0 or less acts as 1
 
     bool operator==(const SourceConfig &) const = default;
+
+    // The name of the secret in the credential store; the kinds that keep one hide this.
+    std::optional<QString> secretRef() const { return std::nullopt; }
 
 protected:
     void writeCommon(QJsonObject &o) const;

@@ -29,4 +29,9 @@ TCPPortConfig TCPPortConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString TCPPortConfig::target() const
+{
+    return host + u':' + QString::number(port);
+}
+
 } // namespace tw

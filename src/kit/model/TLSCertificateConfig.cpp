@@ -37,4 +37,9 @@ TLSCertificateConfig TLSCertificateConfig::fromJson(const QJsonValue &value)
     return c;
 }
 
+QString TLSCertificateConfig::target() const
+{
+    return host + u':' + QString::number(port);
+}
+
 } // namespace tw

@@ -156,4 +156,9 @@ QCoro::Task<SourceSnapshot> BeszelProvider::fetch(StopToken stop)
     co_return snapshot;
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const BeszelConfig &, const ProviderContext &context)
+{
+    return std::make_unique<BeszelProvider>(context.source, context.credentials, context.transports);
+}
+
 } // namespace tw

@@ -255,4 +255,9 @@ QCoro::Task<SourceSnapshot> DNSRecordProvider::fetch(StopToken stop)
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const DNSRecordConfig &, const ProviderContext &context)
+{
+    return std::make_unique<DNSRecordProvider>(context.source);
+}
+
 } // namespace tw

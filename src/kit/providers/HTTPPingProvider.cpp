@@ -51,4 +51,9 @@ QCoro::Task<SourceSnapshot> HTTPPingProvider::fetch(StopToken stop)
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const HTTPPingConfig &, const ProviderContext &context)
+{
+    return std::make_unique<HTTPPingProvider>(context.source, context.transports);
+}
+
 } // namespace tw

@@ -54,4 +54,9 @@ QCoro::Task<SourceSnapshot> ICMPPingProvider::fetch(StopToken stop)
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const ICMPPingConfig &, const ProviderContext &context)
+{
+    return std::make_unique<ICMPPingProvider>(context.source);
+}
+
 } // namespace tw

@@ -43,4 +43,9 @@ QCoro::Task<SourceSnapshot> JSONWidgetProvider::fetch(StopToken stop)
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {table}};
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const JSONWidgetConfig &, const ProviderContext &context)
+{
+    return std::make_unique<JSONWidgetProvider>(context.source, context.credentials, context.transports);
+}
+
 } // namespace tw

@@ -220,4 +220,9 @@ QCoro::Task<SourceSnapshot> KumaProvider::fetch(StopToken stop)
     co_return snapshot;
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const KumaConfig &, const ProviderContext &context)
+{
+    return std::make_unique<KumaProvider>(context.source, context.credentials, context.transports);
+}
+
 } // namespace tw

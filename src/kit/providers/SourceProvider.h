@@ -3,6 +3,7 @@
 #include "kit/base/StopSource.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/SourceSnapshot.h"
+#include "kit/providers/ProviderTransports.h"
 
 #include <QCoroTask>
 
@@ -26,5 +27,20 @@ public:
 // Builds the provider of a configuration's kind, or throws ProviderError ("expected kuma config").
 using ProviderMaker = std::function<std::unique_ptr<SourceProvider>(const AnySourceConfig &config,
                                                                     std::shared_ptr<CredentialStore> credentials)>;
+
+// What a provider is made from: the source, the store its secret is read from, the transports.
+struct ProviderContext
+{
+    const AnySourceConfig &source;
+    std::shared_ptr<CredentialStore> credentials;
+    const ProviderTransports &transports;
+};
+
+// Each kind's provider defines its maker beside it; the registry picks one by the configuration's
+// type, so a kind without a provider fails to link.
+#define TW_DECLARE_PROVIDER_MAKER(Kind)                                                                                \
+    std::unique_ptr<SourceProvider> makeProvider(const Kind##Config &config, const ProviderContext &context);
+TW_SOURCE_KINDS(TW_DECLARE_PROVIDER_MAKER)
+#undef TW_DECLARE_PROVIDER_MAKER
 
 } // namespace tw

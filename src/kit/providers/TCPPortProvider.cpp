@@ -44,4 +44,9 @@ QCoro::Task<SourceSnapshot> TCPPortProvider::fetch(StopToken stop)
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const TCPPortConfig &, const ProviderContext &context)
+{
+    return std::make_unique<TCPPortProvider>(context.source, context.transports);
+}
+
 } // namespace tw

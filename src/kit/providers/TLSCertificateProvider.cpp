@@ -98,4 +98,9 @@ QCoro::Task<SourceSnapshot> TLSCertificateProvider::fetch(StopToken stop)
     co_return SourceSnapshot{config.id, QDateTime::currentDateTimeUtc(), {row}};
 }
 
+std::unique_ptr<SourceProvider> makeProvider(const TLSCertificateConfig &, const ProviderContext &context)
+{
+    return std::make_unique<TLSCertificateProvider>(context.source);
+}
+
 } // namespace tw

@@ -72,22 +72,6 @@ class SourceFormStateTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void defaultsPerKind()
-    {
-        for (Type type : SourceFormState::allTypes()) {
-            const SourceFormState form(type);
-            QCOMPARE(form.pollSeconds, type == Type::Beszel ? u"30"_s : u"60"_s);
-            QCOMPARE(form.gameID, u"minecraft-java"_s);
-            // The Minecraft default port stands in every kind, a TCP source included; a certificate
-            // check starts at HTTPS's.
-            QCOMPARE(form.port, type == Type::TLSCertificate ? u"443"_s : u"25565"_s);
-            QVERIFY(!form.portEdited && !form.hasStoredSecret && !form.useTLS && form.alertsEnabled);
-            QCOMPARE(form.alertThreshold, 3);
-            QVERIFY(!form.isComplete());
-        }
-        QCOMPARE(SourceFormState::exampleLine(Type::GameServer), u"42 games"_s);
-    }
-
     void examplesAreReadyToSave_data()
     {
         QTest::addColumn<SourceFormState::Example>("example");
