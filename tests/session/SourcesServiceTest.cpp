@@ -5,6 +5,7 @@
 #include "kit/monitor/AppState.h"
 #include "support/CliProcess.h"
 #include "support/FakeProviders.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QDBusConnectionInterface>
@@ -123,11 +124,9 @@ private Q_SLOTS:
                          cliEnvironment());
         } else {
             const QString exported = other.filePath(u"export.json"_s);
-            QFile file(exported);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(SourcesStore::encode({HTTPPingConfig(QUuid::createUuid(), u"A"_s, u"http://a"_s),
-                                             HTTPPingConfig(QUuid::createUuid(), u"B"_s, u"http://b"_s)}));
-            file.close();
+            put(exported,
+                SourcesStore::encode({HTTPPingConfig(QUuid::createUuid(), u"A"_s, u"http://a"_s),
+                                      HTTPPingConfig(QUuid::createUuid(), u"B"_s, u"http://b"_s)}));
             run = runCli({u"import"_s, exported}, {}, cliEnvironment());
         }
         const QString said = QString::fromUtf8(run.out + run.err);
