@@ -14,7 +14,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -186,33 +185,6 @@ private Q_SLOTS:
             QCOMPARE(ping.value(u"status"_s).toString(), u"down"_s);
             QCOMPARE(ping.value(u"detail"_s).toString(), QString::fromLatin1(ICMPEcho::notPermittedText));
         }
-    }
-
-    void pingInAPrivateNetworkNamespace()
-    {
-        QTemporaryDir dir;
-        SourcesStore::save({ICMPPingConfig(QUuid::createUuid(), u"ping"_s, u"127.0.0.1"_s, 3)}, dir.path());
-        QProcess process;
-        process.start(u"unshare"_s,
-                      {u"--user"_s,
-                       u"--map-root-user"_s,
-                       u"--net"_s,
-                       u"sh"_s,
-                       u"-ec"_s,
-                       u"ip link set lo up; sysctl -qw net.ipv4.ping_group_range='0 0'; exec \"$0\" \"$@\""_s,
-                       QStringLiteral(TW_BINARY_DIR "/src/cli/tidewatch-cli"),
-                       u"check"_s,
-                       u"--json"_s,
-                       u"--sources"_s,
-                       SourcesStore::sourcesPath(dir.path())});
-        QVERIFY(process.waitForFinished(30000));
-        QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
-        const QJsonObject report = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
-        QCOMPARE(report.value(u"overall"_s).toString(), u"up"_s);
-        const QJsonObject row = onlyRow(sourceNamed(report, u"ping"_s));
-        QCOMPARE(row.value(u"status"_s).toString(), u"up"_s);
-        QVERIFY(row.value(u"latencyMs"_s).toDouble() > 0);
-        QVERIFY(!row.contains(u"detail"_s));
     }
 
     void gameServersShowPlayersAndVersion()
