@@ -41,15 +41,8 @@ class SourcesServiceTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        QFile config(m_home.filePath(u"bus.conf"_s));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write(u"<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><policy context=\"default\">"
-                     "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-                     "<allow own=\"*\"/></policy></busconfig>"_s.arg(m_home.path())
-                         .toUtf8());
-        config.close();
-        m_daemon.start(u"dbus-daemon"_s,
-                       {u"--config-file="_s + config.fileName(), u"--print-address=1"_s, u"--nofork"_s});
+        const QString config = writeBusConfig(m_home.path());
+        m_daemon.start(u"dbus-daemon"_s, {u"--config-file="_s + config, u"--print-address=1"_s, u"--nofork"_s});
         QVERIFY(m_daemon.waitForStarted());
         QTRY_VERIFY(m_daemon.canReadLine());
         m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();

@@ -30,4 +30,18 @@ inline void putPrivate(const QString &path, const QByteArray &bytes)
     QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
 }
 
+// A session bus configuration, written into `folder`, that listens there and activates nothing:
+// neither a keyring nor a prompt that would unlock one. Returns its path.
+inline QString writeBusConfig(const QString &folder)
+{
+    const QString path = folder + QStringLiteral("/bus.conf");
+    put(path,
+        QStringLiteral("<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><policy context=\"default\">"
+                       "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+                       "<allow own=\"*\"/></policy></busconfig>")
+            .arg(folder)
+            .toUtf8());
+    return path;
+}
+
 } // namespace tw::test
