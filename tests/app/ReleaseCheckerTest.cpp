@@ -159,13 +159,6 @@ private Q_SLOTS:
             QCOMPARE(error.description(), u"could not connect to server"_s);
         }
     }
-
-    void defaultEndpointIsTheSecureManifestPath()
-    {
-        const QUrl url = ReleaseChecker::defaultEndpoint();
-        QCOMPARE(url.scheme(), u"https"_s);
-        QVERIFY(url.path().endsWith(u"/downloads/tidewatch/latest.json"_s));
-    }
 };
 
 QTEST_GUILESS_MAIN(ReleaseCheckerTest)
