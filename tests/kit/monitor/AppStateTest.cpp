@@ -212,26 +212,50 @@ private Q_SLOTS:
         QVERIFY(rig.hasSecret(u"gameServer-other"_s));
     }
 
-    // A change whose save fails must not take the secrets of the sources still in sources.json:
-    // they are deleted only by the next save that succeeds, which the next change makes.
-    void failedPreferencesSaveIsShownAndRetried()
+    // A write that fails is shown until a later write of the same file succeeds; what it held
+    // stays in memory meanwhile, and the later write saves it.
+    void failedWriteIsShownAndTriedAgain_data()
     {
+        QTest::addColumn<QString>("file");
+        QTest::newRow("preferences") << u"prefs.json"_s;
+        QTest::newRow("history, written again at quitting") << u"history.json"_s;
+    }
+    void failedWriteIsShownAndTriedAgain()
+    {
+        QFETCH(QString, file);
         const TCPPortConfig nas = tcp(u"NAS"_s);
         Hub rig({nas});
+        const bool history = file == u"history.json"_s;
+        if (history)
+            rig.state->historyRecorder().record(
+                snapshotOf(nas.id, {check(ServiceStatus::Up)}),
+                [](const WidgetData &widget) { return widget.status(); },
+                [](const WidgetData &) { return std::optional<double>(3.0); });
+        const auto write = [&](qint64 snoozeSeconds) {
+            if (history)
+                rig.state->flushHistory();
+            else
+                rig.state->snoozeSource(nas.id, snoozeSeconds);
+        };
         QSignalSpy problem(rig.state.get(), &AppState::storageProblemChanged);
         {
             WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, rig.dir.path());
-            rig.state->snoozeSource(nas.id, 3600);
+            write(3600);
             QCOMPARE(problem.size(), 1);
-            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save prefs.json: "_s + blocker.reason()),
+            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save %1: %2"_s.arg(file, blocker.reason())),
                      qPrintable(rig.state->storageProblem()));
-            QCOMPARE(rig.state->snoozes().size(), 1);
+            QCOMPARE(rig.state->snoozes().size(), history ? 0 : 1);
         }
-        rig.state->snoozeSource(nas.id, 7200);
+        write(7200);
         QCOMPARE(rig.state->storageProblem(), QString());
-        QCOMPARE(Snooze::load(PreferenceStore(rig.dir.filePath(u"prefs.json"_s))), rig.state->snoozes());
+        if (history)
+            QCOMPARE(HistoryStore::load(rig.dir.path()).samples.size(), 1);
+        else
+            QCOMPARE(Snooze::load(PreferenceStore(rig.dir.filePath(file))), rig.state->snoozes());
     }
 
+    // A change whose save fails must not take the secrets of the sources still in sources.json:
+    // they are deleted only by the next save that succeeds, which the next change makes.
     void failedSaveKeepsEverySecret_data()
     {
         QTest::addColumn<QString>("change");
@@ -296,26 +320,6 @@ private Q_SLOTS:
             else
                 QVERIFY2(rig.hasSecret(name), qPrintable(name));
         }
-    }
-
-    void failedHistoryWriteIsShownAndTriedAgain()
-    {
-        const TCPPortConfig source = tcp(u"t"_s);
-        Hub rig({source});
-        rig.state->historyRecorder().record(
-            snapshotOf(source.id, {check(ServiceStatus::Up)}),
-            [](const WidgetData &widget) { return widget.status(); },
-            [](const WidgetData &) { return std::optional<double>(3.0); });
-        {
-            WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, rig.dir.path());
-            rig.state->flushHistory();
-            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save history.json: File too large"_s),
-                     qPrintable(rig.state->storageProblem()));
-        }
-        // The samples stayed unwritten: the flush at quitting writes them.
-        rig.state->flushHistory();
-        QCOMPARE(rig.state->storageProblem(), QString());
-        QCOMPARE(HistoryStore::load(rig.dir.path()).samples.size(), 1);
     }
 
     void latencyHistoryKeepsThirtyAndFollowsRemoval()
