@@ -1,5 +1,6 @@
 #include "app/LoginItem.h"
 
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QDir>
@@ -10,6 +11,7 @@
 #include <QTest>
 
 using namespace tw;
+using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -83,9 +85,7 @@ private Q_SLOTS:
         item.registerItem();
         QCOMPARE(item.status(), LoginItem::Status::Enabled);
         QCOMPARE(validate(item.path()), QString());
-        QFile file(item.path());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(programOf(file.readAll()), executable);
+        QCOMPARE(programOf(contents(item.path())), executable);
 
         item.registerItem(); // again: replaces, does not fail
         item.unregisterItem();
@@ -106,11 +106,8 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const LoginItem item(dir.filePath(u"tidewatch.desktop"_s), u"/usr/bin/tidewatch"_s);
-        QFile file(item.path());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Desktop Entry]\nType=Application\nName=Tidewatch\nExec=tidewatch\n" + TW_DATA(QByteArray, line)
-                   + "\n");
-        file.close();
+        put(item.path(),
+            "[Desktop Entry]\nType=Application\nName=Tidewatch\nExec=tidewatch\n" + TW_DATA(QByteArray, line) + "\n");
         QCOMPARE(item.status() == LoginItem::Status::Enabled, TW_DATA(bool, enabled));
     }
 
@@ -158,9 +155,7 @@ private Q_SLOTS:
     void unwritableFolderFailsWithItsPath()
     {
         QTemporaryDir dir;
-        QFile blocker(dir.filePath(u"autostart"_s)); // a file where the folder should be
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        put(dir.filePath(u"autostart"_s), {}); // a file where the folder should be
         const LoginItem item(dir.filePath(u"autostart/tidewatch.desktop"_s), u"/usr/bin/tidewatch"_s);
         try {
             item.registerItem();

@@ -46,10 +46,8 @@ private Q_SLOTS:
         QTest::newRow("60 s") << qint64(60'000) << u"1m ago"_s;
         QTest::newRow("3599 s") << qint64(3'599'000) << u"59m ago"_s;
         QTest::newRow("3600 s") << qint64(3'600'000) << u"1h ago"_s;
-        QTest::newRow("90 min") << qint64(5'400'000) << u"1h ago"_s;
         QTest::newRow("86399 s") << qint64(86'399'000) << u"23h ago"_s;
         QTest::newRow("86400 s") << qint64(86'400'000) << u"1d ago"_s;
-        QTest::newRow("25 h") << qint64(90'000'000) << u"1d ago"_s;
     }
     void relativeTime()
     {

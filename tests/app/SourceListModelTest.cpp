@@ -91,6 +91,7 @@ private Q_SLOTS:
     void onlyWhatChangedIsSignalled()
     {
         SourceListModel model;
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
         QList<QVariantMap> list = rows(u"ab"_s);
         model.setRows(list);
         QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);

@@ -1,19 +1,19 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/transport/ICMPEcho.h"
 #include "support/A2SResponder.h"
+#include "support/CliProcess.h"
 #include "support/DnsResponder.h"
+#include "support/Files.h"
 #include "support/KumaPeer.h"
 #include "support/LocalHttpServer.h"
 #include "support/LocalTlsServer.h"
 #include "support/MinecraftResponder.h"
 #include "support/RakNetResponder.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -28,29 +28,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Run
+CliRun check(const QStringList &arguments)
 {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
+    return runCli(QStringList{u"check"_s} + arguments);
+}
 
-// Runs the installed-to-be binary while this process keeps serving its local peers.
-Run check(const QStringList &arguments)
+// Whether some line of a report matches `pattern`, for rows whose latency cannot be known.
+bool hasLine(const QByteArray &out, const QString &pattern)
 {
-    QProcess process;
-    process.start(QStringLiteral(TW_BINARY_DIR "/src/cli/tidewatch-cli"), QStringList{u"check"_s} + arguments);
-    Run run;
-    if (!process.waitForStarted())
-        return run;
-    QElapsedTimer clock;
-    clock.start();
-    while (process.state() != QProcess::NotRunning && clock.elapsed() < 20000)
-        QTest::qWait(5);
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
-    run.out = process.readAllStandardOutput();
-    run.err = process.readAllStandardError();
-    return run;
+    return !QString::fromUtf8(out).split(u'\n').filter(QRegularExpression(pattern)).isEmpty();
 }
 
 QJsonObject sourceNamed(const QJsonObject &report, const QString &name)
@@ -104,13 +90,9 @@ private Q_SLOTS:
                             HTTPPingConfig(QUuid::createUuid(), u"web broken"_s, web.url(u"/broken"_s))},
                            dir.path());
         const QString file = SourcesStore::sourcesPath(dir.path());
-        const QByteArray before = [&] {
-            QFile f(file);
-            f.open(QIODevice::ReadOnly);
-            return f.readAll();
-        }();
+        const QByteArray before = contents(file);
 
-        const Run run = check({u"--sources"_s, file, u"--json"_s});
+        const CliRun run = check({u"--sources"_s, file, u"--json"_s});
         QCOMPARE(run.exitCode, 2);
         const QJsonObject report = QJsonDocument::fromJson(run.out).object();
         QCOMPARE(report.value(u"overall"_s).toString(), u"down"_s);
@@ -128,9 +110,7 @@ private Q_SLOTS:
         QCOMPARE(broken.value(u"detail"_s).toString(), u"HTTP 503"_s);
         QVERIFY(sourceNamed(report, u"web ok"_s).value(u"error"_s).isNull());
 
-        QFile after(file);
-        QVERIFY(after.open(QIODevice::ReadOnly));
-        QCOMPARE(after.readAll(), before);
+        QCOMPARE(contents(file), before);
     }
 
     void networkChecksAsJson()
@@ -146,9 +126,6 @@ private Q_SLOTS:
         LocalTlsServer valid(TestCertificate::make(site, days(-10), days(90)));
         LocalTlsServer expiring(TestCertificate::make(site, days(-10), days(3)));
         LocalTlsServer expired(TestCertificate::make(site, days(-30), days(-3)));
-        LocalTlsServer wrongName(TestCertificate::make({u"DNS:other.tidewatch.test"_s}, days(-10), days(90)));
-        const QDateTime from(QDate::currentDate().addDays(3), QTime(12, 0), Qt::UTC);
-        LocalTlsServer early(TestCertificate::make(site, from, days(90)));
 
         QList<AnySourceConfig> sources;
         const auto record = [&](const QString &label, const QString &name, DNSRecordType type, const QString &expect) {
@@ -159,14 +136,8 @@ private Q_SLOTS:
             sources.append(config);
         };
         record(u"dns A"_s, u"host.example.test"_s, DNSRecordType::A, u"192.0.2.8"_s);
-        record(u"dns AAAA"_s, u"host.example.test"_s, DNSRecordType::AAAA, {});
-        record(u"dns CNAME"_s, u"alias.example.test"_s, DNSRecordType::CNAME, u"host.example.test"_s);
-        record(u"dns MX"_s, u"mail.example.test"_s, DNSRecordType::MX, u"mx2.example.test"_s);
-        record(u"dns TXT"_s, u"text.example.test"_s, DNSRecordType::TXT, u"v=spf1 -all"_s);
-        record(u"dns SRV"_s, u"service.example.test"_s, DNSRecordType::SRV, {});
         record(u"dns mismatch"_s, u"host.example.test"_s, DNSRecordType::A, u"192.0.2.1"_s);
         record(u"dns nxdomain"_s, u"nx.example.test"_s, DNSRecordType::A, {});
-        record(u"dns empty"_s, u"alias.example.test"_s, DNSRecordType::MX, {});
         const auto tls = [&](const QString &label, const LocalTlsServer &server) {
             TLSCertificateConfig config(QUuid::createUuid(), label, u"127.0.0.1"_s, server.port());
             config.sniName = u"site.tidewatch.test"_s;
@@ -175,12 +146,10 @@ private Q_SLOTS:
         tls(u"tls valid"_s, valid);
         tls(u"tls expiring"_s, expiring);
         tls(u"tls expired"_s, expired);
-        tls(u"tls wrong name"_s, wrongName);
-        tls(u"tls early"_s, early);
         sources.append(ICMPPingConfig(QUuid::createUuid(), u"ping"_s, u"127.0.0.1"_s, 2));
         SourcesStore::save(sources, dir.path());
 
-        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--json"_s});
+        const CliRun run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--json"_s});
         QCOMPARE(run.exitCode, 2);
         const QJsonObject report = QJsonDocument::fromJson(run.out).object();
         QCOMPARE(report.value(u"sources"_s).toArray().size(), sources.size());
@@ -191,19 +160,11 @@ private Q_SLOTS:
         };
         const QList<Expected> expected{
             {u"dns A"_s, u"up"_s, {}},
-            {u"dns AAAA"_s, u"up"_s, {}},
-            {u"dns CNAME"_s, u"up"_s, {}},
-            {u"dns MX"_s, u"up"_s, {}},
-            {u"dns TXT"_s, u"up"_s, {}},
-            {u"dns SRV"_s, u"up"_s, {}},
             {u"dns mismatch"_s, u"down"_s, u"expected 192.0.2.1 got 192.0.2.7, 192.0.2.8"_s},
             {u"dns nxdomain"_s, u"down"_s, u"NXDOMAIN"_s},
-            {u"dns empty"_s, u"down"_s, u"no answer"_s},
             {u"tls valid"_s, u"up"_s, u"expires in 90 days"_s},
             {u"tls expiring"_s, u"warn"_s, u"expires in 3 days"_s},
             {u"tls expired"_s, u"down"_s, u"expired 3 days ago"_s},
-            {u"tls wrong name"_s, u"down"_s, u"name does not match"_s},
-            {u"tls early"_s, u"down"_s, u"not valid until "_s + from.toString(u"yyyy-MM-dd HH:mm"_s) + u" UTC"_s},
         };
         for (const Expected &want : expected) {
             const QJsonObject source = sourceNamed(report, want.name);
@@ -226,34 +187,9 @@ private Q_SLOTS:
         }
     }
 
-    void pingInAPrivateNetworkNamespace()
-    {
-        QTemporaryDir dir;
-        SourcesStore::save({ICMPPingConfig(QUuid::createUuid(), u"ping"_s, u"127.0.0.1"_s, 3)}, dir.path());
-        QProcess process;
-        process.start(u"unshare"_s,
-                      {u"--user"_s,
-                       u"--map-root-user"_s,
-                       u"--net"_s,
-                       u"sh"_s,
-                       u"-ec"_s,
-                       u"ip link set lo up; sysctl -qw net.ipv4.ping_group_range='0 0'; exec \"$0\" \"$@\""_s,
-                       QStringLiteral(TW_BINARY_DIR "/src/cli/tidewatch-cli"),
-                       u"check"_s,
-                       u"--json"_s,
-                       u"--sources"_s,
-                       SourcesStore::sourcesPath(dir.path())});
-        QVERIFY(process.waitForFinished(30000));
-        QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
-        const QJsonObject report = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
-        QCOMPARE(report.value(u"overall"_s).toString(), u"up"_s);
-        const QJsonObject row = onlyRow(sourceNamed(report, u"ping"_s));
-        QCOMPARE(row.value(u"status"_s).toString(), u"up"_s);
-        QVERIFY(row.value(u"latencyMs"_s).toDouble() > 0);
-        QVERIFY(!row.contains(u"detail"_s));
-    }
-
-    void gameServersShowPlayersAndVersion()
+    // Each game's row as the text report prints it; the Steam servers are found through each
+    // game's query port offset from the game port, as a user would set them up.
+    void gameServersShowPlayersAndDetails()
     {
         QTemporaryDir dir;
         MinecraftResponder java;
@@ -266,32 +202,6 @@ private Q_SLOTS:
             probe.bind(QHostAddress::LocalHost, 0);
             return probe.localPort();
         }();
-        SourcesStore::save(
-            {GameServerConfig(QUuid::createUuid(), u"Java"_s, u"minecraft-java"_s, u"127.0.0.1"_s, java.port()),
-             GameServerConfig(QUuid::createUuid(),
-                              u"Bedrock"_s,
-                              u"minecraft-bedrock"_s,
-                              u"127.0.0.1"_s,
-                              bedrock.port()),
-             GameServerConfig(QUuid::createUuid(), u"Gone"_s, u"minecraft-bedrock"_s, u"127.0.0.1"_s, nothing)},
-            dir.path());
-
-        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path())});
-        QCOMPARE(run.exitCode, 2);
-        const QStringList lines = QString::fromUtf8(run.out).split(u'\n');
-        const auto row = [&lines](const QString &pattern) {
-            return !lines.filter(QRegularExpression(pattern)).isEmpty();
-        };
-        QVERIFY2(row(uR"(^Java +Java +up +\d+\.\d ms +2/20 players \(Alex, Noor\) · Paper 1\.21\.4$)"_s),
-                 run.out.constData());
-        QVERIFY2(row(uR"(^Bedrock +Bedrock +up +\d+\.\d ms +3/10 players · 1\.21\.2$)"_s), run.out.constData());
-        QVERIFY2(row(uR"(^Gone +Gone +down +— +connection refused$)"_s), run.out.constData());
-        QCOMPARE(bedrock.received().size(), 1);
-    }
-
-    void steamGameServersShowCountsNamesAndDetails()
-    {
-        QTemporaryDir dir;
         A2SResponder valheim;
         valheim.setInfo(A2SResponder::valheimInfo());
         A2SResponder rust;
@@ -299,117 +209,26 @@ private Q_SLOTS:
         rust.setInfo(A2SResponder::rustInfo());
         rust.setPlayers({{"Alex"}, {"Noor"}, {"Sam"}});
         rust.splitPlayers({.fragments = 2, .order = {1, 0}});
-        A2SResponder cs2;
-        cs2.setChallenge(A2SResponder::Challenge::Once);
-        cs2.setInfo(A2SResponder::cs2Info());
-        cs2.setPlayers(A2SResponder::cs2Players());
-        // Found through each game's query port offset from the game port, as a user would set them up.
-        SourcesStore::save(
-            {GameServerConfig(QUuid::createUuid(), u"Vikings"_s, u"valheim"_s, u"127.0.0.1"_s, valheim.port() - 1),
-             GameServerConfig(QUuid::createUuid(), u"Rust"_s, u"rust"_s, u"127.0.0.1"_s, rust.port()),
-             GameServerConfig(QUuid::createUuid(), u"Retakes"_s, u"cs2"_s, u"127.0.0.1"_s, cs2.port())},
-            dir.path());
-        const QString file = SourcesStore::sourcesPath(dir.path());
-
-        const Run json = check({u"--sources"_s, file, u"--json"_s});
-        QCOMPARE(json.exitCode, 0);
-        const QJsonObject report = QJsonDocument::fromJson(json.out).object();
-        const auto facts = [&](const QString &name) {
-            const QJsonObject row = onlyRow(sourceNamed(report, name));
-            QStringList names;
-            for (const QJsonValue &player : row.value(u"playerNames"_s).toArray())
-                names.append(player.toString());
-            return u"%1 %2/%3 [%4] %5"_s.arg(row.value(u"online"_s).toBool() ? u"online"_s : u"offline"_s)
-                .arg(row.value(u"playersCurrent"_s).toInteger())
-                .arg(row.value(u"playersMax"_s).toInteger())
-                .arg(names.join(u','), row.value(u"detail"_s).toString());
+        const auto game = [](const QString &name, const QString &gameID, quint16 port) {
+            return GameServerConfig(QUuid::createUuid(), name, gameID, u"127.0.0.1"_s, port);
         };
-        QCOMPARE(facts(u"Vikings"_s), u"online 3/10 [] Viking Hall"_s);
-        // Rust's real counts stand in its keywords, above what the info's bytes can hold.
-        QCOMPARE(facts(u"Rust"_s), u"online 280/300 [Alex,Noor,Sam] Tidewatch Rust | Monthly"_s);
-        QCOMPARE(facts(u"Retakes"_s), u"online 4/12 [] Tidewatch CS2 Retakes"_s);
+        SourcesStore::save({game(u"Java"_s, u"minecraft-java"_s, java.port()),
+                            game(u"Bedrock"_s, u"minecraft-bedrock"_s, bedrock.port()),
+                            game(u"Gone"_s, u"minecraft-bedrock"_s, nothing),
+                            game(u"Vikings"_s, u"valheim"_s, quint16(valheim.port() - 1)),
+                            game(u"Rust"_s, u"rust"_s, rust.port())},
+                           dir.path());
 
-        const Run text = check({u"--sources"_s, file});
-        QCOMPARE(text.exitCode, 0);
-        const QStringList lines = QString::fromUtf8(text.out).split(u'\n');
-        const auto row = [&lines](const QString &pattern) {
-            return !lines.filter(QRegularExpression(pattern)).isEmpty();
-        };
-        QVERIFY2(
-            row(uR"(^Rust +Rust +up +\d+\.\d ms +280/300 players \(Alex, Noor, Sam\) · Tidewatch Rust \| Monthly$)"_s),
-            text.out.constData());
-        QVERIFY2(row(uR"(^Vikings +Vikings +up +\d+\.\d ms +3/10 players · Viking Hall$)"_s), text.out.constData());
-    }
-
-    // The three web engines end to end: local peers that answer as the servers do, and a Palworld
-    // password from the private credentials file.
-    void webGameServersReadTheirCounts()
-    {
-        QTemporaryDir dir;
-        LocalHttpServer pal;
-        const QByteArray auth = QByteArray("Authorization: Basic ") + QByteArray("admin:hunter2").toBase64();
-        pal.fallback([auth](const LocalHttpServer::Request &request) {
-            if (!request.head.contains(auth))
-                return LocalHttpServer::Reply{.status = 401};
-            if (request.path == "/v1/api/info")
-                return LocalHttpServer::Reply{.body = R"({"version":"v0.3.1.55694","servername":"Pals"})"};
-            if (request.path == "/v1/api/players")
-                return LocalHttpServer::Reply{.body = R"({"players":[{"name":"ann","level":12},{"name":"bo"}]})"};
-            if (request.path == "/v1/api/metrics")
-                return LocalHttpServer::Reply{.body = R"({"currentplayernum":2,"maxplayernum":32,"uptime":60})"};
-            return LocalHttpServer::Reply{.status = 404};
-        });
-        LocalHttpServer fivem;
-        fivem.route("/info.json", {.body = R"({"vars":{"sv_projectName":"RP City","sv_maxClients":"48"}})"});
-        fivem.route("/players.json", {.body = R"([{"name":"Player","id":1},{"name":"Player","id":2}])"});
-        LocalHttpServer tshock;
-        tshock.route("/v2/server/status?players=true",
-                     {.body = R"({"status":"200","name":"Terra","playercount":1,"maxplayers":8,)"
-                              R"("players":[{"nickname":"","username":"bob"}]})"});
-
-        GameServerConfig palworld(QUuid::createUuid(), u"Pal"_s, u"palworld"_s, u"127.0.0.1"_s, pal.port());
-        palworld.credentialRef = u"pal-admin"_s;
-        GameServerConfig locked = palworld;
-        locked.id = QUuid::createUuid();
-        locked.displayName = u"Pal locked"_s;
-        locked.credentialRef = u"nothing-stored"_s;
-        SourcesStore::save(
-            {palworld,
-             locked,
-             GameServerConfig(QUuid::createUuid(), u"FX"_s, u"fivem"_s, u"127.0.0.1"_s, fivem.port()),
-             GameServerConfig(QUuid::createUuid(), u"Terra"_s, u"terraria-tshock"_s, u"127.0.0.1"_s, tshock.port())},
-            dir.path());
-        const QString secrets = dir.filePath(u"secrets.json"_s);
-        QFile f(secrets);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(R"({"pal-admin":"hunter2"})");
-        f.close();
-        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-
-        const Run run =
-            check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets, u"--json"_s});
-        const QJsonObject report = QJsonDocument::fromJson(run.out).object();
-        QVERIFY2(!report.isEmpty(), run.err.constData());
-
-        const QJsonObject pals = onlyRow(sourceNamed(report, u"Pal"_s));
-        QVERIFY2(pals.value(u"online"_s).toBool(), QJsonDocument(pals).toJson().constData());
-        QCOMPARE(pals.value(u"playersCurrent"_s).toInt(), 2);
-        QCOMPARE(pals.value(u"playersMax"_s).toInt(), 32);
-        QCOMPARE(pals.value(u"playerNames"_s).toArray(), QJsonArray({u"ann"_s, u"bo"_s}));
-        QCOMPARE(pals.value(u"detail"_s).toString(), u"v0.3.1.55694"_s);
-        QCOMPARE(sourceNamed(report, u"Pal locked"_s).value(u"error"_s).toString(), u"missing credential: palworld"_s);
-
-        const QJsonObject fx = onlyRow(sourceNamed(report, u"FX"_s));
-        QCOMPARE(fx.value(u"playersCurrent"_s).toInt(), 2);
-        QCOMPARE(fx.value(u"playersMax"_s).toInt(), 48);
-        QCOMPARE(fx.value(u"detail"_s).toString(), u"RP City"_s);
-        const QJsonObject terra = onlyRow(sourceNamed(report, u"Terra"_s));
-        QCOMPARE(terra.value(u"playersCurrent"_s).toInt(), 1);
-        QCOMPARE(terra.value(u"playersMax"_s).toInt(), 8);
-        QCOMPARE(terra.value(u"playerNames"_s).toArray(), QJsonArray({u"bob"_s}));
-        QCOMPARE(terra.value(u"detail"_s).toString(), u"Terra"_s);
-        // Only the source with the password reached the server, once per endpoint.
-        QCOMPARE(pal.requests().size(), 3);
+        const CliRun run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path())});
+        QCOMPARE(run.exitCode, 2);
+        for (const QString &line :
+             {uR"(^Java +Java +up +\d+\.\d ms +2/20 players \(Alex, Noor\) · Paper 1\.21\.4$)"_s,
+              uR"(^Bedrock +Bedrock +up +\d+\.\d ms +3/10 players · 1\.21\.2$)"_s,
+              uR"(^Gone +Gone +down +— +connection refused$)"_s,
+              uR"(^Vikings +Vikings +up +\d+\.\d ms +3/10 players · Viking Hall$)"_s,
+              uR"(^Rust +Rust +up +\d+\.\d ms +280/300 players \(Alex, Noor, Sam\) · Tidewatch Rust \| Monthly$)"_s})
+            QVERIFY2(hasLine(run.out, line), qPrintable(line + u'\n' + QString::fromUtf8(run.out)));
+        QCOMPARE(bedrock.received().size(), 1);
     }
 
     // Kuma 2.x as its own code answers: a status page whose heartbeat bar has empty buckets, and a
@@ -442,13 +261,9 @@ private Q_SLOTS:
         metrics.passwordRef = u"kuma-key"_s;
         SourcesStore::save({page, metrics}, dir.path());
         const QString secrets = dir.filePath(u"secrets.json"_s);
-        QFile f(secrets);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(R"({"kuma-key":"uk1_key"})");
-        f.close();
-        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        putPrivate(secrets, R"({"kuma-key":"uk1_key"})");
 
-        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
+        const CliRun run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
         QCOMPARE(run.exitCode, 2);
         const QStringList lines = QString::fromUtf8(run.out).split(u'\n');
         const auto row = [&lines](const QString &pattern) {
@@ -463,11 +278,16 @@ private Q_SLOTS:
         QCOMPARE(lines.filter(u"Kuma "_s).size(), 5);
 
         // The rows keep the monitors' ids as their keys, so layouts and history stay with them.
-        const Run json = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--json"_s});
+        // Without its key the metrics source fails, and says which secret it lacks.
+        putPrivate(secrets, "{}");
+        const CliRun json =
+            check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets, u"--json"_s});
         QCOMPARE(json.exitCode, 2);
+        const QJsonObject report = QJsonDocument::fromJson(json.out).object();
+        QCOMPARE(sourceNamed(report, u"Kuma metrics"_s).value(u"error"_s).toString(),
+                 u"missing credential: kuma-key"_s);
         QStringList keys;
-        for (const QJsonValue &widget :
-             sourceNamed(QJsonDocument::fromJson(json.out).object(), u"Kuma page"_s).value(u"widgets"_s).toArray()) {
+        for (const QJsonValue &widget : sourceNamed(report, u"Kuma page"_s).value(u"widgets"_s).toArray()) {
             const QJsonObject service = widget.toObject().value(u"service"_s).toObject().value(u"_0"_s).toObject();
             keys.append(service.value(u"id"_s).toString() + u'=' + service.value(u"name"_s).toString());
         }
@@ -501,21 +321,14 @@ private Q_SLOTS:
                             BeszelConfig(QUuid::createUuid(), u"Stale"_s, hub.url(QString()), u"stale-token"_s)},
                            dir.path());
         const QString secrets = dir.filePath(u"secrets.json"_s);
-        QFile f(secrets);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(R"({"hub-token":"good","stale-token":"expired"})");
-        f.close();
-        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        putPrivate(secrets, R"({"hub-token":"good","stale-token":"expired"})");
 
-        const Run run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
+        const CliRun run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
         QCOMPARE(run.exitCode, 1); // a failed poll is not a down host
-        const QStringList lines = QString::fromUtf8(run.out).split(u'\n');
-        const auto row = [&lines](const QString &pattern) {
-            return !lines.filter(QRegularExpression(pattern)).isEmpty();
-        };
-        QVERIFY2(row(uR"(^Hub +nas01 +up +— +cpu 3% · mem 41% · disk 77% · /dev/sda 38°C · /dev/sdb —$)"_s),
-                 run.out.constData());
-        QVERIFY2(row(uR"(^Stale +— +error +— +no systems visible — the token may be wrong or expired$)"_s),
+        QVERIFY2(
+            hasLine(run.out, uR"(^Hub +nas01 +up +— +cpu 3% · mem 41% · disk 77% · /dev/sda 38°C · /dev/sdb —$)"_s),
+            run.out.constData());
+        QVERIFY2(hasLine(run.out, uR"(^Stale +— +error +— +no systems visible — the token may be wrong or expired$)"_s),
                  run.out.constData());
     }
 
@@ -538,41 +351,30 @@ private Q_SLOTS:
         QFETCH(QByteArray, file);
         QTemporaryDir dir;
         const QString path = dir.filePath(u"sources.json"_s);
-        if (!file.isEmpty()) {
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write(file);
-        }
-        const Run run = check({u"--sources"_s, path});
+        if (!file.isEmpty())
+            put(path, file);
+        const CliRun run = check({u"--sources"_s, path});
         QFETCH(int, exitCode);
         QFETCH(QByteArray, message);
         QCOMPARE(run.exitCode, exitCode);
         QVERIFY2(run.err.contains(message), run.err.constData());
-        if (!file.isEmpty()) {
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::ReadOnly));
-            QCOMPARE(f.readAll(), file); // never moved aside or rewritten
-        }
+        if (!file.isEmpty())
+            QCOMPARE(contents(path), file); // never moved aside or rewritten
     }
 
+    // The other tests' credentials files are the owner's alone, and are read.
     void sharedCredentialsFileIsRefused()
     {
         QTemporaryDir dir;
         SourcesStore::save({}, dir.path());
         const QString secrets = dir.filePath(u"secrets.json"_s);
-        QFile f(secrets);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("{\"kuma-x\":\"hunter2\"}");
-        f.close();
-        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup);
-        const Run refused = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
+        put(secrets, R"({"kuma-x":"hunter2"})");
+        QVERIFY(
+            QFile::setPermissions(secrets, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup));
+        const CliRun refused =
+            check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
         QCOMPARE(refused.exitCode, 3);
         QVERIFY(refused.err.contains("may be read by other users"));
-        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-        const Run accepted =
-            check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
-        QCOMPARE(accepted.exitCode, 3); // no sources: nothing known, but no complaint about the file
-        QVERIFY(!accepted.err.contains("may be read"));
     }
 };
 

@@ -1,5 +1,6 @@
 #include "kit/model/SourcesStore.h"
 #include "support/CliProcess.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -31,21 +32,6 @@ fi
 cp -a "$work"/. "$out"/
 exit $rc
 )sh";
-
-QByteArray read(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void put(const QString &path, const QByteArray &bytes, QFileDevice::Permissions permissions = {})
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), bytes.size());
-    if (permissions)
-        QVERIFY(file.setPermissions(permissions));
-}
 
 QList<AnySourceConfig> someSources(int count)
 {
@@ -118,13 +104,12 @@ private Q_SLOTS:
 
         // Every old file is larger than the limit, so that its replacement is too.
         SourcesStore::save(someSources(6), stage);
-        put(QString(stage + u"/secrets.json"_s),
-            QByteArray("{\"beszel-old\":\"" + QByteArray(600, 't') + "\"}"),
-            QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        putPrivate(QString(stage + u"/secrets.json"_s),
+                   QByteArray("{\"beszel-old\":\"" + QByteArray(600, 't') + "\"}"));
         put(QString(stage + u"/export.json"_s), QByteArray("an earlier export, " + QByteArray(600, 'e')));
         put(root.filePath(u"import.json"_s), SourcesStore::encode(someSources(8)));
         const QStringList before = QDir(stage).entryList(QDir::Files | QDir::Hidden);
-        const QByteArray old = read(QString(stage + u'/' + file));
+        const QByteArray old = contents(QString(stage + u'/' + file));
 
         for (QString &argument : arguments) {
             argument.replace(u"@stage/"_s, stage + u'/');
@@ -147,7 +132,7 @@ private Q_SLOTS:
 
         QVERIFY2(err.trimmed().endsWith(ending), qPrintable(err));
         QCOMPARE(process.exitCode(), exitCode);
-        QCOMPARE(read(QString(out + u'/' + file)), old);
+        QCOMPARE(contents(QString(out + u'/' + file)), old);
         QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden), before);
     }
 };

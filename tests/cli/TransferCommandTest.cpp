@@ -1,5 +1,6 @@
 #include "kit/model/SourcesStore.h"
 #include "support/CliProcess.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QDir>
@@ -25,12 +26,6 @@ QList<AnySourceConfig> exportedSources()
     const BeszelConfig beszel(QUuid::createUuid(), u"Beszel"_s, u"http://beszel"_s, u"beszel-x"_s);
     const HTTPPingConfig ping(QUuid::createUuid(), u"Site"_s, u"https://example.org"_s);
     return {kuma, kuma, open, beszel, ping}; // the repeated id is dropped by an import
-}
-
-QByteArray read(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
@@ -96,15 +91,15 @@ private Q_SLOTS:
         QVERIFY2(QString::fromUtf8(run.out + run.err).contains(TW_DATA(QString, message)),
                  QByteArray(run.out + run.err).constData());
         if (exitCode != 0) {
-            QCOMPARE(read(target()), before); // untouched, byte for byte
+            QCOMPARE(contents(target()), before); // untouched, byte for byte
             return;
         }
-        const QList<AnySourceConfig> after = SourcesStore::decode(read(target()));
+        const QList<AnySourceConfig> after = SourcesStore::decode(contents(target()));
         QCOMPARE(after.size(), 4);
         QCOMPARE(after.first().common().displayName, u"Kuma"_s); // in the file's order
         QCOMPARE(after.last().common().displayName, u"Site"_s);
         if (before.startsWith("[{")) // the corrupt one; encoded files are pretty-printed
-            QCOMPARE(read(target() + u".corrupt"_s), before); // a bad file survives for the user
+            QCOMPARE(contents(target() + u".corrupt"_s), before); // a bad file survives for the user
     }
 
     // The imported sources can reach no existing secret, and the summary names exactly the new
@@ -120,7 +115,7 @@ private Q_SLOTS:
             const CliRun run = runCli({u"import"_s, importPath, u"--sources"_s, target()}, {}, m_environment);
             QCOMPARE(run.exitCode, 0);
             QStringList expected;
-            for (const AnySourceConfig &source : SourcesStore::decode(read(target()))) {
+            for (const AnySourceConfig &source : SourcesStore::decode(contents(target()))) {
                 QVERIFY(!ids.contains(source.id())); // a new id every time, never the file's
                 ids.insert(source.id());
                 expected += source.credentialNames();
@@ -163,7 +158,7 @@ private Q_SLOTS:
             arguments.append(u"--force"_s);
         const CliRun run = runCli(arguments);
         QCOMPARE(run.exitCode, exitCode);
-        QCOMPARE(read(out), exitCode == 0 ? SourcesStore::encode(sources) : QByteArray("precious"));
+        QCOMPARE(contents(out), exitCode == 0 ? SourcesStore::encode(sources) : QByteArray("precious"));
 
         const CliRun toStdout = runCli({u"export"_s, u"-"_s, u"--sources"_s, target()});
         QCOMPARE(toStdout.exitCode, 0);
@@ -187,7 +182,7 @@ private Q_SLOTS:
 
         const CliRun run = runCli({u"import"_s, exported, u"--sources"_s, target()}, {}, m_environment);
         QVERIFY2(run.exitCode == 0, run.err.constData());
-        QList<AnySourceConfig> after = SourcesStore::decode(read(target()));
+        QList<AnySourceConfig> after = SourcesStore::decode(contents(target()));
         QCOMPARE(after.size(), sources.size());
         for (qsizetype i = 0; i < after.size(); ++i) {
             QVERIFY(after[i].id() != sources[i].id());

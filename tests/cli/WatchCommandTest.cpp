@@ -4,6 +4,7 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/HistoryStore.h"
 #include "support/CliProcess.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 #include "support/WatchProcess.h"
 
@@ -38,10 +39,7 @@ private:
         nas.alertThreshold = threshold;
         m_id = nas.id;
         SourcesStore::save({nas}, m_dir.path());
-        QFile credentials(m_dir.filePath(u"credentials.json"_s));
-        QVERIFY(credentials.open(QIODevice::WriteOnly));
-        credentials.write("{}");
-        credentials.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        putPrivate(m_dir.filePath(u"credentials.json"_s), "{}");
     }
 
     QList<ServiceStatus> recordedStatuses() const
@@ -192,14 +190,12 @@ private Q_SLOTS:
     void refusesToStartWithoutSources()
     {
         QFETCH(QByteArray, sourcesFile);
-        QFile file(m_dir.filePath(u"bad-sources.json"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(sourcesFile);
-        file.close();
-        const CliRun run = runCli({u"watch"_s, u"--sources"_s, file.fileName()});
+        const QString file = m_dir.filePath(u"bad-sources.json"_s);
+        put(file, sourcesFile);
+        const CliRun run = runCli({u"watch"_s, u"--sources"_s, file});
         QCOMPARE(run.exitCode, 3);
         QVERIFY2(QString::fromUtf8(run.err).contains(TW_DATA(QString, message)), run.err.constData());
-        QCOMPARE(QFile(file.fileName()).exists(), true); // never quarantined by the command line
+        QVERIFY(QFile::exists(file)); // never quarantined by the command line
     }
 };
 

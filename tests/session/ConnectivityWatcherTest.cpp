@@ -1,6 +1,7 @@
 #include "kit/desktop/ConnectivityWatcher.h"
 
 #include "kit/model/SourcesStore.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 #include "support/WatchProcess.h"
 
@@ -107,11 +108,7 @@ private Q_SLOTS:
             sources.append(rack);
         }
         SourcesStore::save(sources, dir.path());
-        QFile credentials(dir.filePath(u"credentials.json"_s));
-        QVERIFY(credentials.open(QIODevice::WriteOnly));
-        credentials.write("{}");
-        credentials.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-        credentials.close();
+        putPrivate(dir.filePath(u"credentials.json"_s), "{}");
 
         FakeLogind logind;
         QVERIFY(logind.isRegistered());

@@ -2,6 +2,7 @@
 #include "kit/model/SourcesStore.h"
 #include "support/Await.h"
 #include "support/CliProcess.h"
+#include "support/Files.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -83,10 +84,7 @@ private Q_SLOTS:
             sources.append(TCPPortConfig(QUuid::createUuid(), u"Router %1"_s.arg(i), u"192.0.2.1"_s, 22));
         SourcesStore::save(sources, dir.path());
         const QString exported = dir.filePath(u"exported.json"_s);
-        QFile file(exported);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(SourcesStore::encode(sources.mid(1)));
-        file.close();
+        put(exported, SourcesStore::encode(sources.mid(1)));
         await(m_store.write(name, u"admin password"_s));
 
         QByteArray err;

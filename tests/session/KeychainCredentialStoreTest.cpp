@@ -1,8 +1,10 @@
 #include "kit/desktop/KeychainCredentialStore.h"
 
 #include "kit/base/CredentialError.h"
+#include "kit/model/SourcesStore.h"
 #include "support/Await.h"
 #include "support/CliProcess.h"
+#include "support/Files.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -73,13 +75,8 @@ private Q_SLOTS:
         QFETCH(QStringList, arguments);
         QFETCH(QString, expected);
         QTemporaryDir home;
-        const QString sources = home.filePath(u"sources.json"_s);
-        QFile file(sources);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(R"([{"beszel":{"_0":{"id":"6F1D2C4B-9A3E-4F5D-8C7B-1A2B3C4D5E6F","displayName":"Hub",)"
-                   R"("baseURL":"http://127.0.0.1:9","tokenRef":"K","pollInterval":60,"alertThreshold":1,)"
-                   R"("alertsEnabled":true}}}])");
-        file.close();
+        const QString sources = SourcesStore::sourcesPath(home.path());
+        SourcesStore::save({BeszelConfig(QUuid::createUuid(), u"Hub"_s, u"http://127.0.0.1:9"_s, u"K"_s)}, home.path());
         arguments.replaceInStrings(u"SOURCES"_s, sources);
 
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -89,14 +86,7 @@ private Q_SLOTS:
         environment.insert(u"XDG_DATA_HOME"_s, home.filePath(u"data"_s));
         environment.insert(u"XDG_CONFIG_HOME"_s, home.filePath(u"config"_s));
         environment.insert(u"XDG_RUNTIME_DIR"_s, home.path());
-        // A bus that activates nothing: neither a keyring nor the prompt that would unlock one.
-        QFile config(home.filePath(u"bus.conf"_s));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write(u"<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><policy context=\"default\">"
-                     "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-                     "<allow own=\"*\"/></policy></busconfig>"_s.arg(home.path())
-                         .toUtf8());
-        config.close();
+        const QString config = writeBusConfig(home.path());
         const QString lockedKeyring = uR"(
             printf pw | gnome-keyring-daemon --unlock --components=secrets >/dev/null 2>&1
             # The daemon detaches before it owns its name on the bus.
@@ -119,7 +109,7 @@ private Q_SLOTS:
             command = QStringList{cliPath()} + arguments;
         else
             command = QStringList{u"dbus-run-session"_s,
-                                  u"--config-file=%1"_s.arg(config.fileName()),
+                                  u"--config-file=%1"_s.arg(config),
                                   u"--"_s,
                                   u"sh"_s,
                                   u"-c"_s,

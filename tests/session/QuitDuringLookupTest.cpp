@@ -5,6 +5,7 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/model/TCPPortConfig.h"
 #include "support/CliProcess.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QDir>
@@ -69,11 +70,7 @@ private Q_SLOTS:
         if (application) {
             if (!QFile::exists(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch")))
                 QSKIP("the application is not built");
-            QDir().mkpath(home.filePath(u"config/Tidewatch"_s));
-            QFile prefs(home.filePath(u"config/Tidewatch/Tidewatch.conf"_s));
-            QVERIFY(prefs.open(QIODevice::WriteOnly));
-            prefs.write("[General]\nonboardingCompleted=true\n");
-            prefs.close();
+            put(home.filePath(u"config/Tidewatch/Tidewatch.conf"_s), "[General]\nonboardingCompleted=true\n");
             if (!qEnvironmentVariableIsSet("DISPLAY"))
                 environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
             else

@@ -5,6 +5,7 @@
 #include "kit/monitor/AppState.h"
 #include "support/CliProcess.h"
 #include "support/FakeProviders.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QDBusConnectionInterface>
@@ -40,15 +41,8 @@ class SourcesServiceTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        QFile config(m_home.filePath(u"bus.conf"_s));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write(u"<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><policy context=\"default\">"
-                     "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-                     "<allow own=\"*\"/></policy></busconfig>"_s.arg(m_home.path())
-                         .toUtf8());
-        config.close();
-        m_daemon.start(u"dbus-daemon"_s,
-                       {u"--config-file="_s + config.fileName(), u"--print-address=1"_s, u"--nofork"_s});
+        const QString config = writeBusConfig(m_home.path());
+        m_daemon.start(u"dbus-daemon"_s, {u"--config-file="_s + config, u"--print-address=1"_s, u"--nofork"_s});
         QVERIFY(m_daemon.waitForStarted());
         QTRY_VERIFY(m_daemon.canReadLine());
         m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
@@ -123,11 +117,9 @@ private Q_SLOTS:
                          cliEnvironment());
         } else {
             const QString exported = other.filePath(u"export.json"_s);
-            QFile file(exported);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(SourcesStore::encode({HTTPPingConfig(QUuid::createUuid(), u"A"_s, u"http://a"_s),
-                                             HTTPPingConfig(QUuid::createUuid(), u"B"_s, u"http://b"_s)}));
-            file.close();
+            put(exported,
+                SourcesStore::encode({HTTPPingConfig(QUuid::createUuid(), u"A"_s, u"http://a"_s),
+                                      HTTPPingConfig(QUuid::createUuid(), u"B"_s, u"http://b"_s)}));
             run = runCli({u"import"_s, exported}, {}, cliEnvironment());
         }
         const QString said = QString::fromUtf8(run.out + run.err);

@@ -1,4 +1,5 @@
 #include "kit/model/SourcesStore.h"
+#include "support/Files.h"
 #include "support/XInput.h"
 
 #include <QDBusConnection>
@@ -88,11 +89,7 @@ private Q_SLOTS:
 
         SourcesStore::save({TCPPortConfig(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 1)},
                            m_home.filePath(u"data/Tidewatch"_s));
-        QDir().mkpath(m_home.filePath(u"config/Tidewatch"_s));
-        QFile prefs(m_home.filePath(u"config/Tidewatch/Tidewatch.conf"_s));
-        QVERIFY(prefs.open(QIODevice::WriteOnly));
-        prefs.write("[General]\nonboardingCompleted=true\n");
-        prefs.close();
+        put(m_home.filePath(u"config/Tidewatch/Tidewatch.conf"_s), "[General]\nonboardingCompleted=true\n");
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
         env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_address);

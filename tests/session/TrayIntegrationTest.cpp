@@ -1,4 +1,5 @@
 #include "kit/model/SourcesStore.h"
+#include "support/Files.h"
 
 #include <QImage>
 #include <QJsonArray>
@@ -12,6 +13,7 @@
 #include <csignal>
 
 using namespace tw;
+using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -76,11 +78,7 @@ private Q_SLOTS:
         config.pollInterval = 5;
         const QString data = m_home.filePath(u"data/Tidewatch"_s);
         SourcesStore::save({config}, data);
-        QDir().mkpath(m_home.filePath(u"config/Tidewatch"_s));
-        QFile prefs(m_home.filePath(u"config/Tidewatch/Tidewatch.conf"_s));
-        QVERIFY(prefs.open(QIODevice::WriteOnly));
-        prefs.write("[General]\nonboardingCompleted=true\n");
-        prefs.close();
+        put(m_home.filePath(u"config/Tidewatch/Tidewatch.conf"_s), "[General]\nonboardingCompleted=true\n");
 
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);

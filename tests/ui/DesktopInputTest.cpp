@@ -2,17 +2,12 @@
 #include "app/PopoverController.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverWindow.h"
-#include "app/Preferences.h"
 #include "app/QmlWindow.h"
 #include "app/SettingsController.h"
-#include "app/Theme.h"
-#include "app/TidewatchApp.h"
-#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/AppState.h"
-#include "support/FakeProviders.h"
+#include "support/Files.h"
 #include "support/GuiTestMain.h"
-#include "support/ManualSleeper.h"
+#include "support/Views.h"
 #include "support/XInput.h"
 
 #include <QAbstractItemView>
@@ -24,13 +19,10 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
-#include <QQmlEngine>
-#include <QQuickItem>
 #include <QQuickView>
 #include <QScopeGuard>
 #include <QScreen>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -39,23 +31,6 @@ using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QList<QQuickItem *> findAll(QQuickItem *root, const QString &name)
-{
-    QList<QQuickItem *> hits;
-    if (!root)
-        return hits;
-    if (root->objectName() == name && root->isVisible())
-        hits.append(root);
-    for (QQuickItem *child : root->childItems())
-        hits += findAll(child, name);
-    return hits;
-}
-
-QQuickItem *find(QQuickItem *root, const QString &name)
-{
-    return findAll(root, name).value(0);
-}
 
 QPoint centreOf(const QQuickItem *item)
 {
@@ -72,52 +47,20 @@ TCPPortConfig port(const QString &name)
     return TCPPortConfig(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
 }
 
-void saveShot(const QImage &image, const QString &name)
-{
-    const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-    QDir().mkpath(out);
-    QVERIFY(!image.isNull());
-    QVERIFY(image.save(QDir(out).filePath(name)));
-}
-
 // The settings window and the popover of a real hub, on the X server, driven by xdotool. The file
 // dialog is the widget one: the connection given to the chooser reaches no portal.
-struct Rig
+struct Rig : AppHub
 {
-    QTemporaryDir dir;
-    FakeProviders providers;
-    ManualSleeper sleeper;
-    ManualSleeper historySleeper;
-    std::shared_ptr<PreferenceStore> settings;
-    std::unique_ptr<AppState> state;
-    std::unique_ptr<Preferences> preferences;
-    std::unique_ptr<Theme> theme;
-    std::unique_ptr<PopoverModel> rows;
-    std::unique_ptr<PopoverController> popoverController;
-    std::unique_ptr<FileChooser> chooser;
+    std::unique_ptr<PopoverModel> rows = std::make_unique<PopoverModel>(state.get());
+    std::unique_ptr<PopoverController> popoverController = std::make_unique<PopoverController>(state.get(), rows.get());
+    std::unique_ptr<FileChooser> chooser = std::make_unique<FileChooser>(QDBusConnection(u"no portal here"_s));
     std::unique_ptr<SettingsController> controller;
-    std::unique_ptr<QQmlEngine> engine;
     std::unique_ptr<QmlWindow> window;
-    std::unique_ptr<PopoverWindow> popover;
+    std::unique_ptr<PopoverWindow> popover = std::make_unique<PopoverWindow>(popoverController.get(), engineGetter());
 
     explicit Rig(const QList<AnySourceConfig> &sources)
-        : settings(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
+        : AppHub(sources)
     {
-        SourcesStore::save(sources, dir.path());
-        AppState::Environment environment;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = settings;
-        environment.makeProvider = providers.maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = historySleeper.function();
-        environment.testHost = true;
-        state = std::make_unique<AppState>(environment);
-        preferences = std::make_unique<Preferences>(settings);
-        theme = std::make_unique<Theme>();
-        rows = std::make_unique<PopoverModel>(state.get());
-        popoverController = std::make_unique<PopoverController>(state.get(), rows.get());
-        chooser = std::make_unique<FileChooser>(QDBusConnection(u"no portal here"_s));
         SettingsController::Services services{
             {},
             LoginItem(dir.filePath(u"autostart/tidewatch.desktop"_s), u"/usr/bin/tidewatch"_s),
@@ -128,16 +71,14 @@ struct Rig
                 chooser->choose(window->view(), request, std::move(done));
             }};
         controller = std::make_unique<SettingsController>(state.get(), preferences.get(), services);
-        engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
         window = std::make_unique<QmlWindow>(
             QmlWindow::Options{QUrl(u"qrc:/Tidewatch/Settings.qml"_s),
                                u"Tidewatch Settings"_s,
                                QSize(480, 540),
                                {{u"settings"_s, QVariant::fromValue<QObject *>(controller.get())}}},
-            [this] { return engine.get(); });
-        popover = std::make_unique<PopoverWindow>(popoverController.get(), [this] { return engine.get(); });
+            engineGetter());
     }
-    ~Rig()
+    ~Rig() override
     {
         popover.reset();
         window.reset();
@@ -157,7 +98,7 @@ struct Rig
     // Scrolls the General tab with the wheel until `name` is inside the window, then clicks it.
     bool clickInGeneral(const QString &name)
     {
-        QQuickItem *item = find(root(), name);
+        QQuickItem *item = findShown(root(), name);
         for (int turn = 0; item && turn < 20; ++turn) {
             const qreal bottom = item->mapToScene(QPointF(0, item->height())).y();
             if (bottom < window->view()->height() - 8)
@@ -166,6 +107,16 @@ struct Rig
             QTest::qWait(150);
         }
         return false;
+    }
+
+    // Shows the settings window, clicks `button` on the General tab and returns the dialog titled
+    // `title` that it opens, once that is on screen.
+    QFileDialog *openFromGeneral(const QString &button, const QString &title)
+    {
+        if (!showSettings() || !XInput::click(centreOf(findShown(root(), u"settings.tab.General"_s)))
+            || !QTest::qWaitFor([&] { return findShown(root(), button) != nullptr; }) || !clickInGeneral(button))
+            return nullptr;
+        return dialogTitled(title);
     }
 
     // The file dialog that opened over the settings window, once it is on screen.
@@ -285,18 +236,14 @@ private Q_SLOTS:
     void exportWritesTheFileChosenInTheDialog()
     {
         Rig rig({port(u"NAS"_s), port(u"Router"_s)});
-        QVERIFY(rig.showSettings());
-        QVERIFY(XInput::click(centreOf(find(rig.root(), u"settings.tab.General"_s))));
-        QTRY_VERIFY(find(rig.root(), u"general.export"_s));
-        QVERIFY(rig.clickInGeneral(u"general.export"_s));
-        QFileDialog *dialog = rig.dialogTitled(u"Export Sources"_s);
+        QFileDialog *dialog = rig.openFromGeneral(u"general.export"_s, u"Export Sources"_s);
         QVERIFY2(dialog, "no dialog came up");
         // Tied to the settings window, which it blocks while it is open.
         QCOMPARE(dialog->windowHandle()->transientParent(), rig.window->view());
         QCOMPARE(dialog->acceptMode(), QFileDialog::AcceptSave);
         QCOMPARE(dialog->findChild<QLineEdit *>(u"fileNameEdit"_s)->text(), u"tidewatch-sources.json"_s);
         QTest::qWait(300);
-        saveShot(QGuiApplication::primaryScreen()->grabWindow(0).toImage(), u"export-dialog.png"_s);
+        saveScreenshot(QGuiApplication::primaryScreen()->grabWindow(0).toImage(), u"export-dialog.png"_s);
 
         const QString file = rig.dir.filePath(u"exported/rack"_s);
         QDir().mkpath(rig.dir.filePath(u"exported"_s));
@@ -304,9 +251,7 @@ private Q_SLOTS:
         // The dialog adds the suffix the filter names.
         QTRY_VERIFY(QFile::exists(file + u".json"_s));
         QCOMPARE(SourcesStore::importFile(file + u".json"_s).size(), 2);
-        QFile written(file + u".json"_s);
-        QVERIFY(written.open(QIODevice::ReadOnly));
-        QCOMPARE(written.readAll(), SourcesStore::encode(rig.state->sources()));
+        QCOMPARE(contents(file + u".json"_s), SourcesStore::encode(rig.state->sources()));
         QVERIFY(rig.controller->alertTitle().isEmpty());
     }
 
@@ -314,24 +259,16 @@ private Q_SLOTS:
     {
         Rig rig({port(u"Old"_s)});
         const QString file = rig.dir.filePath(u"backup.json"_s);
-        {
-            QFile out(file);
-            QVERIFY(out.open(QIODevice::WriteOnly));
-            out.write(SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
-        }
-        QVERIFY(rig.showSettings());
-        QVERIFY(XInput::click(centreOf(find(rig.root(), u"settings.tab.General"_s))));
-        QTRY_VERIFY(find(rig.root(), u"general.import"_s));
-        QVERIFY(rig.clickInGeneral(u"general.import"_s));
-        QFileDialog *dialog = rig.dialogTitled(u"Import Sources"_s);
+        put(file, SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
+        QFileDialog *dialog = rig.openFromGeneral(u"general.import"_s, u"Import Sources"_s);
         QVERIFY2(dialog, "no dialog came up");
         QCOMPARE(dialog->windowHandle()->transientParent(), rig.window->view());
         QVERIFY(rig.choose(dialog, file));
         QTRY_COMPARE(rig.controller->alertTitle(), u"Replace Your Sources?"_s);
         QCOMPARE(rig.state->sources().size(), 1);
-        QTRY_VERIFY(find(rig.root(), u"alert.action"_s));
+        QTRY_VERIFY(findShown(rig.root(), u"alert.action"_s));
         QTest::qWait(100);
-        QVERIFY(XInput::click(centreOf(find(rig.root(), u"alert.action"_s))));
+        QVERIFY(XInput::click(centreOf(findShown(rig.root(), u"alert.action"_s))));
         QTRY_COMPARE(rig.state->sources().size(), 2);
         QCOMPARE(rig.state->sources()[0].common().displayName, u"Printer"_s);
         QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 2);
@@ -340,11 +277,7 @@ private Q_SLOTS:
     void cancellingTheDialogSaysNothing()
     {
         Rig rig({port(u"NAS"_s)});
-        QVERIFY(rig.showSettings());
-        QVERIFY(XInput::click(centreOf(find(rig.root(), u"settings.tab.General"_s))));
-        QTRY_VERIFY(find(rig.root(), u"general.export"_s));
-        QVERIFY(rig.clickInGeneral(u"general.export"_s));
-        QFileDialog *dialog = rig.dialogTitled(u"Export Sources"_s);
+        QFileDialog *dialog = rig.openFromGeneral(u"general.export"_s, u"Export Sources"_s);
         QVERIFY(dialog);
         QPointer<QFileDialog> guard = dialog;
         QVERIFY(QTest::qWaitForWindowActive(dialog));
@@ -393,11 +326,8 @@ private Q_SLOTS:
         QVERIFY(rig.showSettings());
         const QString file = rig.dir.filePath(save ? u"out.json"_s : u"in.json"_s);
         portal.chosen = file;
-        if (!save) {
-            QFile in(file);
-            QVERIFY(in.open(QIODevice::WriteOnly));
-            in.write(SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
-        }
+        if (!save)
+            put(file, SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
         save ? rig.controller->exportSources() : rig.controller->importSources();
         QTRY_COMPARE(portal.method, save ? u"SaveFile"_s : u"OpenFile"_s);
         QCOMPARE(portal.parentWindow, u"x11:"_s + QString::number(rig.window->view()->winId(), 16));
@@ -433,7 +363,7 @@ private Q_SLOTS:
         rig.state->startSync();
         QVERIFY(rig.showSettings());
         QTRY_COMPARE(rig.state->snapshots().size(), 3);
-        const QList<QQuickItem *> grips = findAll(rig.root(), u"settings.source.handle"_s);
+        const QList<QQuickItem *> grips = findVisible(rig.root(), u"settings.source.handle"_s);
         QCOMPARE(grips.size(), 3);
 
         QSignalSpy rowChanges(rig.controller->sources(), &QAbstractItemModel::dataChanged);
@@ -467,7 +397,7 @@ private Q_SLOTS:
         QCOMPARE(order, (QStringList{u"Beta"_s, u"Gamma"_s, u"Alpha"_s}));
         QCOMPARE(WidgetLayout::load(*rig.settings), rig.state->widgetLayout());
         QStringList shown;
-        for (QQuickItem *name : findAll(rig.root(), u"settings.source.name"_s))
+        for (QQuickItem *name : findVisible(rig.root(), u"settings.source.name"_s))
             shown.append(name->property("text").toString());
         QCOMPARE(shown, order);
     }
@@ -497,11 +427,11 @@ private Q_SLOTS:
         QTRY_VERIFY(root->property("overflowing").toBool());
         QVERIFY(!root->property("scrolling").toBool()); // three rows: not the ten-row form
         QVERIFY(view->height() <= 580);
-        QQuickItem *bar = find(root, u"rowsScrollBar"_s);
+        QQuickItem *bar = findShown(root, u"rowsScrollBar"_s);
         QVERIFY2(bar && bar->width() > 0, "no scroll bar on show");
 
-        QQuickItem *scroller = find(root, u"rowsScroller"_s);
-        const QList<QQuickItem *> cards = findAll(root, u"card"_s);
+        QQuickItem *scroller = findShown(root, u"rowsScroller"_s);
+        const QList<QQuickItem *> cards = findVisible(root, u"card"_s);
         QCOMPARE(cards.size(), 3);
         const auto lastCardBottom = [&] {
             return cards.last()->mapToItem(scroller, QPointF(0, cards.last()->height())).y();
@@ -511,7 +441,7 @@ private Q_SLOTS:
         QTRY_VERIFY(lastCardBottom() <= scroller->height() + 1);
         QVERIFY(rig.popover->isVisible());
         QTest::qWait(300); // the scroll bar settles
-        saveShot(view->grabWindow(), u"popover-scrolled.png"_s);
+        saveScreenshot(view->grabWindow(), u"popover-scrolled.png"_s);
     }
 };
 

@@ -1,22 +1,13 @@
 #include "app/PopoverController.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverWindow.h"
-#include "app/Preferences.h"
-#include "app/Theme.h"
-#include "app/TidewatchApp.h"
-#include "kit/desktop/InMemoryCredentialStore.h"
-#include "kit/model/SourcesStore.h"
-#include "kit/monitor/AppState.h"
-#include "support/FakeProviders.h"
 #include "support/GuiTestMain.h"
-#include "support/ManualSleeper.h"
+#include "support/Views.h"
 
 #include <QGuiApplication>
 #include <QPalette>
-#include <QQmlEngine>
 #include <QQuickView>
 #include <QQuickWindow>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <cmath>
@@ -109,32 +100,17 @@ private Q_SLOTS:
         }
         auto restore = qScopeGuard([&] { QGuiApplication::setPalette(original); });
 
-        QTemporaryDir dir;
         Estate estate;
-        SourcesStore::save(estate.sources, dir.path());
-        FakeProviders providers;
+        AppHub hub(estate.sources);
+        FakeProviders &providers = hub.providers;
         for (auto it = estate.widgets.cbegin(); it != estate.widgets.cend(); ++it)
             providers.setWidgets(it.key(), it.value());
         providers.failWith(estate.failing, u"connection refused"_s);
-        ManualSleeper sleeper;
-        ManualSleeper historySleeper;
-        auto settings = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
-        settings->setValue(u"accentHex"_s, accent);
-        AppState::Environment environment;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = settings;
-        environment.makeProvider = providers.maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = historySleeper.function();
-        environment.testHost = true;
-        AppState state(environment);
-        Preferences preferences(settings);
-        Theme theme;
+        hub.preferences->setAccentHex(accent);
+        AppState &state = *hub.state;
         PopoverModel model(&state);
         PopoverController controller(&state, &model);
-        auto engine = TidewatchApp::makeQmlEngine(&preferences, &theme);
-        PopoverWindow window(&controller, [&] { return engine.get(); });
+        PopoverWindow window(&controller, hub.engineGetter());
 
         state.startSync();
         // Several rounds with wandering latencies, so that sparklines have a history to draw.
@@ -154,18 +130,14 @@ private Q_SLOTS:
                 }
                 providers.setWidgets(it.key(), varied);
             }
-            QVERIFY(sleeper.runUntilDelays(round * estate.sources.size()));
+            QVERIFY(hub.sleeper.runUntilDelays(round * estate.sources.size()));
         }
         QTRY_COMPARE(state.snapshots().size() + state.errors().size(), estate.sources.size());
         window.show(QRect(600, 0, 22, 22));
         QVERIFY(QTest::qWaitForWindowExposed(window.view()));
         QTest::qWait(200);
         const QImage image = window.view()->grabWindow();
-        QVERIFY(!image.isNull());
-
-        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-        QDir().mkpath(out);
-        QVERIFY(image.save(QDir(out).filePath(u"popover-%1.png"_s.arg(QString::fromLatin1(QTest::currentDataTag())))));
+        saveScreenshot(image, u"popover-%1.png"_s.arg(QString::fromLatin1(QTest::currentDataTag())));
 
         // The picture shows the accent (title, pills), a red incident and the window's own colour.
         const auto contains = [&](const QColor &colour) {
@@ -181,7 +153,7 @@ private Q_SLOTS:
         };
         QVERIFY(contains(QColor(accent)));
         QVERIFY(contains(QColor(0xe5, 0x39, 0x35)));
-        QVERIFY(contains(theme.window()));
+        QVERIFY(contains(hub.theme->window()));
     }
 };
 

@@ -1,27 +1,19 @@
 #include "app/OnboardingController.h"
 #include "app/PopoverModel.h"
-#include "app/Preferences.h"
 #include "app/QmlWindow.h"
 #include "app/SettingsController.h"
-#include "app/Theme.h"
-#include "app/TidewatchApp.h"
-#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/QuietHours.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/AppState.h"
 #include "support/Await.h"
-#include "support/FakeProviders.h"
+#include "support/Files.h"
 #include "support/GuiTestMain.h"
-#include "support/ManualSleeper.h"
 #include "support/TestData.h"
+#include "support/Views.h"
 #include "support/WriteBlocker.h"
 
-#include <QDir>
-#include <QQmlEngine>
-#include <QQuickItem>
+#include <QAbstractItemModelTester>
 #include <QQuickView>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tw;
@@ -29,23 +21,6 @@ using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QList<QQuickItem *> findAll(QQuickItem *root, const QString &name)
-{
-    QList<QQuickItem *> hits;
-    if (!root)
-        return hits;
-    if (root->objectName() == name && root->isVisible())
-        hits.append(root);
-    for (QQuickItem *child : root->childItems())
-        hits += findAll(child, name);
-    return hits;
-}
-
-QQuickItem *find(QQuickItem *root, const QString &name)
-{
-    return findAll(root, name).value(0);
-}
 
 WidgetData service(const QString &name)
 {
@@ -61,44 +36,19 @@ TCPPortConfig port(const QString &name)
 
 // The settings and welcome windows over a real hub whose providers are scripted and whose
 // notifications are counted.
-struct Rig
+struct Rig : AppHub
 {
-    QTemporaryDir dir;
-    FakeProviders providers;
-    ManualSleeper sleeper;
-    ManualSleeper historySleeper;
-    std::shared_ptr<PreferenceStore> settings;
-    std::shared_ptr<InMemoryCredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
-    QList<AlertEvent> posted;
-    std::unique_ptr<AppState> state;
-    std::unique_ptr<Preferences> preferences;
-    std::unique_ptr<Theme> theme;
-    std::unique_ptr<PopoverModel> popoverRows;
+    std::unique_ptr<PopoverModel> popoverRows = std::make_unique<PopoverModel>(state.get());
     std::unique_ptr<SettingsController> controller;
     std::unique_ptr<OnboardingController> onboarding;
-    std::unique_ptr<QQmlEngine> engine;
     std::unique_ptr<QmlWindow> window;
     std::unique_ptr<QmlWindow> welcome;
+    // The drags, deletions and imports below check both lists against the rules views rely on.
+    std::optional<QAbstractItemModelTester> popoverTester, sourcesTester;
 
-    explicit Rig(const QList<AnySourceConfig> &sources)
-        : settings(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
+    explicit Rig(const QList<AnySourceConfig> &sources = {})
+        : AppHub(sources, {.testHost = false, .deferPolling = true})
     {
-        SourcesStore::save(sources, dir.path());
-        AppState::Environment environment;
-        environment.credentials = credentials;
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = settings;
-        environment.makeProvider = providers.maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = historySleeper.function();
-        environment.postAlert = [this](const AlertEvent &event, bool) {
-            posted.append(event);
-        };
-        environment.deferPolling = true;
-        state = std::make_unique<AppState>(environment);
-        preferences = std::make_unique<Preferences>(settings);
-        theme = std::make_unique<Theme>();
-        popoverRows = std::make_unique<PopoverModel>(state.get());
         auto authorization = []() -> QCoro::Task<AlertCenter::Authorization> {
             co_return AlertCenter::Authorization::Authorized;
         };
@@ -109,24 +59,25 @@ struct Rig
             {},
             u"1.0.0"_s};
         controller = std::make_unique<SettingsController>(state.get(), preferences.get(), services);
+        popoverTester.emplace(popoverRows.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+        sourcesTester.emplace(controller->sources(), QAbstractItemModelTester::FailureReportingMode::QtTest);
         onboarding = std::make_unique<OnboardingController>(state.get(), preferences.get(), authorization);
-        engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
         window = std::make_unique<QmlWindow>(
             QmlWindow::Options{QUrl(u"qrc:/Tidewatch/Settings.qml"_s),
                                u"Tidewatch Settings"_s,
                                QSize(480, 540),
                                {{u"settings"_s, QVariant::fromValue<QObject *>(controller.get())}}},
-            [this] { return engine.get(); });
+            engineGetter());
         welcome = std::make_unique<QmlWindow>(
             QmlWindow::Options{QUrl(u"qrc:/Tidewatch/Onboarding.qml"_s),
                                u"Welcome to Tidewatch"_s,
                                QSize(520, 560),
                                {{u"onboarding"_s, QVariant::fromValue<QObject *>(onboarding.get())}}},
-            [this] { return engine.get(); });
+            engineGetter());
         QObject::connect(welcome.get(), &QmlWindow::shown, onboarding.get(), &OnboardingController::opened);
         QObject::connect(welcome.get(), &QmlWindow::hidden, onboarding.get(), &OnboardingController::closed);
     }
-    ~Rig()
+    ~Rig() override
     {
         window.reset();
         welcome.reset();
@@ -139,19 +90,17 @@ struct Rig
             return nullptr;
         return window->view()->rootObject();
     }
+    QQuickItem *showWelcome()
+    {
+        welcome->show();
+        if (!QTest::qWaitForWindowExposed(welcome->view()))
+            return nullptr;
+        return welcome->view()->rootObject();
+    }
     QQuickItem *root() { return window->view()->rootObject(); }
-    QString text(const QString &name)
-    {
-        QQuickItem *item = find(root(), name);
-        return item ? item->property("text").toString() : u"<missing %1>"_s.arg(name);
-    }
-    void click(QQuickItem *item)
-    {
-        QVERIFY(item);
-        const QPoint centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-        QTest::mouseClick(item->window(), Qt::LeftButton, {}, centre);
-    }
-    void click(const QString &name) { click(find(root(), name)); }
+    QString text(const QString &name) { return textOf(root(), name); }
+    void click(QQuickItem *item) { clickItem(item); }
+    void click(const QString &name) { clickItem(findShown(root(), name)); }
     // Drags a grip from its centre to the middle of the `target` row's own grip, plus `below` points.
     void drag(QQuickItem *grip, QQuickItem *target, int below)
     {
@@ -167,7 +116,7 @@ struct Rig
     QStringList names(const QString &itemName)
     {
         QStringList list;
-        for (QQuickItem *item : findAll(root(), itemName))
+        for (QQuickItem *item : findVisible(root(), itemName))
             list.append(item->property("text").toString());
         return list;
     }
@@ -202,7 +151,7 @@ private Q_SLOTS:
     {
         Rig rig({port(u"Alpha"_s), port(u"Beta"_s), port(u"Gamma"_s)});
         QVERIFY(rig.show());
-        const QList<QQuickItem *> grips = findAll(rig.root(), u"settings.source.handle"_s);
+        const QList<QQuickItem *> grips = findVisible(rig.root(), u"settings.source.handle"_s);
         QCOMPARE(grips.size(), 3);
         rig.drag(grips[TW_DATA(int, from)], grips[TW_DATA(int, onto)], TW_DATA(int, below));
         QTRY_COMPARE(rig.names(u"settings.source.name"_s), TW_DATA(QStringList, order));
@@ -223,16 +172,16 @@ private Q_SLOTS:
         QTRY_COMPARE(rig.names(u"settings.widget.name"_s), (QStringList{u"db"_s, u"web"_s, u"mail"_s}));
 
         // Hide "web": still listed here with its show button, gone from the popover.
-        QQuickItem *eye = findAll(rig.root(), u"settings.widget.visibility"_s)[1];
+        QQuickItem *eye = findVisible(rig.root(), u"settings.widget.visibility"_s)[1];
         QCOMPARE(eye->property("tip").toString(), u"Hide web"_s);
         QMetaObject::invokeMethod(eye, "clicked");
-        QTRY_COMPARE(findAll(rig.root(), u"settings.widget.visibility"_s)[1]->property("tip").toString(),
+        QTRY_COMPARE(findVisible(rig.root(), u"settings.widget.visibility"_s)[1]->property("tip").toString(),
                      u"Show web"_s);
         QCOMPARE(rig.names(u"settings.widget.name"_s).size(), 3);
         QTRY_COMPARE(rig.popoverRows->data(rig.popoverRows->index(0), PopoverModel::ChildrenRole).toList().size(), 2);
 
         // Drag "mail" above "db", across the hidden one.
-        const QList<QQuickItem *> grips = findAll(rig.root(), u"settings.widget.handle"_s);
+        const QList<QQuickItem *> grips = findVisible(rig.root(), u"settings.widget.handle"_s);
         rig.drag(grips[2], grips[0], -8);
         QTRY_COMPARE(rig.names(u"settings.widget.name"_s), (QStringList{u"mail"_s, u"db"_s, u"web"_s}));
         const QVariantList children =
@@ -247,10 +196,10 @@ private Q_SLOTS:
         const TCPPortConfig loud = port(u"Loud"_s);
         Rig rig({muted, loud});
         QVERIFY(rig.show());
-        QList<QQuickItem *> bells = findAll(rig.root(), u"settings.source.alerts"_s);
+        QList<QQuickItem *> bells = findVisible(rig.root(), u"settings.source.alerts"_s);
         rig.click(bells[0]);
         QTRY_VERIFY(!rig.state->sources()[0].common().alertsEnabled);
-        QTRY_COMPARE(findAll(rig.root(), u"settings.source.alerts"_s)[0]->property("symbol").toString(),
+        QTRY_COMPARE(findVisible(rig.root(), u"settings.source.alerts"_s)[0]->property("symbol").toString(),
                      u"bell.slash"_s);
         QCOMPARE(SourcesStore::load(rig.dir.path())[0].common().alertsEnabled, false);
 
@@ -259,7 +208,7 @@ private Q_SLOTS:
         rig.state->startSync();
         QTRY_VERIFY(rig.state->errors().size() == 2);
         QTRY_VERIFY(!rig.posted.isEmpty());
-        for (const AlertEvent &event : rig.posted)
+        for (const auto &[event, sound] : std::as_const(rig.posted))
             QCOMPARE(event.sourceID, loud.id);
     }
 
@@ -267,12 +216,12 @@ private Q_SLOTS:
     {
         Rig rig({port(u"Only"_s)});
         QVERIFY(rig.show());
-        QVERIFY(!find(rig.root(), u"settings.sources.empty"_s));
-        QVERIFY(!find(rig.root(), u"settings.sources.addFirst"_s));
+        QVERIFY(!findShown(rig.root(), u"settings.sources.empty"_s));
+        QVERIFY(!findShown(rig.root(), u"settings.sources.addFirst"_s));
         rig.click(u"settings.source.delete"_s);
-        QTRY_VERIFY(find(rig.root(), u"settings.sources.empty"_s));
+        QTRY_VERIFY(findShown(rig.root(), u"settings.sources.empty"_s));
         QVERIFY(rig.state->sources().isEmpty());
-        QVERIFY(!find(rig.root(), u"settings.sources.add"_s));
+        QVERIFY(!findShown(rig.root(), u"settings.sources.add"_s));
         QVERIFY(SourcesStore::load(rig.dir.path()).isEmpty());
     }
 
@@ -281,11 +230,11 @@ private Q_SLOTS:
     {
         Rig rig({port(u"Only"_s)});
         QVERIFY(rig.show());
-        QVERIFY(!find(rig.root(), u"settings.storageProblem"_s)); // finds only what is visible
+        QVERIFY(!findShown(rig.root(), u"settings.storageProblem"_s)); // finds only what is visible
         {
             WriteBlocker blocker(WriteBlocker::Kind::ReadOnlyFolder, rig.dir.path());
             rig.click(u"settings.source.delete"_s);
-            QTRY_VERIFY(find(rig.root(), u"settings.storageProblem"_s));
+            QTRY_VERIFY(findShown(rig.root(), u"settings.storageProblem"_s));
             QVERIFY2(rig.text(u"settings.storageProblemText"_s)
                          .startsWith(u"Could not save sources.json: Permission denied. Your changes are kept"_s),
                      qPrintable(rig.text(u"settings.storageProblemText"_s)));
@@ -296,7 +245,7 @@ private Q_SLOTS:
         QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 1);
         QCOMPARE(SourcesStore::load(rig.dir.path()).first().common().displayName, u"Only"_s);
         rig.state->addSource(port(u"Router"_s));
-        QTRY_VERIFY(!find(rig.root(), u"settings.storageProblem"_s));
+        QTRY_VERIFY(!findShown(rig.root(), u"settings.storageProblem"_s));
         QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 1);
         QCOMPARE(SourcesStore::load(rig.dir.path()).first().common().displayName, u"Router"_s);
     }
@@ -307,11 +256,7 @@ private Q_SLOTS:
         KumaConfig kuma(QUuid::createUuid(), u"Rack Kuma"_s, u"https://kuma.lan"_s);
         kuma.passwordRef = u"kuma-secret"_s;
         const QString file = rig.dir.filePath(u"two.json"_s);
-        {
-            QFile out(file);
-            QVERIFY(out.open(QIODevice::WriteOnly));
-            out.write(SourcesStore::encode({kuma, port(u"Router"_s)}));
-        }
+        put(file, SourcesStore::encode({kuma, port(u"Router"_s)}));
         QVERIFY(rig.show());
         rig.click(u"settings.tab.General"_s);
         rig.controller->importFrom(QUrl::fromLocalFile(file));
@@ -326,40 +271,38 @@ private Q_SLOTS:
                  "again: Rack Kuma."_s);
         QCOMPARE(rig.state->sources().size(), 2);
         rig.click(u"alert.cancel"_s);
-        QTRY_VERIFY(!find(rig.root(), u"alert.title"_s));
+        QTRY_VERIFY(!findShown(rig.root(), u"alert.title"_s));
     }
 
     void closingOnboardingOnItsFirstStepCompletesIt()
     {
-        Rig rig({});
+        Rig rig;
         QVERIFY(!rig.preferences->onboardingCompleted());
-        rig.welcome->show();
-        QVERIFY(QTest::qWaitForWindowExposed(rig.welcome->view()));
-        QQuickItem *root = rig.welcome->view()->rootObject();
-        QCOMPARE(find(root, u"onboarding.title"_s)->property("text").toString(), u"Welcome to Tidewatch"_s);
-        QCOMPARE(find(root, u"onboarding.back"_s)->property("text").toString(), u"Skip"_s);
+        QQuickItem *root = rig.showWelcome();
+        QVERIFY(root);
+        QCOMPARE(findShown(root, u"onboarding.title"_s)->property("text").toString(), u"Welcome to Tidewatch"_s);
+        QCOMPARE(findShown(root, u"onboarding.back"_s)->property("text").toString(), u"Skip"_s);
         rig.welcome->view()->close(); // the title bar's button
         QTRY_VERIFY(rig.preferences->onboardingCompleted());
     }
 
     void onboardingStepsAndSourceCount()
     {
-        Rig rig({});
-        rig.welcome->show();
-        QVERIFY(QTest::qWaitForWindowExposed(rig.welcome->view()));
-        QQuickItem *root = rig.welcome->view()->rootObject();
-        rig.click(find(root, u"onboarding.next"_s));
-        QTRY_COMPARE(find(root, u"onboarding.title"_s)->property("text").toString(), u"Add your first source"_s);
-        QVERIFY(!find(root, u"onboarding.added"_s));
+        Rig rig;
+        QQuickItem *root = rig.showWelcome();
+        QVERIFY(root);
+        rig.click(findShown(root, u"onboarding.next"_s));
+        QTRY_COMPARE(findShown(root, u"onboarding.title"_s)->property("text").toString(), u"Add your first source"_s);
+        QVERIFY(!findShown(root, u"onboarding.added"_s));
         rig.state->addSource(port(u"One"_s));
-        QTRY_COMPARE(find(root, u"onboarding.added"_s)->property("text").toString(), u"1 source added"_s);
+        QTRY_COMPARE(findShown(root, u"onboarding.added"_s)->property("text").toString(), u"1 source added"_s);
         rig.state->addSource(port(u"Two"_s));
-        QTRY_COMPARE(find(root, u"onboarding.added"_s)->property("text").toString(), u"2 sources added"_s);
-        rig.click(find(root, u"onboarding.next"_s));
-        QTRY_VERIFY(find(root, u"onboarding.notificationsOn"_s));
-        QCOMPARE(find(root, u"onboarding.next"_s)->property("text").toString(), u"Done"_s);
+        QTRY_COMPARE(findShown(root, u"onboarding.added"_s)->property("text").toString(), u"2 sources added"_s);
+        rig.click(findShown(root, u"onboarding.next"_s));
+        QTRY_VERIFY(findShown(root, u"onboarding.notificationsOn"_s));
+        QCOMPARE(findShown(root, u"onboarding.next"_s)->property("text").toString(), u"Done"_s);
         QVERIFY(!rig.preferences->onboardingCompleted());
-        rig.click(find(root, u"onboarding.next"_s));
+        rig.click(findShown(root, u"onboarding.next"_s));
         QTRY_VERIFY(!rig.welcome->isVisible());
         QVERIFY(rig.preferences->onboardingCompleted());
     }
@@ -386,19 +329,16 @@ private Q_SLOTS:
                 rig.click(u"settings.tab.General"_s);
             view = rig.window->view();
         } else {
-            rig.welcome->show();
+            QQuickItem *root = rig.showWelcome();
+            QVERIFY(root);
             view = rig.welcome->view();
-            QVERIFY(QTest::qWaitForWindowExposed(view));
             for (int step = 1; step < stop.right(1).toInt(); ++step)
-                rig.click(find(view->contentItem(), u"onboarding.next"_s));
+                rig.click(findShown(root, u"onboarding.next"_s));
             QTRY_COMPARE(rig.onboarding->step(), stop.right(1).toInt() - 1);
         }
         QTest::qWait(200);
         const QImage image = view->grabWindow();
-        QVERIFY(!image.isNull());
-        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-        QDir().mkpath(out);
-        QVERIFY(image.save(QDir(out).filePath(stop + u".png"_s)));
+        saveScreenshot(image, stop + u".png"_s);
         int windowColour = 0;
         int other = 0;
         const QColor window = rig.theme->window();
@@ -415,7 +355,7 @@ private Q_SLOTS:
 
     void launchAtLoginSwitchWritesAndRemovesTheEntry()
     {
-        Rig rig({});
+        Rig rig;
         QVERIFY(rig.show());
         rig.click(u"settings.tab.General"_s);
         const QString entry = rig.dir.filePath(u"autostart/tidewatch.desktop"_s);
@@ -431,17 +371,17 @@ private Q_SLOTS:
     // error that says what to type. The shapes switch is the tray's.
     void quietHoursAndShapesAreSetInGeneral()
     {
-        Rig rig({});
+        Rig rig;
         QVERIFY(rig.show());
         rig.click(u"settings.tab.General"_s);
-        QTRY_VERIFY(find(rig.root(), u"general.quietHours.switch"_s));
-        QVERIFY(!find(rig.root(), u"general.quietHoursWindow"_s)); // only visible items are found
+        QTRY_VERIFY(findShown(rig.root(), u"general.quietHours.switch"_s));
+        QVERIFY(!findShown(rig.root(), u"general.quietHoursWindow"_s)); // only visible items are found
         rig.click(u"general.quietHours.switch"_s);
-        QTRY_VERIFY(find(rig.root(), u"general.quietHoursWindow"_s));
+        QTRY_VERIFY(findShown(rig.root(), u"general.quietHoursWindow"_s));
         QVERIFY(rig.preferences->quietHoursEnabled());
 
         const auto type = [&](const QString &field, const QString &text) {
-            QQuickItem *input = find(rig.root(), field);
+            QQuickItem *input = findShown(rig.root(), field);
             QVERIFY(input);
             input->forceActiveFocus();
             input->setProperty("text", QString());
@@ -450,19 +390,18 @@ private Q_SLOTS:
             QTest::keyClick(rig.window->view(), Qt::Key_Tab);
         };
         type(u"general.quietHoursStart"_s, u"25:00"_s);
-        QTRY_VERIFY(find(rig.root(), u"general.quietHoursError"_s));
+        QTRY_VERIFY(findShown(rig.root(), u"general.quietHoursError"_s));
         QCOMPARE(QuietHours::load(*rig.settings).start, QTime(2, 0));
         type(u"general.quietHoursStart"_s, u"1:30"_s);
-        QTRY_VERIFY(!find(rig.root(), u"general.quietHoursError"_s));
+        QTRY_VERIFY(!findShown(rig.root(), u"general.quietHoursError"_s));
         type(u"general.quietHoursEnd"_s, u"06:15"_s);
         QTRY_COMPARE(QuietHours::load(*rig.settings), (QuietHours{true, QTime(1, 30), QTime(6, 15)}));
         QTRY_COMPARE(rig.text(u"general.quietHoursStart"_s), u"01:30"_s);
         QTest::qWait(100);
-        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-        QVERIFY(rig.window->view()->grabWindow().save(QDir(out).filePath(u"settings-quiet-hours.png"_s)));
+        saveScreenshot(rig.window->view()->grabWindow(), u"settings-quiet-hours.png"_s);
 
         QVERIFY(!rig.preferences->statusShapes());
-        QQuickItem *shapes = find(rig.root(), u"general.statusShapes.switch"_s);
+        QQuickItem *shapes = findShown(rig.root(), u"general.statusShapes.switch"_s);
         QVERIFY(shapes);
         shapes->forceActiveFocus();
         QTest::keyClick(rig.window->view(), Qt::Key_Space);

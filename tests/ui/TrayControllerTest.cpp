@@ -1,14 +1,9 @@
 #include "app/TrayController.h"
 
-#include "kit/desktop/InMemoryCredentialStore.h"
-#include "kit/model/SourcesStore.h"
-#include "kit/monitor/AppState.h"
-#include "support/FakeProviders.h"
 #include "support/GuiTestMain.h"
-#include "support/ManualSleeper.h"
+#include "support/Hub.h"
 
 #include <QApplication>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tw;
@@ -37,21 +32,10 @@ class TrayControllerTest : public QObject
 private Q_SLOTS:
     void menuSnoozesEverythingAndOfflineIsGray()
     {
-        QTemporaryDir dir;
         const TCPPortConfig nas(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 22);
-        SourcesStore::save({nas}, dir.path());
-        FakeProviders providers;
-        providers.failWith(nas.id, u"refused"_s);
-        ManualSleeper sleeper;
-        AppState::Environment environment;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
-        environment.makeProvider = providers.maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = sleeper.function();
-        environment.testHost = true;
-        AppState state(environment);
+        Hub hub({nas});
+        hub.providers.failWith(nas.id, u"refused"_s);
+        AppState &state = *hub.state;
         TrayController tray(&state);
         state.startSync();
         QTRY_COMPARE(tray.shownStatus(), OverallStatus::Degraded);

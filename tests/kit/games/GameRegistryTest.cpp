@@ -34,21 +34,6 @@ private Q_SLOTS:
         QCOMPARE(gameEngineFromString(u"A2S"), std::nullopt);
     }
 
-    void rowsThatLookLikeMistakes()
-    {
-        const auto rust = GameRegistry::definition(u"rust"_s);
-        QVERIFY(rust && rust->playerCountInKeywords);
-        int keywordRows = 0;
-        for (const GameDefinition &game : GameRegistry::all())
-            keywordRows += game.playerCountInKeywords;
-        QCOMPARE(keywordRows, 1);
-        QCOMPARE(GameRegistry::definition(u"v-rising"_s)->queryPortOffsets, (QList<qint64>{1, 15}));
-        QCOMPARE(GameRegistry::definition(u"avorion"_s)->queryPortOffsets, QList<qint64>{20});
-        QCOMPARE(GameRegistry::definition(u"enshrouded"_s)->fixedQueryPort, 15637);
-        QCOMPARE(GameRegistry::definition(u"palworld"_s)->setupNote,
-                 u"Set RESTAPIEnabled=True in PalWorldSettings.ini. The password is the server admin password."_s);
-    }
-
     void lookupIsExact_data()
     {
         QTest::addColumn<QString>("id");

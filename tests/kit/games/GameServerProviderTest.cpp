@@ -136,9 +136,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("result"); // "ok:<port>" or the failure
         const std::optional<FailureKind> ok;
         const FailureKind silent = FailureKind::TimedOut;
-        QTest::newRow("one port, tried twice")
-            << Ports{2457} << Answers{silent, silent} << Ports{2457, 2457} << u"no query port answered (tried :2457)"_s;
-        QTest::newRow("cached stale") << Ports{2460, 2457} << Answers{silent, ok} << Ports{2460, 2457} << u"ok:2457"_s;
         QTest::newRow("all silent") << Ports{2460, 2457} << Answers{FailureKind::ConnectionRefused, silent, silent}
                                     << Ports{2460, 2457, 2460} << u"no query port answered (tried :2460, :2457)"_s;
         QTest::newRow("host not found stops at once")

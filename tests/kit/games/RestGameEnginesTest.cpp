@@ -155,8 +155,6 @@ private Q_SLOTS:
                                                                          {"/v1/api/players", 401, {}},
                                                                          {"/v1/api/metrics", 200, palMetrics}}
                                                                << u"fails: HTTP 401 — check the password"_s;
-        QTest::newRow("Palworld: a 403 as well")
-            << u"palworld"_s << Routes{{"/v1/api/info", 403, {}}} << u"fails: HTTP 403 — check the password"_s;
         QTest::newRow("Palworld: one endpoint failing leaves the rest") << u"palworld"_s
                                                                         << Routes{{"/v1/api/info", 500, {}},
                                                                                   {"/v1/api/players", 200, palPlayers},
@@ -190,8 +188,6 @@ private Q_SLOTS:
                                 << u"online 2/8 [ann,bob] Terra"_s;
         QTest::newRow("TShock: 403") << u"tshock"_s << Routes{{tshockPath, 403, {}}}
                                      << u"fails: HTTP 403 — the REST interface needs a token"_s;
-        QTest::newRow("TShock: 401 too") << u"tshock"_s << Routes{{tshockPath, 401, {}}}
-                                         << u"fails: HTTP 401 — the REST interface needs a token"_s;
         // TShock 4 answers HTTP 200 and puts its status and error in the body.
         QTest::newRow("TShock 4: a token refused in a 200")
             << u"tshock"_s

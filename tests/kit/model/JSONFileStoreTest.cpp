@@ -1,6 +1,7 @@
 #include "kit/model/JSONFileStore.h"
 
 #include "kit/model/JsonRead.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +10,7 @@
 #include <QTest>
 
 using namespace tw;
+using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 class JSONFileStoreTest : public QObject
@@ -20,17 +22,6 @@ class JSONFileStoreTest : public QObject
     QString corruptPath() const { return m_dir.filePath(u"sources.json.corrupt"_s); }
 
     static QJsonDocument decode(const QByteArray &bytes) { return JsonRead::document(bytes); }
-    static void put(const QString &file, const QByteArray &bytes)
-    {
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        QCOMPARE(f.write(bytes), bytes.size());
-    }
-    static QByteArray contents(const QString &file)
-    {
-        QFile f(file);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
     // A valid JSON document of exactly `size` bytes: a string padded with spaces.
     static QByteArray documentOfSize(qint64 size) { return "[\"x\"]" + QByteArray(size - 5, ' '); }
 

@@ -1,15 +1,13 @@
 #include "kit/monitor/AppState.h"
 
 #include "kit/desktop/AlertCenter.h"
-#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/HistoryStore.h"
-#include "support/FakeProviders.h"
 #include "support/Files.h"
-#include "support/ManualSleeper.h"
+#include "support/Hub.h"
 #include "support/TestData.h"
 #include "support/WriteBlocker.h"
 
@@ -48,69 +46,6 @@ WidgetData check(ServiceStatus status)
     return CheckResult{u"c"_s, u"c"_s, status, {}, {}};
 }
 
-// One hub over a temporary folder, fake providers and a hand-cranked clock for the poll loops.
-struct Rig
-{
-    QTemporaryDir dir;
-    FakeProviders providers;
-    ManualSleeper sleeper;
-    ManualSleeper historySleeper;
-    std::shared_ptr<InMemoryCredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
-    std::shared_ptr<PreferenceStore> defaults;
-    QList<std::pair<AlertEvent, bool>> posted;
-    // The hub's clock: real time until a test sets it.
-    std::optional<QDateTime> clock;
-    std::unique_ptr<AppState> state;
-
-    bool followFile = false;
-
-    explicit Rig(QList<AnySourceConfig> sources = {}, bool testHost = true, bool follow = false)
-        : defaults(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
-        , followFile(follow)
-    {
-        SourcesStore::save(sources, dir.path());
-        start(testHost);
-    }
-
-    // A second run of the program over the same folder and preferences.
-    void restart(bool testHost)
-    {
-        state.reset();
-        start(testHost);
-    }
-
-    void start(bool testHost)
-    {
-        AppState::Environment environment;
-        environment.credentials = credentials;
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = defaults;
-        environment.makeProvider = providers.maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = historySleeper.function();
-        environment.postAlert = [this](const AlertEvent &event, bool sound) {
-            posted.append({event, sound});
-        };
-        environment.testHost = testHost;
-        environment.followSourcesFile = followFile;
-        environment.now = [this] {
-            return clock.value_or(QDateTime::currentDateTimeUtc());
-        };
-        environment.wakeGraceMs = 60'000;
-        state = std::make_unique<AppState>(std::move(environment));
-    }
-
-    QStringList postedTitles() const
-    {
-        QStringList titles;
-        for (const auto &[event, sound] : posted)
-            titles << event.title;
-        return titles;
-    }
-
-    bool hasSecret(const QString &name) { return QCoro::waitFor(credentials->read(name)).has_value(); }
-};
-
 } // namespace
 
 class AppStateTest : public QObject
@@ -121,7 +56,7 @@ private Q_SLOTS:
     void effectsOfOnePollComeInOrder()
     {
         const TCPPortConfig source = tcp(u"ssh"_s);
-        Rig rig({source});
+        Hub rig({source});
         // When the alert sink runs, latency and history already hold the poll, the view not yet.
         QList<QString> seen;
         rig.state->setAlertEventsSink([&](const QList<AlertEvent> &) {
@@ -156,9 +91,9 @@ private Q_SLOTS:
         QFETCH(bool, alertsEnabled);
         TCPPortConfig source = tcp(u"ssh"_s);
         source.alertsEnabled = alertsEnabled;
-        Rig rig({source}, false);
+        Hub rig({source}, {.testHost = false});
         if (!preference.isEmpty())
-            rig.defaults->setValue(preference, value);
+            rig.settings->setValue(preference, value);
         QList<AlertEvent> heard;
         rig.state->setAlertEventsSink([&](const QList<AlertEvent> &events) { heard += events; });
 
@@ -178,7 +113,7 @@ private Q_SLOTS:
     {
         const TCPPortConfig kept = tcp(u"kept"_s);
         TCPPortConfig edited = tcp(u"edited"_s);
-        Rig rig({kept, edited});
+        Hub rig({kept, edited});
         rig.state->startSync();
         QTRY_COMPARE(rig.state->snapshots().size(), 2);
         edited.displayName = u"renamed"_s;
@@ -192,7 +127,7 @@ private Q_SLOTS:
     {
         const TCPPortConfig a = tcp(u"a"_s);
         const TCPPortConfig b = tcp(u"b"_s);
-        Rig rig({a, b});
+        Hub rig({a, b});
         rig.state->startSync();
         QTRY_COMPARE(rig.state->snapshots().size(), 2);
         rig.state->togglePaused();
@@ -210,7 +145,7 @@ private Q_SLOTS:
     void refreshWhilePausedDoesNothing()
     {
         const TCPPortConfig a = tcp(u"a"_s);
-        Rig rig({a});
+        Hub rig({a});
         rig.state->startSync();
         QTRY_COMPARE(rig.providers.fetchCount(a.id), 1);
         rig.state->togglePaused();
@@ -262,7 +197,7 @@ private Q_SLOTS:
     {
         GameServerConfig server = game(u"palworld"_s, u"gameServer-old"_s);
         const GameServerConfig other = game(u"other"_s, u"gameServer-other"_s);
-        Rig rig({server, other});
+        Hub rig({server, other});
         QCoro::waitFor(rig.credentials->write(u"gameServer-old"_s, u"s1"_s));
         QCoro::waitFor(rig.credentials->write(u"gameServer-new"_s, u"s2"_s));
         QCoro::waitFor(rig.credentials->write(u"gameServer-other"_s, u"s3"_s));
@@ -277,26 +212,50 @@ private Q_SLOTS:
         QVERIFY(rig.hasSecret(u"gameServer-other"_s));
     }
 
-    // A change whose save fails must not take the secrets of the sources still in sources.json:
-    // they are deleted only by the next save that succeeds, which the next change makes.
-    void failedPreferencesSaveIsShownAndRetried()
+    // A write that fails is shown until a later write of the same file succeeds; what it held
+    // stays in memory meanwhile, and the later write saves it.
+    void failedWriteIsShownAndTriedAgain_data()
     {
+        QTest::addColumn<QString>("file");
+        QTest::newRow("preferences") << u"prefs.json"_s;
+        QTest::newRow("history, written again at quitting") << u"history.json"_s;
+    }
+    void failedWriteIsShownAndTriedAgain()
+    {
+        QFETCH(QString, file);
         const TCPPortConfig nas = tcp(u"NAS"_s);
-        Rig rig({nas});
+        Hub rig({nas});
+        const bool history = file == u"history.json"_s;
+        if (history)
+            rig.state->historyRecorder().record(
+                snapshotOf(nas.id, {check(ServiceStatus::Up)}),
+                [](const WidgetData &widget) { return widget.status(); },
+                [](const WidgetData &) { return std::optional<double>(3.0); });
+        const auto write = [&](qint64 snoozeSeconds) {
+            if (history)
+                rig.state->flushHistory();
+            else
+                rig.state->snoozeSource(nas.id, snoozeSeconds);
+        };
         QSignalSpy problem(rig.state.get(), &AppState::storageProblemChanged);
         {
             WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, rig.dir.path());
-            rig.state->snoozeSource(nas.id, 3600);
+            write(3600);
             QCOMPARE(problem.size(), 1);
-            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save prefs.json: "_s + blocker.reason()),
+            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save %1: %2"_s.arg(file, blocker.reason())),
                      qPrintable(rig.state->storageProblem()));
-            QCOMPARE(rig.state->snoozes().size(), 1);
+            QCOMPARE(rig.state->snoozes().size(), history ? 0 : 1);
         }
-        rig.state->snoozeSource(nas.id, 7200);
+        write(7200);
         QCOMPARE(rig.state->storageProblem(), QString());
-        QCOMPARE(Snooze::load(PreferenceStore(rig.dir.filePath(u"prefs.json"_s))), rig.state->snoozes());
+        if (history)
+            QCOMPARE(HistoryStore::load(rig.dir.path()).samples.size(), 1);
+        else
+            QCOMPARE(Snooze::load(PreferenceStore(rig.dir.filePath(file))), rig.state->snoozes());
     }
 
+    // A change whose save fails must not take the secrets of the sources still in sources.json:
+    // they are deleted only by the next save that succeeds, which the next change makes.
     void failedSaveKeepsEverySecret_data()
     {
         QTest::addColumn<QString>("change");
@@ -320,7 +279,7 @@ private Q_SLOTS:
         QFETCH(QStringList, deletedAfterRetry);
         GameServerConfig server = game(u"palworld"_s, u"gameServer-old"_s);
         const GameServerConfig other = game(u"other"_s, u"gameServer-other"_s);
-        Rig rig({server, other});
+        Hub rig({server, other});
         const QStringList names{u"gameServer-old"_s, u"gameServer-new"_s, u"gameServer-other"_s};
         for (const QString &name : names)
             QCoro::waitFor(rig.credentials->write(name, u"secret"_s));
@@ -363,30 +322,10 @@ private Q_SLOTS:
         }
     }
 
-    void failedHistoryWriteIsShownAndTriedAgain()
-    {
-        const TCPPortConfig source = tcp(u"t"_s);
-        Rig rig({source});
-        rig.state->historyRecorder().record(
-            snapshotOf(source.id, {check(ServiceStatus::Up)}),
-            [](const WidgetData &widget) { return widget.status(); },
-            [](const WidgetData &) { return std::optional<double>(3.0); });
-        {
-            WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, rig.dir.path());
-            rig.state->flushHistory();
-            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save history.json: File too large"_s),
-                     qPrintable(rig.state->storageProblem()));
-        }
-        // The samples stayed unwritten: the flush at quitting writes them.
-        rig.state->flushHistory();
-        QCOMPARE(rig.state->storageProblem(), QString());
-        QCOMPARE(HistoryStore::load(rig.dir.path()).samples.size(), 1);
-    }
-
     void latencyHistoryKeepsThirtyAndFollowsRemoval()
     {
         const TCPPortConfig a = tcp(u"a"_s);
-        Rig rig({a});
+        Hub rig({a});
         rig.state->startSync();
         const QString key = FakeProviders::widgetFor(a, 1).widgetKey(a.id);
         QVERIFY(rig.sleeper.runUntilDelays(32));
@@ -400,29 +339,16 @@ private Q_SLOTS:
     void latencyHistoryIsSeededFromTheFileForKnownSources()
     {
         const TCPPortConfig a = tcp(u"a"_s);
-        QString key;
-        QTemporaryDir shared;
-        {
-            Rig rig({a});
-            key = FakeProviders::widgetFor(a, 1).widgetKey(a.id);
-            rig.state->startSync();
-            QVERIFY(rig.sleeper.runUntilDelays(3));
-            QTRY_COMPARE(rig.state->latencyHistory().value(key).size(), 3);
-            rig.state->flushHistory();
-            QVERIFY(QFile::copy(rig.dir.filePath(u"history.json"_s), shared.filePath(u"history.json"_s)));
-        }
-        SourcesStore::save({a}, shared.path());
-        AppState::Environment environment;
-        FakeProviders providers;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
-        environment.sourcesDirectory = shared.path();
-        environment.defaults = std::make_shared<PreferenceStore>(shared.filePath(u"p.json"_s));
-        environment.makeProvider = providers.maker();
-        environment.testHost = true;
-        AppState reopened(environment);
-        QCOMPARE(reopened.latencyHistory().value(key), (QList<double>{1, 2, 3}));
-        reopened.replaceSources({tcp(u"new"_s)});
-        QVERIFY(reopened.latencyHistory().isEmpty());
+        Hub rig({a});
+        const QString key = FakeProviders::widgetFor(a, 1).widgetKey(a.id);
+        rig.state->startSync();
+        QVERIFY(rig.sleeper.runUntilDelays(3));
+        QTRY_COMPARE(rig.state->latencyHistory().value(key).size(), 3);
+        rig.state->flushHistory();
+        rig.restart();
+        QCOMPARE(rig.state->latencyHistory().value(key), (QList<double>{1, 2, 3}));
+        rig.state->replaceSources({tcp(u"new"_s)});
+        QVERIFY(rig.state->latencyHistory().isEmpty());
     }
 
     // Offline: a failing source is not an alert, the estate reads unknown, and the network's return
@@ -430,7 +356,7 @@ private Q_SLOTS:
     void offlineFailuresWaitForTheNetwork()
     {
         const TCPPortConfig nas = tcp(u"NAS"_s), plex = tcp(u"Plex"_s);
-        Rig rig({nas, plex}, false);
+        Hub rig({nas, plex}, {.testHost = false});
         rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
         QTRY_COMPARE(rig.state->snapshots().size(), 2);
         QSignalSpy hush(rig.state.get(), &AppState::hushChanged);
@@ -480,7 +406,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, edit);
         const TCPPortConfig nas = tcp(u"NAS"_s), plex = tcp(u"Plex"_s), pi = tcp(u"Pi"_s);
-        Rig rig({nas, plex}, true, true);
+        Hub rig({nas, plex}, {.followSourcesFile = true});
         rig.state->startSync();
         QTRY_COMPARE(rig.state->snapshots().size(), 2);
         QSignalSpy changed(rig.state.get(), &AppState::sourcesChanged);
@@ -506,10 +432,7 @@ private Q_SLOTS:
         } else if (edit == u"rename"_s) {
             SourcesStore::save({quieter, renamed}, rig.dir.path());
         } else {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            file.write(edit == u"corrupt"_s ? QByteArray("[{\"tcpPort\": ")
-                                            : SourcesStore::encode({quieter, plex, pi}));
+            put(path, edit == u"corrupt"_s ? QByteArray("[{\"tcpPort\": ") : SourcesStore::encode({quieter, plex, pi}));
         }
         if (edit == u"corrupt"_s)
             QTRY_VERIFY(QFile::exists(SourcesStore::corruptPath(rig.dir.path())));
@@ -550,7 +473,7 @@ private Q_SLOTS:
         QFETCH(bool, remove);
         TCPPortConfig nas = tcp(u"NAS"_s);
         const TCPPortConfig plex = tcp(u"Plex"_s);
-        Rig rig({nas, plex}, false);
+        Hub rig({nas, plex}, {.testHost = false});
         rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
         QTRY_COMPARE(rig.state->snapshots().size(), 2);
         rig.state->setNetworkOnline(false);
@@ -589,7 +512,7 @@ private Q_SLOTS:
     void failuresAroundSleepAreForgottenIfTheyEndInTime()
     {
         const TCPPortConfig nas = tcp(u"NAS"_s);
-        Rig rig({nas}, false);
+        Hub rig({nas}, {.testHost = false});
         rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
         QTRY_COMPARE(rig.state->snapshots().size(), 1);
         rig.state->setAsleep(true);
@@ -611,10 +534,10 @@ private Q_SLOTS:
     void snoozeSurvivesARestartAndEndsOnTime()
     {
         const TCPPortConfig nas = tcp(u"NAS"_s);
-        Rig rig({nas}, false);
+        Hub rig({nas}, {.testHost = false});
         rig.clock = QDateTime(QDate(2026, 11, 23), QTime(10, 0), Qt::UTC);
         rig.state->snoozeSource(nas.id, 3600);
-        rig.restart(false);
+        rig.restart();
         QCOMPARE(rig.state->snoozeOf(nas.id), (Snooze{nas.id, rig.clock->addSecs(3600)}));
 
         rig.providers.failWith(nas.id, u"refused"_s);
@@ -628,7 +551,7 @@ private Q_SLOTS:
         rig.state->reviewAlerts();
         QCOMPARE(snoozes.size(), 1);
         QVERIFY(!rig.state->snoozeOf(nas.id));
-        QVERIFY(Snooze::load(*rig.defaults).isEmpty());
+        QVERIFY(Snooze::load(*rig.settings).isEmpty());
         // The outage went untold; the next one is told.
         rig.providers.succeed(nas.id);
         rig.state->refreshAll();
@@ -641,26 +564,26 @@ private Q_SLOTS:
     void snoozeUntilRecoveryEndsWithTheFirstGoodPoll()
     {
         const TCPPortConfig nas = tcp(u"NAS"_s);
-        Rig rig({nas}, false);
+        Hub rig({nas}, {.testHost = false});
         rig.providers.failWith(nas.id, u"refused"_s);
         QTRY_COMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s});
         rig.state->snoozeSource(nas.id, std::nullopt);
-        rig.restart(false); // the outage's record is gone with the old run; the snooze is not
+        rig.restart(); // the outage's record is gone with the old run; the snooze is not
         QTRY_VERIFY(rig.state->errors().contains(nas.id));
         QCOMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s});
         rig.providers.succeed(nas.id);
         rig.state->refreshAll();
         QTRY_VERIFY(!rig.state->snoozeOf(nas.id));
-        QVERIFY(Snooze::load(*rig.defaults).isEmpty());
+        QVERIFY(Snooze::load(*rig.settings).isEmpty());
     }
 
     void quietHoursPostOneSummaryAtTheirEnd()
     {
         const TCPPortConfig nas = tcp(u"NAS"_s), plex = tcp(u"Plex"_s);
-        Rig rig({nas, plex}, false);
+        Hub rig({nas, plex}, {.testHost = false});
         const QDateTime local(QDate(2026, 11, 23), QTime(2, 30), Qt::LocalTime);
         rig.clock = local.toUTC();
-        QuietHours{true, QTime(2, 0), QTime(4, 0)}.save(*rig.defaults);
+        QuietHours{true, QTime(2, 0), QTime(4, 0)}.save(*rig.settings);
         QTRY_COMPARE(rig.state->snapshots().size(), 2);
         rig.providers.failWith(nas.id, u"refused"_s);
         rig.providers.failWith(plex.id, u"refused"_s);

@@ -2,6 +2,7 @@
 
 #include "kit/model/JsonRead.h"
 #include "kit/monitor/HistoryStore.h"
+#include "support/Files.h"
 #include "support/ManualSleeper.h"
 
 #include <QFile>
@@ -130,10 +131,7 @@ private Q_SLOTS:
         QCOMPARE(HistoryStore::decode(HistoryStore::encode(odd)), odd);
         QCOMPARE(HistoryStore::referenceSeconds(QDateTime(QDate(2001, 1, 1), QTime(0, 1), Qt::UTC)), 60.0);
 
-        QFile file(HistoryStore::historyPath(dir.path()));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(R"({"samples":{"k":[{"time":"yesterday","status":"up"}]}})");
-        file.close();
+        put(HistoryStore::historyPath(dir.path()), R"({"samples":{"k":[{"time":"yesterday","status":"up"}]}})");
         QCOMPARE(HistoryStore::load(dir.path()), PollHistory{});
         QVERIFY(QFile::exists(HistoryStore::corruptPath(dir.path())));
         QVERIFY(!QFile::exists(HistoryStore::historyPath(dir.path())));
