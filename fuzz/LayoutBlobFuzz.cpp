@@ -1,6 +1,6 @@
 // Feeds arbitrary bytes to the stored widget layout: a blob that does not read must give nothing,
 // never a crash, and one that reads must come back the same after a write.
-#include "kit/model/WidgetLayout.h"
+#include "app/WidgetLayout.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,6 +1,8 @@
 #include "PopoverModel.h"
 
+#include "app/Preferences.h"
 #include "app/RowText.h"
+#include "app/Sparklines.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/Overloaded.h"
 #include "kit/monitor/AppState.h"
@@ -91,16 +93,16 @@ void describeWidget(QVariantMap &map,
 
 } // namespace
 
-PopoverModel::PopoverModel(AppState *state, QObject *parent)
+PopoverModel::PopoverModel(AppState *state, Preferences *preferences, QObject *parent)
     : QAbstractListModel(parent)
     , m_state(state)
+    , m_preferences(preferences)
+    , m_sparklines(new Sparklines(*state, this))
 {
-    for (auto signal : {&AppState::sourcesChanged,
-                        &AppState::snapshotsChanged,
-                        &AppState::errorsChanged,
-                        &AppState::latencyHistoryChanged,
-                        &AppState::widgetLayoutChanged})
+    for (auto signal : {&AppState::sourcesChanged, &AppState::snapshotsChanged, &AppState::errorsChanged})
         connect(m_state, signal, this, &PopoverModel::rebuild);
+    connect(m_sparklines, &Sparklines::changed, this, &PopoverModel::rebuild);
+    connect(m_preferences, &Preferences::widgetLayoutChanged, this, &PopoverModel::rebuild);
     rebuild();
 }
 
@@ -186,10 +188,10 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
 
 void PopoverModel::toggleCollapsed(const QString &sourceId)
 {
-    WidgetLayout layout = m_state->widgetLayout();
+    WidgetLayout layout = m_preferences->widgetLayout();
     if (!layout.collapsed.remove(sourceId))
         layout.collapsed.insert(sourceId);
-    m_state->setWidgetLayout(layout);
+    m_preferences->setWidgetLayout(layout);
 }
 
 void PopoverModel::setShown(bool shown)
@@ -207,10 +209,10 @@ void PopoverModel::rebuild()
     const PopoverRows::State state{m_state->sources(),
                                    m_state->snapshots(),
                                    m_state->errors(),
-                                   m_state->widgetLayout()};
+                                   m_preferences->widgetLayout()};
     const QList<Row> rows = PopoverRows::popoverRows(state);
     QList<RowGroup> groups = PopoverRows::groupRows(rows);
-    const auto &history = m_state->latencyHistory();
+    const auto &history = m_sparklines->values();
     QList<QVariantMap> described;
     QList<QVariantList> children;
     for (const RowGroup &group : groups) {

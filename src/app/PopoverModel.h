@@ -9,6 +9,8 @@
 namespace tw {
 
 class AppState;
+class Preferences;
+class Sparklines;
 
 // The popover's rows for QML: one entry per card (a standalone row, or a header with its children).
 // Rebuilt from AppState on every change; cards keep their identity, so a poll that changes only
@@ -28,7 +30,8 @@ public:
         ChildrenRole, // a list of such maps
     };
 
-    explicit PopoverModel(AppState *state, QObject *parent = nullptr);
+    // The rows own the sparklines' latencies, gathered whether or not a popover shows them.
+    PopoverModel(AppState *state, Preferences *preferences, QObject *parent = nullptr);
 
     int rowCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role) const override;
@@ -54,6 +57,8 @@ private:
     void rebuild();
 
     AppState *m_state;
+    Preferences *m_preferences;
+    Sparklines *m_sparklines;
     QList<RowGroup> m_groups;
     QList<QVariantMap> m_rows;
     QList<QVariantList> m_children;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "app/WidgetLayout.h"
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/SourceSnapshot.h"
-#include "kit/model/WidgetLayout.h"
 
 #include <QHash>
 #include <QMap>

@@ -18,7 +18,17 @@ Preferences *Preferences::create(QQmlEngine *engine, QJSEngine *)
 Preferences::Preferences(std::shared_ptr<PreferenceStore> settings, QObject *parent)
     : QObject(parent)
     , m_settings(std::move(settings))
+    , m_widgetLayout(WidgetLayout::load(*m_settings))
 { }
+
+void Preferences::setWidgetLayout(const WidgetLayout &layout)
+{
+    if (layout == m_widgetLayout)
+        return;
+    m_widgetLayout = layout;
+    m_widgetLayout.save(*m_settings);
+    Q_EMIT widgetLayoutChanged();
+}
 
 bool Preferences::flag(const StoredSetting::Flag &which) const
 {

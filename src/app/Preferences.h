@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/WidgetLayout.h"
 #include "kit/model/PreferenceStore.h"
 #include "kit/model/StoredSetting.h"
 
@@ -79,14 +80,21 @@ public:
 
     PreferenceStore &settings() { return *m_settings; }
 
+    // The popover's order, hidden widgets and collapsed groups; saved as it changes.
+    const WidgetLayout &widgetLayout() const { return m_widgetLayout; }
+    void setWidgetLayout(const WidgetLayout &layout);
+
 Q_SIGNALS:
     void changed();
+    // Apart from `changed`: a drag in the popover must not re-evaluate every binding to a preference.
+    void widgetLayoutChanged();
 
 private:
     bool flag(const StoredSetting::Flag &which) const;
     void setFlag(const StoredSetting::Flag &which, bool on);
 
     std::shared_ptr<PreferenceStore> m_settings;
+    WidgetLayout m_widgetLayout;
 };
 
 } // namespace tw

@@ -38,7 +38,7 @@ QColor statusColour(ServiceStatus status)
     return TrayIconPainter::statusColour(OverallStatus::Unknown);
 }
 
-QList<KeyedWidget> keyedWidgets(const AppState &state, const QUuid &id)
+QList<KeyedWidget> keyedWidgets(const AppState &state, const WidgetLayout &layout, const QUuid &id)
 {
     QList<KeyedWidget> rows;
     const auto snapshot = state.snapshots().constFind(id);
@@ -46,7 +46,7 @@ QList<KeyedWidget> keyedWidgets(const AppState &state, const QUuid &id)
         return rows;
     for (const WidgetData &widget : snapshot->widgets)
         rows.append({widget.widgetKey(id), widget});
-    return state.widgetLayout().ordered(rows);
+    return layout.ordered(rows);
 }
 
 } // namespace
@@ -58,11 +58,9 @@ SettingsController::SettingsController(AppState *state, Preferences *preferences
     , m_services(std::move(services))
     , m_sources(new SourceListModel(this))
 {
-    for (auto signal : {&AppState::sourcesChanged,
-                        &AppState::snapshotsChanged,
-                        &AppState::errorsChanged,
-                        &AppState::widgetLayoutChanged})
+    for (auto signal : {&AppState::sourcesChanged, &AppState::snapshotsChanged, &AppState::errorsChanged})
         connect(m_state, signal, this, &SettingsController::rebuild);
+    connect(m_preferences, &Preferences::widgetLayoutChanged, this, &SettingsController::rebuild);
     connect(m_state, &AppState::storageProblemChanged, this, &SettingsController::storageProblemChanged);
     rebuild();
 }
@@ -80,7 +78,7 @@ SettingsController::~SettingsController()
 void SettingsController::rebuild()
 {
     QList<QVariantMap> list;
-    const QList<QUuid> order = m_state->widgetLayout().orderedSourceIDs(m_state->sources());
+    const QList<QUuid> order = m_preferences->widgetLayout().orderedSourceIDs(m_state->sources());
     for (const QUuid &id : order) {
         const auto source = std::find_if(m_state->sources().cbegin(),
                                          m_state->sources().cend(),
@@ -88,11 +86,11 @@ void SettingsController::rebuild()
         if (source == m_state->sources().cend())
             continue;
         QVariantList widgets;
-        for (const KeyedWidget &row : keyedWidgets(*m_state, id)) {
+        for (const KeyedWidget &row : keyedWidgets(*m_state, m_preferences->widgetLayout(), id)) {
             widgets.append(QVariantMap{
                 {u"key"_s, row.key},
                 {u"name"_s, row.widget.name()},
-                {u"hidden"_s, m_state->widgetLayout().hidden.contains(row.key)},
+                {u"hidden"_s, m_preferences->widgetLayout().hidden.contains(row.key)},
             });
         }
         const auto snapshot = m_state->snapshots().constFind(id);
@@ -124,16 +122,16 @@ QUrl SettingsController::exportFolder()
 
 void SettingsController::moveSource(int from, int to)
 {
-    WidgetLayout layout = m_state->widgetLayout();
+    WidgetLayout layout = m_preferences->widgetLayout();
     layout.moveSource(m_state->sources(), {from}, to);
-    m_state->setWidgetLayout(layout);
+    m_preferences->setWidgetLayout(layout);
 }
 
 void SettingsController::moveWidget(const QString &sourceId, int from, int to)
 {
-    WidgetLayout layout = m_state->widgetLayout();
-    layout.moveWidget(keyedWidgets(*m_state, QUuid::fromString(sourceId)), {from}, to);
-    m_state->setWidgetLayout(layout);
+    WidgetLayout layout = m_preferences->widgetLayout();
+    layout.moveWidget(keyedWidgets(*m_state, layout, QUuid::fromString(sourceId)), {from}, to);
+    m_preferences->setWidgetLayout(layout);
 }
 
 void SettingsController::toggleAlerts(const QString &sourceId)
@@ -156,10 +154,10 @@ void SettingsController::deleteSource(const QString &sourceId)
 
 void SettingsController::toggleHidden(const QString &widgetKey)
 {
-    WidgetLayout layout = m_state->widgetLayout();
+    WidgetLayout layout = m_preferences->widgetLayout();
     if (!layout.hidden.remove(widgetKey))
         layout.hidden.insert(widgetKey);
-    m_state->setWidgetLayout(layout);
+    m_preferences->setWidgetLayout(layout);
 }
 
 bool SettingsController::launchAtLogin() const

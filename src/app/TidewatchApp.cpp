@@ -57,7 +57,7 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     , m_preferences(new Preferences(environment.defaults, this))
     , m_theme(new Theme(this))
     , m_state(new AppState(std::move(environment), this))
-    , m_rows(new PopoverModel(m_state, this))
+    , m_rows(new PopoverModel(m_state, m_preferences, this))
     , m_controller(new PopoverController(m_state, m_rows, this))
     , m_popover(new PopoverWindow(
           m_controller,

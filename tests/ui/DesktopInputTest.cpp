@@ -51,7 +51,7 @@ TCPPortConfig port(const QString &name)
 // dialog is the widget one: the connection given to the chooser reaches no portal.
 struct Rig : AppHub
 {
-    std::unique_ptr<PopoverModel> rows = std::make_unique<PopoverModel>(state.get());
+    std::unique_ptr<PopoverModel> rows = std::make_unique<PopoverModel>(state.get(), preferences.get());
     std::unique_ptr<PopoverController> popoverController = std::make_unique<PopoverController>(state.get(), rows.get());
     std::unique_ptr<FileChooser> chooser = std::make_unique<FileChooser>(QDBusConnection(u"no portal here"_s));
     std::unique_ptr<SettingsController> controller;
@@ -390,12 +390,12 @@ private Q_SLOTS:
         QVERIFY(pollsDuringDrag > 4);
 
         QStringList order;
-        for (const QUuid &id : rig.state->widgetLayout().orderedSourceIDs(rig.state->sources()))
+        for (const QUuid &id : rig.preferences->widgetLayout().orderedSourceIDs(rig.state->sources()))
             for (const AnySourceConfig &source : rig.state->sources())
                 if (source.id() == id)
                     order.append(source.common().displayName);
         QCOMPARE(order, (QStringList{u"Beta"_s, u"Gamma"_s, u"Alpha"_s}));
-        QCOMPARE(WidgetLayout::load(*rig.settings), rig.state->widgetLayout());
+        QCOMPARE(WidgetLayout::load(*rig.settings), rig.preferences->widgetLayout());
         QStringList shown;
         for (QQuickItem *name : findVisible(rig.root(), u"settings.source.name"_s))
             shown.append(name->property("text").toString());

@@ -108,7 +108,7 @@ private Q_SLOTS:
         providers.failWith(estate.failing, u"connection refused"_s);
         hub.preferences->setAccentHex(accent);
         AppState &state = *hub.state;
-        PopoverModel model(&state);
+        PopoverModel model(&state, hub.preferences.get());
         PopoverController controller(&state, &model);
         PopoverWindow window(&controller, hub.engineGetter());
 

@@ -32,7 +32,7 @@ WidgetData service(int n, ServiceStatus status)
 // The popover over a real hub whose providers are scripted.
 struct Rig : AppHub
 {
-    std::unique_ptr<PopoverModel> model = std::make_unique<PopoverModel>(state.get());
+    std::unique_ptr<PopoverModel> model = std::make_unique<PopoverModel>(state.get(), preferences.get());
     // Every change the tests below cause is checked against the rules views rely on.
     QAbstractItemModelTester modelTester{model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest};
     std::unique_ptr<PopoverController> controller = std::make_unique<PopoverController>(state.get(), model.get());
@@ -291,9 +291,9 @@ private Q_SLOTS:
 
         clickItem(findItem(root, u"groupHeader"_s));
 
-        QTRY_VERIFY(rig.state->widgetLayout().collapsed.contains(JsonRead::uuidText(config.id)));
+        QTRY_VERIFY(rig.preferences->widgetLayout().collapsed.contains(JsonRead::uuidText(config.id)));
         QTRY_VERIFY(int(root->height()) < expanded);
-        QCOMPARE(WidgetLayout::load(*rig.settings).collapsed, rig.state->widgetLayout().collapsed);
+        QCOMPARE(WidgetLayout::load(*rig.settings).collapsed, rig.preferences->widgetLayout().collapsed);
     }
 
     // The row's context menu silences its source, and the card says so until the snooze ends.

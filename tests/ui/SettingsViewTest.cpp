@@ -38,7 +38,7 @@ TCPPortConfig port(const QString &name)
 // notifications are counted.
 struct Rig : AppHub
 {
-    std::unique_ptr<PopoverModel> popoverRows = std::make_unique<PopoverModel>(state.get());
+    std::unique_ptr<PopoverModel> popoverRows = std::make_unique<PopoverModel>(state.get(), preferences.get());
     std::unique_ptr<SettingsController> controller;
     std::unique_ptr<OnboardingController> onboarding;
     std::unique_ptr<QmlWindow> window;
@@ -159,7 +159,7 @@ private Q_SLOTS:
         QTRY_COMPARE(rig.popoverNames(), TW_DATA(QStringList, order));
         // The file keeps its own order; only the layout moved, and it is saved.
         QCOMPARE(rig.state->sources()[0].common().displayName, u"Alpha"_s);
-        QCOMPARE(WidgetLayout::load(*rig.settings), rig.state->widgetLayout());
+        QCOMPARE(WidgetLayout::load(*rig.settings), rig.preferences->widgetLayout());
     }
 
     void widgetsReorderAndHideWhileHiddenOnesStayListed()

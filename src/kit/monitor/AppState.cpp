@@ -46,15 +46,6 @@ bool takeAll(QHash<QUuid, Value> &mine, const QHash<QUuid, Value> &theirs)
 
 } // namespace
 
-namespace {
-
-QString keyPrefix(const QUuid &id)
-{
-    return JsonRead::uuidText(id) + u'/';
-}
-
-} // namespace
-
 bool AppState::environmentIsTestHost()
 {
     return qEnvironmentVariableIsSet(testHostVariable);
@@ -85,14 +76,12 @@ AppState::AppState(Environment environment, QObject *parent)
         connect(watcher, &SourcesFileWatcher::changed, this, &AppState::reloadSourcesFile);
     }
     connect(m_environment.defaults.get(), &PreferenceStore::saveErrorChanged, this, &AppState::storageProblemChanged);
-    m_widgetLayout = WidgetLayout::load(*m_environment.defaults);
     m_gate.setSnoozes(Snooze::load(*m_environment.defaults));
     m_reviewTimer.setInterval(m_environment.reviewIntervalMs);
     connect(&m_reviewTimer, &QTimer::timeout, this, &AppState::reviewAlerts);
     if (!m_environment.testHost)
         m_reviewTimer.start();
     m_engine->subscribe(this, [this](const PollEngine::Update &update) { consume(update); });
-    seedLatencyHistory();
     if (!m_environment.testHost && !m_environment.deferPolling)
         startSync();
 }
@@ -147,11 +136,6 @@ void AppState::updateSource(const AnySourceConfig &config)
 
 void AppState::removeSource(const QUuid &id)
 {
-    const QString prefix = keyPrefix(id);
-    const qsizetype before = m_latencyHistory.size();
-    m_latencyHistory.removeIf([&](const auto &entry) { return entry.key().startsWith(prefix); });
-    if (m_latencyHistory.size() != before)
-        Q_EMIT latencyHistoryChanged();
     const QList<AnySourceConfig> old = m_sources;
     m_sources.removeIf([&](const AnySourceConfig &source) { return source.id() == id; });
     saveSources(old);
@@ -165,7 +149,6 @@ void AppState::removeSource(const QUuid &id)
 
 void AppState::replaceSources(const QList<AnySourceConfig> &list)
 {
-    m_latencyHistory.clear();
     const QList<AnySourceConfig> old = m_sources;
     m_sources = list;
     saveSources(old);
@@ -174,17 +157,6 @@ void AppState::replaceSources(const QList<AnySourceConfig> &list)
     deleteOrphanedCredentials();
     pruneHistory();
     forgetRemoved(old);
-    seedLatencyHistory();
-    Q_EMIT latencyHistoryChanged();
-}
-
-void AppState::setWidgetLayout(const WidgetLayout &layout)
-{
-    if (layout == m_widgetLayout)
-        return;
-    m_widgetLayout = layout;
-    m_widgetLayout.save(*m_environment.defaults);
-    Q_EMIT widgetLayoutChanged();
 }
 
 void AppState::refreshAll()
@@ -243,14 +215,6 @@ void AppState::reloadSourcesFile()
     // a program that removes sources through the running hub has them deleted there.
     const QList<AnySourceConfig> old = m_sources;
     m_sources = list;
-    QSet<QString> prefixes;
-    for (const AnySourceConfig &source : std::as_const(m_sources))
-        prefixes.insert(keyPrefix(source.id()));
-    QHash<QString, QList<double>> kept = std::exchange(m_latencyHistory, {});
-    kept.removeIf([&](const auto &entry) { return !prefixes.contains(entry.key().section(u'/', 0, 0) + u'/'); });
-    seedLatencyHistory(); // for the sources that are new here; the others keep what this run saw
-    m_latencyHistory.insert(kept);
-    Q_EMIT latencyHistoryChanged();
     Q_EMIT sourcesChanged();
     startSync();
     forgetRemoved(old);
@@ -279,11 +243,11 @@ void AppState::consume(const PollEngine::Update &update)
     if (update.polledSourceID) {
         const auto snapshot = update.snapshots.constFind(*update.polledSourceID);
         if (update.polledSucceeded && snapshot != update.snapshots.cend()) {
-            appendLatencies(*snapshot);
             m_history->record(
                 *snapshot,
                 [](const WidgetData &widget) { return widget.status(); },
                 [](const WidgetData &widget) { return widget.latencyMs(); });
+            Q_EMIT polled(*snapshot);
         }
         post(evaluateAlerts(update));
         // A poll that found nothing failing is what a snooze "until it recovers" waits for.
@@ -450,48 +414,6 @@ void AppState::reviewAlerts()
     }
     m_gate.setQuietHours(QuietHours::load(defaults));
     deliver(m_gate.review(m_environment.now(), [this](const QUuid &id) { return wantsAlerts(id); }));
-}
-
-void AppState::appendLatencies(const SourceSnapshot &snapshot)
-{
-    bool changed = false;
-    for (const WidgetData &widget : snapshot.widgets) {
-        if (widget.kind() == WidgetData::Kind::Host || widget.kind() == WidgetData::Kind::KeyValues)
-            continue;
-        const std::optional<double> latency = widget.latencyMs();
-        if (!latency)
-            continue;
-        QList<double> &values = m_latencyHistory[widget.widgetKey(snapshot.sourceID)];
-        values.append(*latency);
-        if (values.size() > latencyHistoryLength)
-            values.remove(0, values.size() - latencyHistoryLength);
-        changed = true;
-    }
-    if (changed)
-        Q_EMIT latencyHistoryChanged();
-}
-
-void AppState::seedLatencyHistory()
-{
-    QSet<QString> prefixes;
-    for (const AnySourceConfig &source : std::as_const(m_sources))
-        prefixes.insert(keyPrefix(source.id()));
-    const PollHistory history = m_history->history();
-    for (auto it = history.samples.cbegin(); it != history.samples.cend(); ++it) {
-        const QString &key = it.key();
-        const qsizetype slash = key.indexOf(u'/');
-        if (slash < 0 || !prefixes.contains(key.left(slash + 1)))
-            continue;
-        QList<double> values;
-        for (const HistorySample &sample : it.value()) {
-            if (sample.latencyMs)
-                values.append(*sample.latencyMs);
-        }
-        if (values.size() > latencyHistoryLength)
-            values.remove(0, values.size() - latencyHistoryLength);
-        if (!values.isEmpty())
-            m_latencyHistory.insert(key, values);
-    }
 }
 
 void AppState::saveSources(const QList<AnySourceConfig> &before)

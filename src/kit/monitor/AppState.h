@@ -5,7 +5,6 @@
 #include "kit/model/OverallStatus.h"
 #include "kit/model/PreferenceStore.h"
 #include "kit/model/SourceSnapshot.h"
-#include "kit/model/WidgetLayout.h"
 #include "kit/monitor/AlertEvaluator.h"
 #include "kit/monitor/AlertGate.h"
 #include "kit/monitor/PollEngine.h"
@@ -41,7 +40,7 @@ public:
         QString sourcesDirectory; // sources.json and history.json
         // Sources given by the caller instead of the file's; edits are still saved to the directory.
         std::optional<QList<AnySourceConfig>> sources;
-        std::shared_ptr<PreferenceStore> defaults; // preferences and the widget layout
+        std::shared_ptr<PreferenceStore> defaults; // snoozes, quiet hours and the views' preferences
         ProviderMaker makeProvider;
         SleepFunction sleep = Sleep::cancellable; // between polls
         SleepFunction historySleep = Sleep::cancellable; // the history's write window
@@ -74,8 +73,6 @@ public:
     const QString &sourcesDirectory() const { return m_environment.sourcesDirectory; }
     const QHash<QUuid, SourceSnapshot> &snapshots() const { return m_snapshots; }
     const QHash<QUuid, QString> &errors() const { return m_errors; }
-    const QHash<QString, QList<double>> &latencyHistory() const { return m_latencyHistory; }
-    const WidgetLayout &widgetLayout() const { return m_widgetLayout; }
     bool isPaused() const { return m_paused; }
     // Offline, asleep or just awake: the status reads unknown and failures wait.
     AlertGate::Hush hush() const;
@@ -99,7 +96,6 @@ public:
     void updateSource(const AnySourceConfig &config);
     void removeSource(const QUuid &id);
     void replaceSources(const QList<AnySourceConfig> &list);
-    void setWidgetLayout(const WidgetLayout &layout);
     void refreshAll();
     void togglePaused();
     // The only way the engine is commanded. The engine takes its commands synchronously on this
@@ -135,8 +131,6 @@ public:
     // The last save of sources.json failed; its text.
     const QString &sourcesSaveError() const { return m_sourcesSaveError; }
 
-    // Keeps at most this many latencies per widget for the sparklines.
-    static constexpr qsizetype latencyHistoryLength = 30;
     // Deletions of orphaned secrets still running.
     int pendingCredentialDeletions() const { return m_pendingDeletions; }
 
@@ -144,8 +138,9 @@ Q_SIGNALS:
     void sourcesChanged();
     void snapshotsChanged();
     void errorsChanged();
-    void latencyHistoryChanged();
-    void widgetLayoutChanged();
+    // A poll of one source succeeded; its snapshot, after the history has it and before the views
+    // see it through snapshotsChanged.
+    void polled(const SourceSnapshot &snapshot);
     void pausedChanged();
     void snoozesChanged();
     void hushChanged();
@@ -166,8 +161,6 @@ private:
     void deliver(const AlertGate::Outcome &outcome);
     void saveSnoozes();
     void noteHushChange(bool changed, bool cameBack);
-    void appendLatencies(const SourceSnapshot &snapshot);
-    void seedLatencyHistory();
     // Saves the list, and on success deletes the secrets that the saved list no longer names.
     // `before` is the list the change started from: the secrets it alone named wait for a save.
     // `before` is the list the file held: its secrets stay until a save without them succeeds.
@@ -182,8 +175,6 @@ private:
     QList<AnySourceConfig> m_sources;
     QHash<QUuid, SourceSnapshot> m_snapshots;
     QHash<QUuid, QString> m_errors;
-    QHash<QString, QList<double>> m_latencyHistory;
-    WidgetLayout m_widgetLayout;
     AlertEvaluator m_alertEvaluator;
     AlertGate m_gate;
     QTimer m_reviewTimer;

@@ -1,4 +1,4 @@
-#include "kit/model/WidgetLayout.h"
+#include "app/WidgetLayout.h"
 
 #include "kit/model/JsonRead.h"
 #include "kit/model/PreferenceStore.h"
