@@ -5,6 +5,7 @@
 #include "kit/desktop/KeychainCredentialStore.h"
 #include "kit/model/AtomicFile.h"
 #include "kit/model/JSONFileStore.h"
+#include "kit/model/PollInterval.h"
 #include "kit/model/SourcesStore.h"
 
 #include <QCoroTask>
@@ -165,7 +166,8 @@ int run(const QStringList &arguments)
         out << "usage: tidewatch-cli add KIND --name NAME [flags]\n";
         for (const auto kind : AnySourceConfig::allKinds())
             out << "  " << toText(kind).leftJustified(11) << ' ' << SourceKindForm::of(kind).usage() << '\n';
-        out << "common: --interval SECONDS (5-3600) --alert-after N (1-10) --no-alerts\n"
+        out << "common: --interval SECONDS (" << PollInterval::minimum << '-' << PollInterval::maximum
+            << ") --alert-after N (1-10) --no-alerts\n"
                "        --sources FILE (a sources.json other than the application's)\n"
                "        --credentials FILE (keep the secret in this JSON file instead of the keyring)\n"
                "A URL without a scheme gets https:// in front. The secret is read from standard input, one line.\n";
