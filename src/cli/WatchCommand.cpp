@@ -1,6 +1,9 @@
 #include "WatchCommand.h"
 
 #include "cli/CliSupport.h"
+#include "cli/MetricsPage.h"
+#include "cli/MetricsServer.h"
+#include "cli/TimedProvider.h"
 #include "kit/desktop/AlertCenter.h"
 #include "kit/desktop/ConnectivityWatcher.h"
 #include "kit/desktop/UnixSignalWatcher.h"
@@ -46,7 +49,9 @@ SleepFunction scaled(double scale)
 
 QString synopsis()
 {
-    return u"watch [--sources FILE] [--credentials FILE] [--verbose] [--notify]   monitor until stopped"_s;
+    return u"watch [--sources FILE] [--credentials FILE] [--verbose] [--notify] [--metrics [ADDRESS:]PORT]   monitor "
+           u"until "
+           "stopped"_s;
 }
 
 int run(const QStringList &arguments)
@@ -62,6 +67,10 @@ int run(const QStringList &arguments)
     CliSupport::addSourceOptions(parser);
     parser.addOption({u"verbose"_s, u"Also print a line for every poll."_s});
     parser.addOption({u"notify"_s, u"Also post desktop notifications, as the application does."_s});
+    parser.addOption({u"metrics"_s,
+                      u"Serve the estate for Prometheus on http://ADDRESS:PORT/metrics (the address is 127.0.0.1 "
+                      "unless given; [::1]:PORT for IPv6)."_s,
+                      u"[ADDRESS:]PORT"_s});
     if (const std::optional<int> done = CliSupport::parse(parser, u"watch"_s, arguments, out, err))
         return *done;
     const QString file = parser.value(u"sources"_s);
@@ -76,6 +85,14 @@ int run(const QStringList &arguments)
         err << "tidewatch-cli watch: there are no sources to watch\n";
         return 3;
     }
+    std::optional<std::pair<QHostAddress, quint16>> metricsAddress;
+    if (parser.isSet(u"metrics"_s)) {
+        metricsAddress = MetricsServer::parseAddress(parser.value(u"metrics"_s));
+        if (!metricsAddress) {
+            err << "tidewatch-cli watch: --metrics takes PORT or ADDRESS:PORT, like 9877 or 0.0.0.0:9877\n";
+            return 64;
+        }
+    }
 
     AppState::Environment environment;
     environment.credentials = credentials;
@@ -84,7 +101,9 @@ int run(const QStringList &arguments)
         file.isEmpty() ? SourcesStore::defaultDirectory() : QFileInfo(file).absoluteDir().absolutePath();
     environment.sources = *sources;
     environment.defaults = PreferenceStore::openDefault();
-    environment.makeProvider = ProviderRegistry::maker();
+    const auto pollDurations = std::make_shared<TimedProvider::Durations>();
+    environment.makeProvider =
+        metricsAddress ? TimedProvider::timing(ProviderRegistry::maker(), pollDurations) : ProviderRegistry::maker();
     if (const double scale = timeScale(); scale < 1) {
         environment.sleep = scaled(scale);
         environment.historySleep = scaled(scale);
@@ -151,6 +170,26 @@ int run(const QStringList &arguments)
             }
             flushPending();
         });
+    }
+
+    std::optional<MetricsServer> metrics;
+    if (metricsAddress) {
+        metrics.emplace([&state, pollDurations] {
+            return MetricsPage::render({state.sources(), state.snapshots(), state.errors(), *pollDurations});
+        });
+        const auto &[address, port] = *metricsAddress;
+        if (const auto failure = metrics->listen(address, port)) {
+            err << "tidewatch-cli watch: cannot serve the metrics on " << parser.value(u"metrics"_s) << ": " << *failure
+                << '\n';
+            return 3;
+        }
+        const QString where = (address.protocol() == QAbstractSocket::IPv6Protocol ? u'[' + address.toString() + u']'
+                                                                                   : address.toString())
+            + u':' + QString::number(metrics->port());
+        err << "tidewatch-cli watch: metrics on http://" << where << "/metrics\n";
+        if (!address.isLoopback())
+            err << "tidewatch-cli watch: warning: " << where
+                << " can be reached from other machines, and the page names every source and widget\n";
     }
 
     UnixSignalWatcher signals({SIGINT, SIGTERM});
