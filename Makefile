@@ -3,7 +3,7 @@ PRESET ?= dev
 BUILD_DIR := build/$(PRESET)
 CTEST_ARGS ?=
 
-.PHONY: run test build bootstrap configure asan coverage fuzz fuzz-build format format-check bench clean
+.PHONY: run test build bootstrap configure asan coverage fuzz fuzz-build format format-check bench clean deb
 
 run: build
 	$(BUILD_DIR)/src/app/tidewatch
@@ -38,6 +38,13 @@ fuzz-build: bootstrap
 
 fuzz: fuzz-build
 	scripts/fuzz $(FUZZ_SECONDS)
+
+# A Debian package of the optimised build, checked with lintian and apt: build/ci/tidewatch_*_amd64.deb.
+deb:
+	$(MAKE) build PRESET=ci
+	rm -f build/ci/tidewatch_*.deb
+	cd build/ci && cpack -G DEB
+	packaging/check-deb.sh build/ci/tidewatch_*.deb
 
 bench: build
 	$(BUILD_DIR)/bench/engine_bench

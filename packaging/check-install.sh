@@ -14,24 +14,25 @@ need bin/tidewatch-cli
 "$prefix/bin/tidewatch-cli" --version >/dev/null || { echo "installed tidewatch-cli does not start"; status=1; }
 need share/applications/dev.ostrel.Tidewatch.desktop
 need lib/systemd/user/tidewatch-watch.service
-need share/man/man1/tidewatch.1
-need share/man/man1/tidewatch-cli.1
+need share/man/man1/tidewatch.1.gz
+need share/man/man1/tidewatch-cli.1.gz
+need share/doc/tidewatch/copyright
 for page in tidewatch tidewatch-cli; do
     command -v man >/dev/null || break
     # groff's warnings name what a reader would see broken.
-    warnings=$(man --warnings -l "$prefix/share/man/man1/$page.1" 2>&1 >/dev/null) || status=1
+    warnings=$(man --warnings -l "$prefix/share/man/man1/$page.1.gz" 2>&1 >/dev/null) || status=1
     [ -z "$warnings" ] || { echo "$page.1: $warnings"; status=1; }
 done
 # The unit as systemd reads it, pointed at this scratch tree's program; any complaint fails.
 if command -v systemd-analyze >/dev/null && [ -e "$prefix/lib/systemd/user/tidewatch-watch.service" ]; then
     units=$(mktemp -d)
-    sed "s|^ExecStart=[^ ]*/tidewatch-cli|ExecStart=$prefix/bin/tidewatch-cli|" \
+    sed "s|^ExecStart=tidewatch-cli|ExecStart=$prefix/bin/tidewatch-cli|" \
         "$prefix/lib/systemd/user/tidewatch-watch.service" >"$units/tidewatch-watch.service"
     mkdir -p "$units/run" && chmod 700 "$units/run"
     complaints=$(MANPATH="$prefix/share/man" XDG_RUNTIME_DIR="$units/run" systemd-analyze verify --user "$units/tidewatch-watch.service" 2>&1) \
         || status=1
     [ -z "$complaints" ] || { echo "$complaints"; status=1; }
-    grep -q '^ExecStart=.*/tidewatch-cli watch --notify$' "$prefix/lib/systemd/user/tidewatch-watch.service" \
+    grep -q '^ExecStart=tidewatch-cli watch --notify$' "$prefix/lib/systemd/user/tidewatch-watch.service" \
         || { echo "the user unit does not run the watcher"; status=1; }
     rm -rf "$units"
 fi
