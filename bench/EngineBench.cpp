@@ -26,7 +26,7 @@ public:
         co_return SourceSnapshot{
             m_config.id(),
             QDateTime::currentDateTimeUtc(),
-            {CheckResult{QStringLiteral("port"), m_config.common().displayName, ServiceStatus::Up, 1.5, {}}}};
+            {CheckResult{QStringLiteral("port"), m_config.common().displayName, ServiceStatus::Up, 1.5, {}, {}}}};
     }
 
 private:

@@ -18,7 +18,7 @@ int main()
         QList<WidgetData> widgets;
         for (int w = 0; w < 10; ++w) {
             const auto status = w == 3 ? ServiceStatus::Down : w == 5 ? ServiceStatus::Warn : ServiceStatus::Up;
-            widgets.append(ServiceRow{QString::number(w), u"Monitor %1"_s.arg(w), status, 10.0 + w, {}});
+            widgets.append(ServiceRow{QString::number(w), u"Monitor %1"_s.arg(w), status, 10.0 + w, {}, {}});
         }
         state.snapshots.insert(id, SourceSnapshot{id, QDateTime::currentDateTimeUtc(), widgets});
         if (s % 10 == 0)

@@ -1,11 +1,14 @@
 #include "PopoverController.h"
 
+#include "app/Logging.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverRows.h"
 #include "app/PopoverText.h"
 #include "app/RowText.h"
 #include "app/TrayIconPainter.h"
 #include "kit/monitor/AppState.h"
+
+#include <QDesktopServices>
 
 using namespace Qt::StringLiterals;
 
@@ -196,6 +199,18 @@ void PopoverController::refreshAll()
 void PopoverController::togglePaused()
 {
     m_state->togglePaused();
+}
+
+void PopoverController::openInBrowser(const QString &url)
+{
+    const QUrl page(url, QUrl::StrictMode);
+    if (!page.isValid() || (page.scheme() != u"http" && page.scheme() != u"https"))
+        return;
+    const bool opened = m_openPage ? m_openPage(page) : QDesktopServices::openUrl(page);
+    if (opened)
+        Q_EMIT closeRequested();
+    else
+        qCWarning(logging::views, "no browser took %s", qPrintable(page.toDisplayString()));
 }
 
 } // namespace tw

@@ -5,7 +5,10 @@
 #include <QColor>
 #include <QDateTime>
 #include <QObject>
+#include <QUrl>
 #include <QtQml/qqmlregistration.h>
+
+#include <functional>
 
 namespace tw {
 
@@ -78,6 +81,10 @@ public:
     Q_INVOKABLE void openSettings() { Q_EMIT settingsRequested(); }
     Q_INVOKABLE void quit() { Q_EMIT quitRequested(); }
     Q_INVOKABLE void close() { Q_EMIT closeRequested(); }
+    // Hands a row's page to the desktop's browser, and closes the popover, which the browser covers.
+    Q_INVOKABLE void openInBrowser(const QString &url);
+    // What opens a page; the desktop's URL handler unless a test puts its own.
+    void setPageOpener(std::function<bool(const QUrl &)> opener) { m_openPage = std::move(opener); }
 
 Q_SIGNALS:
     void changed();
@@ -90,6 +97,7 @@ private:
     AppState *m_state;
     PopoverModel *m_rows;
     int m_snoozeRevision = 0;
+    std::function<bool(const QUrl &)> m_openPage;
 };
 
 } // namespace tw

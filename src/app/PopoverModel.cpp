@@ -1,6 +1,7 @@
 #include "PopoverModel.h"
 
 #include "app/Preferences.h"
+#include "app/RowLinks.h"
 #include "app/RowText.h"
 #include "app/Sparklines.h"
 #include "kit/model/JsonRead.h"
@@ -146,17 +147,20 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
                        map[u"name"_s] = error.source.common().displayName;
                        map[u"message"_s] = error.message;
                        map[u"status"_s] = toText(ServiceStatus::Down);
+                       map[u"url"_s] = RowLinks::sourcePage(error.source).value_or(QString());
                    },
                    [&](const Row::Empty &empty) {
                        map[u"type"_s] = u"empty"_s;
                        map[u"sourceId"_s] = JsonRead::uuidText(empty.source.id());
                        map[u"name"_s] = empty.source.common().displayName;
                        map[u"status"_s] = toText(ServiceStatus::Unknown);
+                       map[u"url"_s] = RowLinks::sourcePage(empty.source).value_or(QString());
                    },
                    [&](const Row::Single &single) {
                        map[u"type"_s] = u"single"_s;
                        map[u"sourceId"_s] = single.key.section(u'/', 0, 0);
                        describeWidget(map, single.key, single.widget, latencyHistory);
+                       map[u"url"_s] = single.page.value_or(QString());
                    },
                    [&](const Row::Header &header) {
                        map[u"type"_s] = u"header"_s;
@@ -167,6 +171,7 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
                        map[u"avgLatencyMs"_s] = optional(header.avgLatencyMs);
                        map[u"status"_s] = toText(header.status);
                        map[u"collapsed"_s] = header.collapsed;
+                       map[u"url"_s] = RowLinks::sourcePage(header.source).value_or(QString());
                        // Read as one element by screen readers.
                        QString label = header.source.common().displayName + u", "_s + QString::number(header.count)
                            + u" widgets, "_s + header.aggregate;
@@ -180,6 +185,7 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
                        map[u"type"_s] = u"child"_s;
                        map[u"sourceId"_s] = child.key.section(u'/', 0, 0);
                        describeWidget(map, child.key, child.widget, latencyHistory);
+                       map[u"url"_s] = child.page.value_or(QString());
                    },
                },
                row.value);

@@ -1,5 +1,6 @@
 #include "PopoverRows.h"
 
+#include "app/RowLinks.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/Overloaded.h"
 
@@ -85,8 +86,13 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
     const QList<KeyedWidget> shown = state.layout.visible(keyed);
     if (shown.isEmpty())
         return {};
-    if (shown.size() == 1)
-        return {Row{Row::Single{shown.first().key, renamed(shown.first().widget, source->common().displayName)}}};
+    if (shown.size() == 1) {
+        // The row stands for the source: its widget's page, or else the source's.
+        auto page = RowLinks::widgetPage(*source, shown.first().widget);
+        if (!page)
+            page = RowLinks::sourcePage(*source);
+        return {Row{Row::Single{shown.first().key, renamed(shown.first().widget, source->common().displayName), page}}};
+    }
 
     const QList<WidgetData> shownWidgets = widgetsOf(shown);
     Row::Header header{*source,
@@ -99,7 +105,7 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
     QList<Row> rows{Row{header}};
     if (!header.collapsed) {
         for (const KeyedWidget &k : shown)
-            rows.append(Row{Row::Child{k.key, k.widget}});
+            rows.append(Row{Row::Child{k.key, k.widget, RowLinks::widgetPage(*source, k.widget)}});
     }
     return rows;
 }

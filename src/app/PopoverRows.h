@@ -31,6 +31,7 @@ struct Row
     {
         QString key;
         WidgetData widget; // named after the source, which it stands for
+        std::optional<QString> page; // where a browser shows it
         bool operator==(const Single &) const = default;
     };
     struct Header
@@ -47,6 +48,7 @@ struct Row
     {
         QString key;
         WidgetData widget;
+        std::optional<QString> page;
         bool operator==(const Child &) const = default;
     };
 

@@ -30,7 +30,8 @@ WidgetData FakeProviders::widgetFor(const AnySourceConfig &config, int fetchNumb
                        config.common().displayName,
                        ServiceStatus::Up,
                        double(fetchNumber),
-                       QStringLiteral("fetch %1").arg(fetchNumber)};
+                       QStringLiteral("fetch %1").arg(fetchNumber),
+                       {}};
 }
 
 ProviderMaker FakeProviders::maker()

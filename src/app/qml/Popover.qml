@@ -328,6 +328,14 @@ Rectangle {
                             objectName: "sourceMenu"
                             title: "Notifications for " + (card.row.name || "")
                             onClosed: root.menuRoom = 0
+                            MenuItem {
+                                objectName: "openInBrowser"
+                                text: "Open in Browser"
+                                visible: (card.row.url || "") !== ""
+                                height: visible ? implicitHeight : 0
+                                onTriggered: root.popover.openInBrowser(card.row.url)
+                            }
+                            MenuSeparator { visible: (card.row.url || "") !== ""; height: visible ? implicitHeight : 0 }
                             MenuItem { objectName: "snooze1"; text: "Snooze for 1 Hour"; onTriggered: root.popover.snoozeSource(card.row.sourceId, 1) }
                             MenuItem { objectName: "snooze4"; text: "Snooze for 4 Hours"; onTriggered: root.popover.snoozeSource(card.row.sourceId, 4) }
                             MenuItem { objectName: "snooze8"; text: "Snooze for 8 Hours"; onTriggered: root.popover.snoozeSource(card.row.sourceId, 8) }

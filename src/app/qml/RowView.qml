@@ -4,9 +4,16 @@ import Tidewatch
 // Picks the view for one row description.
 Loader {
     id: loader
+    objectName: "row"
     required property PopoverController popover
     property var row
     signal toggled()
+    // A row with a page opens it on a double click; a header's clicks fold its group instead.
+    TapHandler {
+        objectName: "rowDoubleTap"
+        enabled: (loader.row.url || "") !== "" && loader.row.type !== "header"
+        onDoubleTapped: loader.popover.openInBrowser(loader.row.url)
+    }
     sourceComponent: {
         switch (row.type) {
         case "error":

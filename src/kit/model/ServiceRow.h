@@ -15,6 +15,7 @@ struct ServiceRow
     ServiceStatus status = ServiceStatus::Unknown;
     std::optional<double> latencyMs;
     std::optional<QString> detail;
+    std::optional<QString> url; // where the user can look at it in a browser
 
     bool operator==(const ServiceRow &) const = default;
     QJsonObject toJson() const;

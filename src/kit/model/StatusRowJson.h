@@ -19,6 +19,8 @@ QJsonObject write(const Row &row)
         o.insert(u"latencyMs", *row.latencyMs);
     if (row.detail)
         o.insert(u"detail", *row.detail);
+    if (row.url)
+        o.insert(u"url", *row.url);
     return o;
 }
 
@@ -35,7 +37,8 @@ Row read(const QJsonValue &value, QStringView what)
                JsonRead::string(o, u"name"),
                *status,
                JsonRead::optionalNumber(o, u"latencyMs"),
-               JsonRead::optionalString(o, u"detail")};
+               JsonRead::optionalString(o, u"detail"),
+               JsonRead::optionalString(o, u"url")};
 }
 
 } // namespace tw::StatusRowJson

@@ -226,7 +226,7 @@ QCoro::Task<SourceSnapshot> DNSRecordProvider::fetch(StopToken stop)
     if (stop && stop->isStopped())
         throw Cancelled();
 
-    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}};
+    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}, {}};
     QElapsedTimer clock;
     clock.start();
     const DnsReply reply =

@@ -29,7 +29,7 @@ QCoro::Task<SourceSnapshot> HTTPPingProvider::fetch(StopToken stop)
     if (config.url.isEmpty() || !url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
         throw ProviderError::misconfigured(u"bad URL: "_s + config.url);
 
-    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}};
+    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}, config.url};
     QElapsedTimer clock;
     clock.start();
     try {

@@ -33,7 +33,7 @@ QCoro::Task<SourceSnapshot> ICMPPingProvider::fetch(StopToken stop)
     if (config.host.trimmed().isEmpty())
         throw ProviderError::misconfigured(u"no host to ping"_s);
     const int count = int(std::clamp(config.count, ICMPPingConfig::minCount, ICMPPingConfig::maxCount));
-    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}};
+    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}, {}};
     try {
         const QHostAddress address = co_await HostLookup::resolve(config.host.trimmed(), lookupTimeout, stop);
         const EchoOutcome outcome = co_await ICMPEcho::ping(address, count, replyTimeout, stop);

@@ -1,5 +1,7 @@
 #include "KumaMetricsParser.h"
 
+#include "kit/providers/ProviderSupport.h"
+
 #include <QLocale>
 #include <QRegularExpression>
 
@@ -89,7 +91,8 @@ std::optional<Sample> sample(QStringView metric, QStringView line)
     while (!trimmed.isEmpty() && (trimmed.back() == u' ' || trimmed.back() == u'\t'))
         trimmed.chop(1);
     const QStringList pieces = trimmed.split(u' ', Qt::SkipEmptyParts);
-    return Sample{*name, pieces.value(0)}; // a timestamp behind the value is ignored
+    // A timestamp behind the value is ignored.
+    return Sample{*name, pieces.value(0), ProviderSupport::browsable(labels.value(u"monitor_url"_s))};
 }
 
 QList<ServiceRow> parse(const QString &text)
@@ -110,7 +113,8 @@ QList<ServiceRow> parse(const QString &text)
                          s->name,
                          statusOf(s->value),
                          latency == latencies.cend() ? std::nullopt : std::optional<double>(*latency),
-                         std::nullopt});
+                         std::nullopt,
+                         s->url});
         }
     }
     return rows;

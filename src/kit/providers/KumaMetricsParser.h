@@ -17,6 +17,7 @@ struct Sample
 {
     QString name;
     QString value;
+    std::optional<QString> url; // the monitor's address, when a browser can open it
     bool operator==(const Sample &) const = default;
 };
 // The monitor name and value text of one line of `metric`, or nothing.

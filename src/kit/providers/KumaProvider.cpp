@@ -104,9 +104,15 @@ QCoro::Task<QList<ServiceRow>> viaStatusPage(KumaConfig config, std::shared_ptr<
     if (failure)
         std::rethrow_exception(failure);
     try {
-        co_return KumaProvider::heartbeatRows(body,
-                                              KumaProvider::monitorNames(pageBody),
-                                              config.statusPageSlug.value_or(QString()));
+        QList<ServiceRow> rows = KumaProvider::heartbeatRows(body,
+                                                             KumaProvider::monitorNames(pageBody),
+                                                             config.statusPageSlug.value_or(QString()));
+        const QHash<QString, QString> links = KumaProvider::monitorLinks(pageBody);
+        for (ServiceRow &row : rows) {
+            if (const auto link = links.constFind(row.id); link != links.cend())
+                row.url = *link;
+        }
+        co_return rows;
     } catch (const DecodeError &error) {
         throw ProviderError::upstream(error.text());
     }
@@ -167,8 +173,12 @@ KumaProvider::heartbeatRows(const QByteArray &body, const QHash<QString, QString
         const std::optional<double> latency =
             ping.isDouble() && ping.toDouble() >= 0 ? std::optional(ping.toDouble()) : std::nullopt;
         const QString name = names.value(id);
-        rows.append(
-            {id, name.isEmpty() ? id : name, heartbeatStatus(*beatStatus(beats.at(last))), latency, std::nullopt});
+        rows.append({id,
+                     name.isEmpty() ? id : name,
+                     heartbeatStatus(*beatStatus(beats.at(last))),
+                     latency,
+                     std::nullopt,
+                     std::nullopt});
     }
     return rows;
 }
@@ -188,6 +198,21 @@ QHash<QString, QString> KumaProvider::monitorNames(const QByteArray &body)
         }
     }
     return names;
+}
+
+QHash<QString, QString> KumaProvider::monitorLinks(const QByteArray &body)
+{
+    QHash<QString, QString> links;
+    const QJsonValue groups = QJsonDocument::fromJson(body).object().value(u"publicGroupList"_s);
+    for (const QJsonValue &group : groups.toArray()) {
+        for (const QJsonValue &monitor : group.toObject().value(u"monitorList"_s).toArray()) {
+            const QJsonValue id = monitor.toObject().value(u"id"_s);
+            const QString key = id.isDouble() ? QString::number(id.toInteger(-1)) : id.toString();
+            if (const auto url = ProviderSupport::browsable(monitor.toObject().value(u"url"_s).toString()))
+                links.insert(key, *url);
+        }
+    }
+    return links;
 }
 
 QCoro::Task<SourceSnapshot> KumaProvider::fetch(StopToken stop)

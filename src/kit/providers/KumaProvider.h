@@ -26,6 +26,8 @@ public:
     heartbeatRows(const QByteArray &body, const QHash<QString, QString> &names, const QString &slug);
     // Monitor ids to names from the status page's own reply; empty for anything else.
     static QHash<QString, QString> monitorNames(const QByteArray &body);
+    // The addresses a status page shows for its monitors (those with "show clickable link" on).
+    static QHash<QString, QString> monitorLinks(const QByteArray &body);
 
     static constexpr auto rejectedText =
         "metrics auth rejected — Uptime Kuma expects an API key as the password (Settings → API Keys)";

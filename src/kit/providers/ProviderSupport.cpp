@@ -26,4 +26,13 @@ QUrl buildURL(const QString &baseURL, const QString &path)
     return url;
 }
 
+std::optional<QString> browsable(const QString &text)
+{
+    const QUrl url(text.trimmed(), QUrl::StrictMode);
+    const QString scheme = url.scheme().toLower();
+    if (!url.isValid() || (scheme != u"http" && scheme != u"https") || url.host().isEmpty())
+        return std::nullopt;
+    return url.toString(QUrl::FullyEncoded);
+}
+
 } // namespace tw::ProviderSupport

@@ -5,6 +5,7 @@
 #include <QUrl>
 
 #include <memory>
+#include <optional>
 
 namespace tw {
 
@@ -20,6 +21,10 @@ QCoro::Task<QString> requiredSecret(std::shared_ptr<CredentialStore> credentials
 // `baseURL` with every "/" cut from both ends, then `path`, as a URL; a text that does not parse
 // fails with "bad base URL: " and the configured text.
 QUrl buildURL(const QString &baseURL, const QString &path);
+
+// A web address a service reported, if a browser can open it: http or https with a host. Uptime
+// Kuma reports "https://" alone, or "null", for monitors that have none.
+std::optional<QString> browsable(const QString &text);
 
 } // namespace ProviderSupport
 

@@ -27,7 +27,7 @@ QCoro::Task<SourceSnapshot> TCPPortProvider::fetch(StopToken stop)
     const TCPPortConfig config = m_config;
     const std::shared_ptr<ByteChannelFactory> channels = m_channels;
     const quint16 port = checkedPort(config.port, u"port"_s);
-    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, u"closed"_s};
+    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, u"closed"_s, {}};
     QElapsedTimer clock;
     clock.start();
     try {

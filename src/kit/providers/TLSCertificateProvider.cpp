@@ -45,7 +45,7 @@ QCoro::Task<SourceSnapshot> TLSCertificateProvider::fetch(StopToken stop)
     if (stop && stop->isStopped())
         throw Cancelled();
 
-    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}};
+    CheckResult row{JsonRead::uuidText(config.id), config.displayName, ServiceStatus::Down, {}, {}, {}};
     QSslSocket socket;
     // The decision is ours, made on the certificate below: the handshake must not stop at the
     // store's verdict on an internal CA or a certificate that is about to be reported as expired.

@@ -16,6 +16,12 @@ ServiceRow row(const QString &name, ServiceStatus status, std::optional<double> 
     return {name, name, status, latency, std::nullopt};
 }
 
+ServiceRow linked(ServiceRow row, const QString &url)
+{
+    row.url = url;
+    return row;
+}
+
 } // namespace
 
 class KumaMetricsParserTest : public QObject
@@ -58,7 +64,7 @@ private Q_SLOTS:
             << Rows{row(u"API"_s, ServiceStatus::Down, 48)};
         QTest::newRow("brace in a name")
             << u"monitor_status{monitor_id=\"5\",monitor_name=\"Grafana {prod}\",monitor_url=\"https://g\"} 1\n"_s
-            << Rows{row(u"Grafana {prod}"_s, ServiceStatus::Up)};
+            << Rows{linked(row(u"Grafana {prod}"_s, ServiceStatus::Up), u"https://g"_s)};
         QTest::newRow("escaped quotes around a brace") << u"monitor_status{monitor_name=\"say \\\"}\\\" ok\"} 2\n"_s
                                                        << Rows{row(u"say \"}\" ok"_s, ServiceStatus::Warn)};
         QTest::newRow("escaped backslash closes the value before a brace")
@@ -71,7 +77,7 @@ private Q_SLOTS:
             << Rows{row(u"b"_s, ServiceStatus::Up)};
         QTest::newRow("tags and id before the name, timestamp after the value")
             << u"monitor_status{tag=\"prod\",monitor_id=\"4\",monitor_name=\"api\",monitor_url=\"https://x\"} 1 1700000000\n"_s
-            << Rows{row(u"api"_s, ServiceStatus::Up)};
+            << Rows{linked(row(u"api"_s, ServiceStatus::Up), u"https://x"_s)};
         QTest::newRow("no value is unknown")
             << u"monitor_status{monitor_name=\"a\"}\n"_s << Rows{row(u"a"_s, ServiceStatus::Unknown)};
         QTest::newRow("other metrics and labelless lines ignored")

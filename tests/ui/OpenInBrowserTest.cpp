@@ -1,0 +1,95 @@
+#include "app/PopoverController.h"
+#include "app/PopoverModel.h"
+#include "app/PopoverWindow.h"
+#include "support/GuiTestMain.h"
+#include "support/Views.h"
+
+#include <QQuickView>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+class OpenInBrowserTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // A monitor's row opens its own page on a double click, the card's menu the source's page, and
+    // the popover gives way to the browser; rows without a page offer neither.
+    void rowsOpenTheirPages()
+    {
+        KumaConfig kuma(QUuid::createUuid(), u"Homelab"_s, u"https://kuma.lan"_s);
+        kuma.statusPageSlug = u"home"_s;
+        const TCPPortConfig port(QUuid::createUuid(), u"SSH"_s, u"127.0.0.1"_s, 22);
+        AppHub hub({kuma, port});
+        hub.providers.setWidgets(kuma.id,
+                                 {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, u"https://plex.lan/web"_s},
+                                  ServiceRow{u"2"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
+        PopoverModel model(hub.state.get(), hub.preferences.get());
+        PopoverController controller(hub.state.get(), &model);
+        QList<QUrl> opened;
+        controller.setPageOpener([&opened](const QUrl &url) {
+            opened.append(url);
+            return true;
+        });
+        QSignalSpy closing(&controller, &PopoverController::closeRequested);
+        PopoverWindow window(&controller, hub.engineGetter());
+        window.show(QRect(100, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+        QQuickItem *root = window.view()->rootObject();
+        hub.state->startSync();
+        const auto rowNamed = [root](const QString &name) -> QQuickItem * {
+            for (QQuickItem *item : findVisible(root, u"row"_s)) {
+                if (item->property("row").toMap().value(u"name"_s).toString() == name)
+                    return item;
+            }
+            return nullptr;
+        };
+        QTRY_VERIFY(rowNamed(u"Plex"_s) && rowNamed(u"SSH"_s));
+        QTest::qWait(50);
+
+        // The Plex row: a double click anywhere on it.
+        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rowNamed(u"Plex"_s)));
+        QTRY_COMPARE(opened, QList<QUrl>{QUrl(u"https://plex.lan/web"_s)});
+        QCOMPARE(closing.size(), 1);
+        QTRY_VERIFY(!window.view()->isVisible());
+        window.show(QRect(100, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+
+        // The NAS row has no page: a double click does nothing.
+        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rowNamed(u"NAS"_s)));
+        QTest::qWait(100);
+        QCOMPARE(opened.size(), 1);
+
+        // The Kuma card's menu opens its status page; the port's card has no such entry.
+        QList<QQuickItem *> cards = findVisible(root, u"card"_s);
+        QCOMPARE(cards.size(), 2);
+        for (QQuickItem *card : cards) {
+            auto *menu = card->findChild<QObject *>(u"sourceMenu"_s);
+            QVERIFY(menu);
+            QTest::mouseClick(window.view(), Qt::RightButton, {}, card->mapToScene({40, 12}).toPoint());
+            QTRY_VERIFY(menu->property("opened").toBool());
+            QTest::qWait(150); // the menu's entry transition
+            auto *open = menu->findChild<QQuickItem *>(u"openInBrowser"_s);
+            QVERIFY(open);
+            const bool isKuma = card->property("row").toMap().value(u"sourceId"_s).toString()
+                == kuma.id.toString(QUuid::WithoutBraces).toUpper();
+            QCOMPARE(open->isVisible(), isKuma);
+            if (isKuma) {
+                saveScreenshot(window.view()->grabWindow(), u"popover-open-in-browser.png"_s);
+                clickItem(open);
+                QTRY_COMPARE(opened.size(), 2);
+                QCOMPARE(opened.last(), QUrl(u"https://kuma.lan/status/home"_s));
+            } else {
+                QTest::keyClick(window.view(), Qt::Key_Escape);
+            }
+            QTRY_VERIFY(!menu->property("visible").toBool());
+        }
+    }
+};
+
+TW_GUI_TEST_MAIN(OpenInBrowserTest)
+#include "OpenInBrowserTest.moc"
