@@ -200,8 +200,22 @@ void PopoverModel::toggleCollapsed(const QString &sourceId)
     m_preferences->setWidgetLayout(layout);
 }
 
+void PopoverModel::setFilter(const QString &text)
+{
+    if (text == m_filter)
+        return;
+    m_filter = text;
+    Q_EMIT filterChanged();
+    rebuild();
+}
+
 void PopoverModel::setShown(bool shown)
 {
+    // A filter typed once does not outlive the popover it was typed into.
+    if (!shown && !m_filter.isEmpty()) {
+        m_filter.clear();
+        Q_EMIT filterChanged();
+    }
     m_shown = shown;
     if (m_shown && m_stale)
         rebuild();
@@ -217,7 +231,7 @@ void PopoverModel::rebuild()
                                    m_state->errors(),
                                    m_preferences->widgetLayout()};
     const QList<Row> rows = PopoverRows::popoverRows(state);
-    QList<RowGroup> groups = PopoverRows::groupRows(rows);
+    QList<RowGroup> groups = PopoverRows::filtered(PopoverRows::groupRows(rows), m_filter);
     const auto &history = m_sparklines->values();
     QList<QVariantMap> described;
     QList<QVariantList> children;

@@ -21,6 +21,8 @@ class PopoverModel : public QAbstractListModel
     QML_ELEMENT
     QML_UNCREATABLE("The popover's rows come from its controller")
     Q_PROPERTY(int flatRowCount READ flatRowCount NOTIFY flatRowCountChanged)
+    // What the user typed to narrow the rows by name; empty shows every row.
+    Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
 
 public:
     enum Role {
@@ -45,6 +47,9 @@ public:
 
     Q_INVOKABLE void toggleCollapsed(const QString &sourceId);
 
+    QString filter() const { return m_filter; }
+    void setFilter(const QString &text);
+
     // While no popover shows the rows, a poll only marks them out of date: the tray sits closed
     // nearly all day, and building every card's description for each poll was most of its CPU.
     // Showing them again builds them at once, before the view draws.
@@ -52,6 +57,7 @@ public:
 
 Q_SIGNALS:
     void flatRowCountChanged();
+    void filterChanged();
 
 private:
     void rebuild();
@@ -65,6 +71,7 @@ private:
     int m_flatRowCount = 0;
     bool m_shown = true;
     bool m_stale = false;
+    QString m_filter;
 };
 
 } // namespace tw

@@ -110,6 +110,40 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
     return rows;
 }
 
+QString nameOf(const Row &row)
+{
+    return std::visit(Overloaded{
+                          [](const Row::Error &error) { return error.source.common().displayName; },
+                          [](const Row::Empty &empty) { return empty.source.common().displayName; },
+                          [](const Row::Single &single) { return single.widget.name(); },
+                          [](const Row::Header &header) { return header.source.common().displayName; },
+                          [](const Row::Child &child) { return child.widget.name(); },
+                      },
+                      row.value);
+}
+
+QList<RowGroup> filtered(const QList<RowGroup> &groups, const QString &text)
+{
+    const QString wanted = text.trimmed();
+    if (wanted.isEmpty())
+        return groups;
+    const auto matches = [&wanted](const Row &row) {
+        return nameOf(row).contains(wanted, Qt::CaseInsensitive);
+    };
+    QList<RowGroup> kept;
+    for (const RowGroup &group : groups) {
+        if (matches(group.row)) {
+            kept.append(group);
+            continue;
+        }
+        RowGroup narrowed = group;
+        narrowed.children.removeIf([&](const Row &child) { return !matches(child); });
+        if (!narrowed.children.isEmpty())
+            kept.append(narrowed);
+    }
+    return kept;
+}
+
 QList<RowGroup> groupRows(const QList<Row> &rows)
 {
     QList<RowGroup> groups;

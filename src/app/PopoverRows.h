@@ -90,6 +90,12 @@ QList<Row> popoverRows(const State &state);
 QList<Row> rowsForSource(const QUuid &sourceID, const State &state);
 QList<RowGroup> groupRows(const QList<Row> &rows);
 
+// The groups whose name holds `text` (letter case aside), whole; of the others, the children whose
+// name holds it, under their header. Empty text keeps everything.
+QList<RowGroup> filtered(const QList<RowGroup> &groups, const QString &text);
+// The name a row shows.
+QString nameOf(const Row &row);
+
 // "1 down · 2 up": counts by status, worst first.
 QString aggregateText(const QList<WidgetData> &widgets);
 // Mean of the latencies that exist; a down service without one does not pull it to zero.

@@ -24,7 +24,46 @@ Rectangle {
     color: Theme.window
     border.color: Theme.hairline
     focus: true
-    Keys.onEscapePressed: root.popover.close()
+    // Escape first clears a filter, then closes.
+    Keys.onEscapePressed: {
+        if (root.popover.rows.filter !== "")
+            root.popover.rows.filter = ""
+        else
+            root.popover.close()
+    }
+    // Arrows move between the cards; typing narrows them by name, Backspace takes a letter back.
+    Keys.onPressed: (event) => {
+        if (event.key === Qt.Key_Down || event.key === Qt.Key_Up) {
+            root.moveFocus(event.key === Qt.Key_Down ? 1 : -1)
+            event.accepted = true
+        } else if (event.key === Qt.Key_Backspace && root.popover.rows.filter !== "") {
+            root.popover.rows.filter = root.popover.rows.filter.slice(0, -1)
+            event.accepted = true
+        } else if (event.text.length === 1 && event.text.charCodeAt(0) >= 32 && event.text.charCodeAt(0) !== 127
+                   && !(event.modifiers & (Qt.ControlModifier | Qt.AltModifier | Qt.MetaModifier))
+                   && !(event.text === " " && root.popover.rows.filter === "")) {
+            root.popover.rows.filter += event.text
+            event.accepted = true
+        }
+    }
+    function moveFocus(step) {
+        var current = -1
+        for (var i = 0; i < cards.count; ++i) {
+            if (cards.itemAt(i) && cards.itemAt(i).activeFocus)
+                current = i
+        }
+        var next = current < 0 ? (step > 0 ? 0 : cards.count - 1) : Math.max(0, Math.min(cards.count - 1, current + step))
+        var card = cards.itemAt(next)
+        if (!card)
+            return
+        card.forceActiveFocus(Qt.TabFocusReason)
+        // Keep the focused card in sight when the list scrolls.
+        var top = card.mapToItem(body, 0, 0).y
+        if (top < scroller.contentY)
+            scroller.contentY = top
+        else if (top + card.height > scroller.contentY + scroller.height)
+            scroller.contentY = Math.min(top + card.height - scroller.height, Math.max(0, scroller.contentHeight - scroller.height))
+    }
     Accessible.role: Accessible.Pane
     Accessible.name: "Tidewatch"
 
@@ -284,7 +323,35 @@ Rectangle {
                     }
                 }
 
+                Rectangle {
+                    objectName: "filterBar"
+                    visible: root.popover.rows.filter !== ""
+                    width: parent.width - 20
+                    height: visible ? filterRow.implicitHeight + 12 : 0
+                    radius: 8
+                    color: Qt.rgba(Theme.text.r, Theme.text.g, Theme.text.b, 0.06)
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: filterText.text
+                    Row {
+                        id: filterRow
+                        x: 10
+                        anchors.verticalCenter: parent.verticalCenter
+                        spacing: 6
+                        Icon { symbol: "magnifyingglass"; size: 12; color: Theme.secondary; anchors.verticalCenter: parent.verticalCenter }
+                        Text {
+                            id: filterText
+                            objectName: "filterText"
+                            text: cards.count === 0 ? "Nothing matches \u201c" + root.popover.rows.filter + "\u201d"
+                                                    : "Showing names with \u201c" + root.popover.rows.filter + "\u201d \u2014 Esc shows all"
+                            font.pixelSize: 12
+                            color: Theme.text
+                            anchors.verticalCenter: parent.verticalCenter
+                        }
+                    }
+                }
+
                 Repeater {
+                    id: cards
                     model: root.popover.rows
                     delegate: Rectangle {
                         id: card
@@ -304,8 +371,10 @@ Rectangle {
                         activeFocusOnTab: true
                         Accessible.role: Accessible.Grouping
                         Accessible.name: (card.row.name || "") + (card.snoozeLabel !== "" ? ", " + card.snoozeLabel : "")
-                        Accessible.description: "Menu key for snooze options"
+                        Accessible.description: "Return or the menu key for its options"
                         Keys.onMenuPressed: card.openMenu(12, 12)
+                        Keys.onReturnPressed: card.openMenu(12, 12)
+                        Keys.onEnterPressed: card.openMenu(12, 12)
                         Keys.onPressed: (event) => {
                             if (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier)) {
                                 card.openMenu(12, 12)
@@ -327,7 +396,11 @@ Rectangle {
                             id: sourceMenu
                             objectName: "sourceMenu"
                             title: "Notifications for " + (card.row.name || "")
-                            onClosed: root.menuRoom = 0
+                            onClosed: {
+                                root.menuRoom = 0
+                                // The keyboard carries on from the card whose menu it was.
+                                card.forceActiveFocus(Qt.PopupFocusReason)
+                            }
                             MenuItem {
                                 objectName: "openInBrowser"
                                 text: "Open in Browser"

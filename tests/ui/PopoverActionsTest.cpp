@@ -12,7 +12,18 @@ using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 
-class OpenInBrowserTest : public QObject
+namespace {
+
+// Key by key, as a person types: QTest types whole strings into widgets only.
+void type(QWindow *window, const char *text)
+{
+    for (const char *c = text; *c; ++c)
+        QTest::keyClick(window, *c);
+}
+
+} // namespace
+
+class PopoverActionsTest : public QObject
 {
     Q_OBJECT
 
@@ -89,7 +100,76 @@ private Q_SLOTS:
             QTRY_VERIFY(!menu->property("visible").toBool());
         }
     }
+
+    // Without a mouse: typing narrows the rows by name, Escape clears that and then closes, arrows
+    // move between the cards and Return opens a card's menu.
+    void keyboardAloneReachesEveryRow()
+    {
+        KumaConfig kuma(QUuid::createUuid(), u"Homelab"_s, u"https://kuma.lan"_s);
+        kuma.statusPageSlug = u"home"_s;
+        const TCPPortConfig ssh(QUuid::createUuid(), u"SSH"_s, u"127.0.0.1"_s, 22);
+        const TCPPortConfig smb(QUuid::createUuid(), u"Samba"_s, u"127.0.0.1"_s, 445);
+        AppHub hub({kuma, ssh, smb});
+        hub.providers.setWidgets(kuma.id,
+                                 {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, {}},
+                                  ServiceRow{u"2"_s, u"Pi-hole"_s, ServiceStatus::Up, 2, {}, {}},
+                                  ServiceRow{u"3"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
+        PopoverModel model(hub.state.get(), hub.preferences.get());
+        PopoverController controller(hub.state.get(), &model);
+        QSignalSpy closing(&controller, &PopoverController::closeRequested);
+        PopoverWindow window(&controller, hub.engineGetter());
+        window.show(QRect(100, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+        QQuickItem *root = window.view()->rootObject();
+        hub.state->startSync();
+        const auto names = [root] {
+            QStringList shown;
+            for (QQuickItem *item : findVisible(root, u"row"_s))
+                shown.append(item->property("row").toMap().value(u"name"_s).toString());
+            return shown;
+        };
+        QTRY_COMPARE(names().size(), 6); // a header, its three children, two single rows
+        QTest::qWait(50);
+
+        type(window.view(), "p");
+        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"Plex"_s, u"Pi-hole"_s}));
+        QVERIFY(isShown(root, u"filterBar"_s));
+        type(window.view(), "i-");
+        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"Pi-hole"_s}));
+        for (int i = 0; i < 3; ++i)
+            QTest::keyClick(window.view(), Qt::Key_Backspace);
+        QTRY_COMPARE(names().size(), 6);
+        QVERIFY(!isShown(root, u"filterBar"_s));
+        type(window.view(), "S");
+        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"NAS"_s, u"SSH"_s, u"Samba"_s}));
+        type(window.view(), "amb");
+        QTRY_COMPARE(names(), QStringList{u"Samba"_s});
+        saveScreenshot(window.view()->grabWindow(), u"popover-type-to-filter.png"_s);
+        type(window.view(), "x");
+        QTRY_VERIFY(names().isEmpty());
+        QVERIFY(textOf(root, u"filterText"_s).startsWith(u"Nothing matches"_s));
+        QTest::keyClick(window.view(), Qt::Key_Escape);
+        QTRY_COMPARE(names().size(), 6);
+        QCOMPARE(closing.size(), 0);
+
+        // Down twice reaches the second card; Return opens its menu.
+        QTest::keyClick(window.view(), Qt::Key_Down);
+        QTest::keyClick(window.view(), Qt::Key_Down);
+        QList<QQuickItem *> cards = findVisible(root, u"card"_s);
+        QCOMPARE(cards.size(), 3);
+        QTRY_VERIFY(cards.at(1)->hasActiveFocus());
+        QTest::keyClick(window.view(), Qt::Key_Return);
+        auto *menu = cards.at(1)->findChild<QObject *>(u"sourceMenu"_s);
+        QTRY_VERIFY(menu && menu->property("opened").toBool());
+        QTest::keyClick(window.view(), Qt::Key_Escape);
+        QTRY_VERIFY(!menu->property("visible").toBool());
+        QTest::keyClick(window.view(), Qt::Key_Up);
+        QTRY_VERIFY(cards.at(0)->hasActiveFocus());
+
+        QTest::keyClick(window.view(), Qt::Key_Escape);
+        QTRY_COMPARE(closing.size(), 1);
+    }
 };
 
-TW_GUI_TEST_MAIN(OpenInBrowserTest)
-#include "OpenInBrowserTest.moc"
+TW_GUI_TEST_MAIN(PopoverActionsTest)
+#include "PopoverActionsTest.moc"
