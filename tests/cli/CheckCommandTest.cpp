@@ -86,7 +86,8 @@ private Q_SLOTS:
                             TCPPortConfig(QUuid::createUuid(), u"closed"_s, u"127.0.0.1"_s, closed),
                             HTTPPingConfig(QUuid::createUuid(), u"web ok"_s, web.url(u"/ok"_s)),
                             HTTPPingConfig(QUuid::createUuid(), u"web broken"_s, web.url(u"/broken"_s)),
-                            ICMPPingConfig(QUuid::createUuid(), u"ping"_s, u"127.0.0.1"_s, 2)},
+                            ICMPPingConfig(QUuid::createUuid(), u"ping"_s, u"127.0.0.1"_s, 2),
+                            TLSCertificateConfig(QUuid::createUuid(), u"certificate"_s, u"127.0.0.1"_s, closed)},
                            dir.path());
         const QString file = SourcesStore::sourcesPath(dir.path());
         const QByteArray before = contents(file);
@@ -95,7 +96,7 @@ private Q_SLOTS:
         QCOMPARE(run.exitCode, 2);
         const QJsonObject report = QJsonDocument::fromJson(run.out).object();
         QCOMPARE(report.value(u"overall"_s).toString(), u"down"_s);
-        QCOMPARE(report.value(u"sources"_s).toArray().size(), 5);
+        QCOMPARE(report.value(u"sources"_s).toArray().size(), 6);
         QCOMPARE(sourceNamed(report, u"open"_s).value(u"kind"_s).toString(), u"tcpPort"_s);
 
         const QJsonObject open = onlyRow(sourceNamed(report, u"open"_s));
@@ -104,6 +105,7 @@ private Q_SLOTS:
         const QJsonObject shut = onlyRow(sourceNamed(report, u"closed"_s));
         QCOMPARE(shut.value(u"status"_s).toString(), u"down"_s);
         QCOMPARE(shut.value(u"detail"_s).toString(), u"closed"_s);
+        QCOMPARE(onlyRow(sourceNamed(report, u"certificate"_s)).value(u"status"_s).toString(), u"down"_s);
         QCOMPARE(onlyRow(sourceNamed(report, u"web ok"_s)).value(u"status"_s).toString(), u"up"_s);
         const QJsonObject broken = onlyRow(sourceNamed(report, u"web broken"_s));
         QCOMPARE(broken.value(u"status"_s).toString(), u"down"_s);
