@@ -166,30 +166,6 @@ private Q_SLOTS:
     }
 
     // The network checks travel through a file like every other kind: only their ids change.
-    void networkChecksMoveBetweenMachines()
-    {
-        DNSRecordConfig dns(QUuid::createUuid(), u"Mail"_s, u"home.lan"_s, DNSRecordType::MX);
-        dns.expectedValue = u"mail.home.lan"_s;
-        TLSCertificateConfig tls(QUuid::createUuid(), u"NAS"_s, u"nas"_s, 8443);
-        tls.sniName = u"nas.home.lan"_s;
-        const QList<AnySourceConfig> sources{ICMPPingConfig(QUuid::createUuid(), u"Router"_s, u"10.0.0.1"_s, 4),
-                                             dns,
-                                             tls};
-        write(u"elsewhere.json"_s, SourcesStore::encode(sources));
-        const QString exported = m_dir.filePath(u"network.json"_s);
-        QFile::remove(exported);
-        QCOMPARE(runCli({u"export"_s, exported, u"--sources"_s, m_dir.filePath(u"elsewhere.json"_s)}).exitCode, 0);
-
-        const CliRun run = runCli({u"import"_s, exported, u"--sources"_s, target()}, {}, m_environment);
-        QVERIFY2(run.exitCode == 0, run.err.constData());
-        QList<AnySourceConfig> after = SourcesStore::decode(contents(target()));
-        QCOMPARE(after.size(), sources.size());
-        for (qsizetype i = 0; i < after.size(); ++i) {
-            QVERIFY(after[i].id() != sources[i].id());
-            after[i].common().id = sources[i].id();
-            QCOMPARE(after[i], sources[i]);
-        }
-    }
 };
 
 QTEST_GUILESS_MAIN(TransferCommandTest)

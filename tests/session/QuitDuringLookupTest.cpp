@@ -5,7 +5,6 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/model/TCPPortConfig.h"
 #include "support/CliProcess.h"
-#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QDir>
@@ -60,29 +59,22 @@ private Q_SLOTS:
         DNSRecordConfig record(QUuid::createUuid(), u"Records"_s, u"nas.home.test"_s, DNSRecordType::A);
         record.nameserver = u"127.0.0.1:%1"_s.arg(silent.localPort());
         const QString data = application ? home.filePath(u"data/Tidewatch"_s) : home.path();
-        SourcesStore::save({nas, record}, data);
-
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"XDG_DATA_HOME"_s, home.filePath(u"data"_s));
-        environment.insert(u"XDG_CONFIG_HOME"_s, home.filePath(u"config"_s));
         QProcess process;
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         if (application) {
             if (!QFile::exists(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch")))
                 QSKIP("the application is not built");
-            put(home.filePath(u"config/Tidewatch/Tidewatch.conf"_s), "[General]\nonboardingCompleted=true\n");
-            if (!qEnvironmentVariableIsSet("DISPLAY"))
-                environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-            else
-                environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-            process.setProcessEnvironment(environment);
-            process.start(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch"), {});
+            QVERIFY(startApplication(process, home.path(), {nas, record}));
         } else {
+            SourcesStore::save({nas, record}, data);
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            // The watch reads the application's silences: these are the test's own.
+            environment.insert(u"XDG_CONFIG_HOME"_s, home.filePath(u"config"_s));
+            environment.insert(u"XDG_DATA_HOME"_s, home.filePath(u"data"_s));
             process.setProcessEnvironment(environment);
             process.setProcessChannelMode(QProcess::MergedChannels);
             process.start(cliPath(), {u"watch"_s, u"--sources"_s, home.filePath(u"sources.json"_s)});
+            QVERIFY(process.waitForStarted());
         }
-        QVERIFY(process.waitForStarted());
         // The look-up is in flight once the nameserver has the question; the port check has its
         // sample by then.
         QTRY_VERIFY_WITH_TIMEOUT(questions > 0, 10000);

@@ -1,5 +1,5 @@
-#include "kit/model/SourcesStore.h"
-#include "support/Files.h"
+#include "kit/model/TCPPortConfig.h"
+#include "support/CliProcess.h"
 #include "support/XInput.h"
 
 #include <QDBusConnection>
@@ -87,19 +87,13 @@ private Q_SLOTS:
                                      &m_watcher,
                                      QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties));
 
-        SourcesStore::save({TCPPortConfig(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 1)},
-                           m_home.filePath(u"data/Tidewatch"_s));
-        put(m_home.filePath(u"config/Tidewatch/Tidewatch.conf"_s), "[General]\nonboardingCompleted=true\n");
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
         env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_address);
-        env.insert(u"XDG_DATA_HOME"_s, m_home.filePath(u"data"_s));
-        env.insert(u"XDG_CONFIG_HOME"_s, m_home.filePath(u"config"_s));
         env.insert(u"TIDEWATCH_TEST_HOST"_s, u"1"_s); // no polls: the popover keeps one height
-        m_app.setProcessEnvironment(env);
-        m_app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_app.start(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch"), {});
-        QVERIFY(m_app.waitForStarted());
+        QVERIFY(startApplication(m_app,
+                                 m_home.path(),
+                                 {TCPPortConfig(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 1)},
+                                 env));
         QTRY_VERIFY_WITH_TIMEOUT(!m_watcher.items().isEmpty(), 10000);
     }
 

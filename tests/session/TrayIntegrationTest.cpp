@@ -1,6 +1,8 @@
-#include "kit/model/SourcesStore.h"
-#include "support/Files.h"
+#include "kit/model/TCPPortConfig.h"
+#include "support/CliProcess.h"
+#include "support/XInput.h"
 
+#include <QFile>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -17,18 +19,6 @@ using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QString run(const QString &program, const QStringList &arguments, QByteArray *binary = nullptr)
-{
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(5000))
-        return {};
-    const QByteArray out = process.readAllStandardOutput();
-    if (binary)
-        *binary = out;
-    return QString::fromLocal8Bit(out).trimmed();
-}
 
 // Counts the pixels of the docked icon close to `colour`: the status dot is the only saturated
 // part of the picture.
@@ -63,9 +53,10 @@ class TrayIntegrationTest : public QObject
 
     QImage grabIcon()
     {
-        QByteArray png;
-        run(u"import"_s, {u"-window"_s, m_window, u"png:-"_s}, &png);
-        return QImage::fromData(png, "PNG");
+        QProcess import;
+        import.start(u"import"_s, {u"-window"_s, m_window, u"png:-"_s});
+        import.waitForFinished(5000);
+        return QImage::fromData(import.readAllStandardOutput(), "PNG");
     }
 
 private Q_SLOTS:
@@ -76,18 +67,7 @@ private Q_SLOTS:
         QVERIFY(m_listener.listen(QHostAddress::LocalHost));
         TCPPortConfig config(m_source, u"Local port"_s, u"127.0.0.1"_s, m_listener.serverPort());
         config.pollInterval = 5;
-        const QString data = m_home.filePath(u"data/Tidewatch"_s);
-        SourcesStore::save({config}, data);
-        put(m_home.filePath(u"config/Tidewatch/Tidewatch.conf"_s), "[General]\nonboardingCompleted=true\n");
-
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-        env.insert(u"XDG_DATA_HOME"_s, m_home.filePath(u"data"_s));
-        env.insert(u"XDG_CONFIG_HOME"_s, m_home.filePath(u"config"_s));
-        m_app.setProcessEnvironment(env);
-        m_app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_app.start(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch"), {});
-        QVERIFY(m_app.waitForStarted());
+        QVERIFY(startApplication(m_app, m_home.path(), {config}));
     }
 
     void iconIsDockedInTheTray()
@@ -96,8 +76,11 @@ private Q_SLOTS:
         const QString pid = QString::number(m_app.processId());
         QTRY_VERIFY_WITH_TIMEOUT(
             [&] {
-                for (const QString &window : run(u"xdotool"_s, {u"search"_s, u"--pid"_s, pid}).split(u'\n')) {
-                    const QString geometry = run(u"xdotool"_s, {u"getwindowgeometry"_s, window});
+                QString windows;
+                XInput::run({u"search"_s, u"--pid"_s, pid}, &windows);
+                for (const QString &window : windows.split(u'\n')) {
+                    QString geometry;
+                    XInput::run({u"getwindowgeometry"_s, window}, &geometry);
                     if (!window.isEmpty() && geometry.contains(u"Geometry:"_s) && !geometry.contains(u"1x1"_s)) {
                         m_window = window;
                         return true;

@@ -1,6 +1,10 @@
 #include "CliProcess.h"
 
+#include "kit/model/SourcesStore.h"
+
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QTest>
 
@@ -36,6 +40,27 @@ runCli(const QStringList &arguments, const QByteArray &input, const QProcessEnvi
     run.out = process.readAllStandardOutput();
     run.err = process.readAllStandardError();
     return run;
+}
+
+bool startApplication(QProcess &app,
+                      const QString &home,
+                      const QList<AnySourceConfig> &sources,
+                      QProcessEnvironment environment)
+{
+    SourcesStore::save(sources, home + QStringLiteral("/data/Tidewatch"));
+    QFile settings(home + QStringLiteral("/config/Tidewatch/Tidewatch.conf"));
+    if (!QDir().mkpath(home + QStringLiteral("/config/Tidewatch")) || !settings.open(QIODevice::WriteOnly)
+        || settings.write("[General]\nonboardingCompleted=true\n") < 0)
+        return false;
+    settings.close();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/data"));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/config"));
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"),
+                       qEnvironmentVariableIsSet("DISPLAY") ? QStringLiteral("xcb") : QStringLiteral("offscreen"));
+    app.setProcessEnvironment(environment);
+    app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    app.start(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch"), {});
+    return app.waitForStarted();
 }
 
 } // namespace tw::test

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "kit/model/AnySourceConfig.h"
+
 #include <QByteArray>
 #include <QProcessEnvironment>
 #include <QStringList>
+
+class QProcess;
 
 namespace tw::test {
 
@@ -20,5 +24,12 @@ CliRun runCli(const QStringList &arguments,
               const QByteArray &input = {},
               const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
               int timeoutMs = 20000);
+
+// The application as a user starts it once past its welcome window, watching `sources`, with its
+// data and settings under `home`; on the session's X server when there is one.
+bool startApplication(QProcess &app,
+                      const QString &home,
+                      const QList<AnySourceConfig> &sources,
+                      QProcessEnvironment environment = QProcessEnvironment::systemEnvironment());
 
 } // namespace tw::test

@@ -26,11 +26,16 @@ void Hub::restart()
 
 void Hub::start()
 {
+    state = std::make_unique<AppState>(environment());
+}
+
+AppState::Environment Hub::environment()
+{
     AppState::Environment environment;
     environment.credentials = credentials;
     environment.sourcesDirectory = dir.path();
     environment.defaults = settings;
-    environment.makeProvider = providers.maker();
+    environment.makeProvider = m_options.makeProvider ? m_options.makeProvider : providers.maker();
     environment.sleep = sleeper.function();
     environment.historySleep = historySleeper.function();
     environment.postAlert = [this](const AlertEvent &event, bool sound) {
@@ -42,7 +47,7 @@ void Hub::start()
     environment.now = [this] {
         return clock.value_or(QDateTime::currentDateTimeUtc());
     };
-    state = std::make_unique<AppState>(std::move(environment));
+    return environment;
 }
 
 QStringList Hub::postedTitles() const

@@ -17,6 +17,7 @@ struct HubOptions
     bool testHost = true;
     bool deferPolling = false;
     bool followSourcesFile = false;
+    ProviderMaker makeProvider; // the scripted providers when empty
 };
 
 // A hub as the program runs it, over a temporary folder, with scripted providers, hand-cranked poll
@@ -40,6 +41,8 @@ struct Hub
 
     // A second run of the program over the same folder, preferences and secrets.
     void restart();
+    // What the hub runs with, for a test that starts a program of its own over the same fakes.
+    AppState::Environment environment();
     QStringList postedTitles() const;
     bool hasSecret(const QString &name);
 

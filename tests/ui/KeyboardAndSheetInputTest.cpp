@@ -1,28 +1,19 @@
 #include "app/OnboardingController.h"
-#include "app/Preferences.h"
 #include "app/QmlWindow.h"
 #include "app/SettingsController.h"
 #include "app/SourceEditor.h"
 #include "app/SourceSheetController.h"
-#include "app/TidewatchApp.h"
-#include "kit/desktop/InMemoryCredentialStore.h"
-#include "kit/model/SourcesStore.h"
-#include "support/FakeProviders.h"
 #include "support/GuiTestMain.h"
-#include "support/ManualSleeper.h"
 #include "support/TestData.h"
+#include "support/Views.h"
+#include "support/XInput.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QGuiApplication>
-#include <QProcess>
-#include <QQuickItem>
 #include <QQuickView>
 #include <QSignalSpy>
 #include <QStyleHints>
-#include <QTemporaryDir>
-#include <QTest>
 
 using namespace tw;
 using namespace tw::test;
@@ -30,30 +21,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QQuickItem *findItem(QQuickItem *root, const QString &name)
-{
-    if (!root)
-        return nullptr;
-    if (root->objectName() == name && root->isVisible())
-        return root;
-    for (QQuickItem *child : root->childItems()) {
-        if (QQuickItem *hit = findItem(child, name))
-            return hit;
-    }
-    return nullptr;
-}
-
-// Input as a person gives it: through the X server, with xdotool, into whichever window has the focus.
-bool xdotool(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(u"xdotool"_s, arguments);
-    return process.waitForFinished(5000) && process.exitCode() == 0;
-}
-
 bool key(const QString &name)
 {
-    const bool sent = xdotool({u"key"_s, name});
+    const bool sent = XInput::key(name);
     QTest::qWait(60);
     return sent;
 }
@@ -68,10 +38,8 @@ bool click(QQuickItem *item, int clicks = 1)
     const int pairing = QGuiApplication::styleHints()->mouseDoubleClickInterval() + 50;
     if (lastClick.isValid() && lastClick.elapsed() < pairing)
         QTest::qWait(static_cast<int>(pairing - lastClick.elapsed()));
-    const QPoint at = item->mapToGlobal(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-    // Not --sync: that waits forever when the pointer already is where it is sent.
-    const bool sent = xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y())})
-        && xdotool({u"click"_s, u"--repeat"_s, QString::number(clicks), u"--delay"_s, u"80"_s, u"1"_s});
+    const bool sent = XInput::moveTo(item->mapToGlobal(QPointF(item->width() / 2, item->height() / 2)).toPoint())
+        && XInput::run({u"click"_s, u"--repeat"_s, QString::number(clicks), u"--delay"_s, u"80"_s, u"1"_s});
     lastClick.start();
     QTest::qWait(80);
     return sent;
@@ -82,7 +50,7 @@ bool focus(QQuickView *view)
 {
     if (!view || !QTest::qWaitForWindowExposed(view))
         return false;
-    xdotool({u"windowfocus"_s, u"--sync"_s, QString::number(view->winId())});
+    XInput::run({u"windowfocus"_s, u"--sync"_s, QString::number(view->winId())});
     return QTest::qWaitFor([&] { return view->isActive(); }, 3000);
 }
 
@@ -97,40 +65,25 @@ bool tabTo(QQuickView *view, const QString &name)
     return false;
 }
 
-// Pictures for a look by eye, into $TW_SCREENSHOT_DIR: one window, or the whole screen.
-void screenshot(const QString &name, QQuickView *view = nullptr)
+// Pictures for a look by eye, once the window has drawn what it was last told.
+void screenshot(const QString &name, QQuickView *view)
 {
-    const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-    QDir().mkpath(out);
-    const QString file = QDir(out).filePath(name + u".png"_s);
     QTest::qWait(150);
-    if (view)
-        view->grabWindow().save(file);
-    else
-        QProcess::execute(u"import"_s, {u"-window"_s, u"root"_s, file});
+    saveScreenshot(view->grabWindow(), name + u".png"_s);
 }
 
 // The program's own windows and sheet over a hub with scripted providers.
-struct Program
+struct Program : Hub
 {
-    QTemporaryDir dir;
-    ManualSleeper sleeper;
     std::unique_ptr<TidewatchApp> app;
 
     explicit Program(const QList<AnySourceConfig> &sources, TidewatchApp::LaunchOptions options = {})
+        : Hub(sources)
     {
-        SourcesStore::save(sources, dir.path());
-        AppState::Environment environment;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
-        environment.makeProvider = FakeProviders().maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = sleeper.function();
-        environment.testHost = true;
-        app = std::make_unique<TidewatchApp>(environment, options);
+        state.reset(); // the program runs a hub of its own
+        app = std::make_unique<TidewatchApp>(environment(), options);
     }
-    ~Program()
+    ~Program() override
     {
         if (app->sourceEditor()->isVisible())
             app->sourceEditor()->close();
@@ -149,7 +102,7 @@ struct Program
     }
     SourceEditor &editor() { return *app->sourceEditor(); }
     SourceSheetController &sheet() { return *app->sourceEditor()->controller(); }
-    QQuickItem *inSheet(const QString &name) { return findItem(editor().view()->contentItem(), name); }
+    QQuickItem *inSheet(const QString &name) { return findShown(editor().view()->contentItem(), name); }
 };
 
 const TCPPortConfig nas(QUuid(u"{6F1C2B1E-3A4D-4C5B-8E9F-0A1B2C3D4E5F}"_s), u"NAS"_s, u"nas"_s, 22);
@@ -294,7 +247,7 @@ private Q_SLOTS:
         program.app->onboarding().next();
         // The step's button is laid out at the next frame.
         QTest::qWait(300);
-        QVERIFY(click(findItem(welcome->rootObject(), u"onboarding.addSource"_s)));
+        QVERIFY(click(findShown(welcome->rootObject(), u"onboarding.addSource"_s)));
         QTRY_VERIFY(program.editor().isVisible());
         QCOMPARE(program.editor().view()->transientParent(), static_cast<QWindow *>(welcome));
         QVERIFY(focus(program.editor().view()));
@@ -303,14 +256,14 @@ private Q_SLOTS:
         if (typed) {
             QTest::qWait(300); // the form is laid out at the next frame
             QVERIFY(click(program.inSheet(u"source.name.input"_s)));
-            QVERIFY(xdotool({u"type"_s, u"--delay"_s, u"20"_s, u"Backup box"_s}));
+            QVERIFY(XInput::run({u"type"_s, u"--delay"_s, u"20"_s, u"Backup box"_s}));
             QTRY_COMPARE(program.sheet().displayName(), u"Backup box"_s);
         }
 
         QQuickView *settings = program.settings();
         settings->setPosition(700, 100);
         QVERIFY(focus(settings));
-        QVERIFY(click(findItem(settings->rootObject(), u"settings.source.edit"_s)));
+        QVERIFY(click(findShown(settings->rootObject(), u"settings.source.edit"_s)));
         if (!typed) {
             QTRY_VERIFY(program.sheet().editing());
             QCOMPARE(program.editor().view()->transientParent(), static_cast<QWindow *>(settings));
@@ -338,13 +291,13 @@ private Q_SLOTS:
         Program program({nas});
         QQuickView *settings = program.settings();
         QVERIFY(focus(settings));
-        QVERIFY(click(findItem(settings->rootObject(), u"settings.sources.add"_s)));
+        QVERIFY(click(findShown(settings->rootObject(), u"settings.sources.add"_s)));
         QTRY_VERIFY(program.editor().isVisible());
         QVERIFY(program.sheet().choosing());
         // Moved aside, so that the click lands on the settings window itself.
-        QVERIFY(xdotool(
+        QVERIFY(XInput::run(
             {u"windowmove"_s, u"--sync"_s, QString::number(program.editor().view()->winId()), u"700"_s, u"50"_s}));
-        QVERIFY(click(findItem(settings->rootObject(), u"settings.source.edit"_s)));
+        QVERIFY(click(findShown(settings->rootObject(), u"settings.source.edit"_s)));
         QTest::qWait(300);
         QVERIFY(program.sheet().choosing());
         QVERIFY(program.editor().question().isEmpty());

