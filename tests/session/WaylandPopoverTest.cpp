@@ -7,6 +7,8 @@
 #include <QDBusInterface>
 #include <QDBusMessage>
 #include <QDir>
+#include <QFile>
+#include <QImage>
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -62,6 +64,24 @@ class WaylandPopoverTest : public QObject
 
     QJsonObject popover() { return SwaySession::window(m_app.processId(), u"Tidewatch"_s); }
 
+    // Whether swaybar draws anything in the last 40 px of its 30 px high bar, where its tray sits;
+    // with no status line the bar is black there until an icon shows.
+    static bool trayShowsAnIcon()
+    {
+        const QString path = QDir(QDir::tempPath()).filePath(u"tidewatch-wayland-bar.png"_s);
+        QImage screen;
+        if (!SwaySession::screenshot(path) || !screen.load(path))
+            return false;
+        QFile::remove(path);
+        for (int y = 0; y < 30; ++y) {
+            for (int x = screen.width() - 40; x < screen.width(); ++x) {
+                if (qGray(screen.pixel(x, y)) > 64)
+                    return true;
+            }
+        }
+        return false;
+    }
+
     static QString screenshotPath()
     {
         const QString dir = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
@@ -85,6 +105,7 @@ private Q_SLOTS:
         env.insert(u"TIDEWATCH_TEST_HOST"_s, u"1"_s); // no polls: the popover keeps one height
         m_app.setProcessEnvironment(env);
         m_app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        QVERIFY2(!trayShowsAnIcon(), "the tray is empty before the program starts");
         m_app.start(QStringLiteral(TW_BINARY_DIR "/src/app/tidewatch"), {});
         QVERIFY(m_app.waitForStarted());
     }
@@ -92,6 +113,7 @@ private Q_SLOTS:
     void iconRegistersWithThePanel()
     {
         QTRY_VERIFY_WITH_TIMEOUT(!(m_item = itemOfTheProgram()).isEmpty(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(trayShowsAnIcon(), 10000);
         QDBusInterface item(m_item, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem"_s);
         QCOMPARE(item.property("Title").toString(), u"Tidewatch"_s);
     }
