@@ -14,6 +14,25 @@ using namespace Qt::StringLiterals;
 
 namespace tw {
 
+namespace {
+
+// Wayland leaves a window's place to the compositor, and a tiling one (sway) would stretch the
+// popover over a whole tile. A toplevel whose minimum and maximum sizes agree is a dialog to them,
+// and floats at its own size; the bounds follow the view as its content grows and shrinks.
+void pinSize(QWindow *window)
+{
+    const QSize size = window->size();
+    if (size.width() > window->maximumWidth() || size.height() > window->maximumHeight()) {
+        window->setMaximumSize(size);
+        window->setMinimumSize(size);
+    } else {
+        window->setMinimumSize(size);
+        window->setMaximumSize(size);
+    }
+}
+
+} // namespace
+
 PopoverWindow::PopoverWindow(PopoverController *controller, std::function<QQmlEngine *()> engine, QObject *parent)
     : QObject(parent)
     , m_controller(controller)
@@ -38,6 +57,11 @@ void PopoverWindow::create()
     if (m_view->status() == QQuickView::Error) {
         for (const auto &error : m_view->errors())
             qCWarning(logging::views, "%s", qUtf8Printable(error.toString()));
+    }
+    if (QGuiApplication::platformName().startsWith(u"wayland"_s)) {
+        pinSize(m_view.get());
+        connect(m_view.get(), &QWindow::widthChanged, this, [this] { pinSize(m_view.get()); });
+        connect(m_view.get(), &QWindow::heightChanged, this, [this] { pinSize(m_view.get()); });
     }
     connect(m_view.get(), &QWindow::visibleChanged, this, [this](bool visible) {
         if (!visible)
