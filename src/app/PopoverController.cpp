@@ -6,6 +6,7 @@
 #include "app/PopoverText.h"
 #include "app/RowText.h"
 #include "app/TrayIconPainter.h"
+#include "kit/model/JsonRead.h"
 #include "kit/monitor/AppState.h"
 
 #include <QDesktopServices>
@@ -199,6 +200,11 @@ void PopoverController::refreshAll()
 void PopoverController::togglePaused()
 {
     m_state->togglePaused();
+}
+
+void PopoverController::reveal(const QUuid &sourceID)
+{
+    Q_EMIT revealRequested(JsonRead::uuidText(sourceID));
 }
 
 void PopoverController::openInBrowser(const QString &url)

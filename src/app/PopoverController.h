@@ -83,10 +83,13 @@ public:
     Q_INVOKABLE void close() { Q_EMIT closeRequested(); }
     // Hands a row's page to the desktop's browser, and closes the popover, which the browser covers.
     Q_INVOKABLE void openInBrowser(const QString &url);
+    // Brings the source's card into view and gives it the keyboard's focus.
+    void reveal(const QUuid &sourceID);
     // What opens a page; the desktop's URL handler unless a test puts its own.
     void setPageOpener(std::function<bool(const QUrl &)> opener) { m_openPage = std::move(opener); }
 
 Q_SIGNALS:
+    void revealRequested(const QString &sourceId);
     void changed();
     void snoozesChanged();
     void settingsRequested();

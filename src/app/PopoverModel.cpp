@@ -200,6 +200,15 @@ void PopoverModel::toggleCollapsed(const QString &sourceId)
     m_preferences->setWidgetLayout(layout);
 }
 
+int PopoverModel::cardOf(const QString &sourceId) const
+{
+    for (qsizetype i = 0; i < m_rows.size(); ++i) {
+        if (m_rows.at(i).value(u"sourceId"_s).toString() == sourceId)
+            return int(i);
+    }
+    return -1;
+}
+
 void PopoverModel::setFilter(const QString &text)
 {
     if (text == m_filter)

@@ -47,6 +47,9 @@ public:
 
     Q_INVOKABLE void toggleCollapsed(const QString &sourceId);
 
+    // The card of a source, or -1.
+    Q_INVOKABLE int cardOf(const QString &sourceId) const;
+
     QString filter() const { return m_filter; }
     void setFilter(const QString &text);
 

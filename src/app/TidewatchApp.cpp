@@ -255,6 +255,19 @@ void TidewatchApp::showPopover()
     m_popover->show(m_tray->iconGeometry());
 }
 
+void TidewatchApp::takeNotificationAction(AlertCenter::Action action, const QUuid &sourceID)
+{
+    switch (action) {
+    case AlertCenter::Action::Open:
+        showPopover();
+        m_controller->reveal(sourceID);
+        break;
+    case AlertCenter::Action::Snooze:
+        m_state->snoozeSource(sourceID, 3600);
+        break;
+    }
+}
+
 void TidewatchApp::quit()
 {
     if (m_quitting)

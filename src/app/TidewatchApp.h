@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/desktop/AlertCenter.h"
 #include "kit/monitor/AppState.h"
 
 #include <QObject>
@@ -53,6 +54,8 @@ public:
     // Shows the tray icon and runs the first-appearance steps.
     void start();
     void showPopover();
+    // A notification's "Open" shows the popover at the source's card; "Snooze 1 Hour" snoozes it.
+    void takeNotificationAction(AlertCenter::Action action, const QUuid &sourceID);
     // Flushes the history, then ends the event loop. Safe to call more than once.
     void quit();
 

@@ -39,6 +39,12 @@ int main(int argc, char *argv[])
     alerts->setFallback(
         [&tidewatch](const QString &title, const QString &body) { tidewatch.tray().showMessage(title, body); });
     QObject::connect(&instance, &tw::SingleInstance::showRequested, &tidewatch, &tw::TidewatchApp::showPopover);
+    QObject::connect(alerts.get(),
+                     &tw::AlertCenter::actionInvoked,
+                     &tidewatch,
+                     [&tidewatch](tw::AlertCenter::Action action, const QUuid &sourceID) {
+                         tidewatch.takeNotificationAction(action, sourceID);
+                     });
     // The command line changes the sources through this process while it runs, never behind it.
     tw::SourcesService sources(&tidewatch.state());
     if (claimed == tw::SingleInstance::Outcome::Primary)

@@ -111,6 +111,8 @@ int run(const QStringList &arguments)
         environment.reviewIntervalMs = std::max(1, int(environment.reviewIntervalMs * scale));
     }
     const std::shared_ptr<AlertCenter> alerts = parser.isSet(u"notify"_s) ? std::make_shared<AlertCenter>() : nullptr;
+    if (alerts)
+        alerts->setOffersOpen(false); // no popover here to open
     const bool verbose = parser.isSet(u"verbose"_s);
     const auto printEvents = [&out](const QList<AlertEvent> &events) {
         for (const AlertEvent &event : events) {
@@ -141,6 +143,15 @@ int run(const QStringList &arguments)
     environment.deferPolling = true; // polling starts below, once everything is connected
 
     AppState state(environment);
+    if (alerts) {
+        QObject::connect(alerts.get(),
+                         &AlertCenter::actionInvoked,
+                         &state,
+                         [&state](AlertCenter::Action action, const QUuid &sourceID) {
+                             if (action == AlertCenter::Action::Snooze)
+                                 state.snoozeSource(sourceID, 3600);
+                         });
+    }
     ConnectivityWatcher connectivity;
     QObject::connect(&connectivity, &ConnectivityWatcher::onlineChanged, &state, &AppState::setNetworkOnline);
     QObject::connect(&connectivity, &ConnectivityWatcher::asleepChanged, &state, &AppState::setAsleep);

@@ -1,6 +1,7 @@
 #include "kit/desktop/AlertCenter.h"
 
 #include "support/Await.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QDBusConnection>
@@ -9,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tw;
@@ -34,6 +36,40 @@ QList<std::pair<QString, QString>> shown()
     }
     return notes;
 }
+
+// A notification server that takes actions, on a private bus: it records what it is asked and
+// can say that the user chose an action.
+class ActionsServer : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    struct Shown
+    {
+        QString summary;
+        QStringList actions;
+    };
+    QHash<uint, Shown> shown;
+    QList<uint> closed;
+
+public Q_SLOTS:
+    QStringList GetCapabilities() { return {u"actions"_s, u"body"_s}; }
+    uint Notify(const QString &,
+                uint,
+                const QString &,
+                const QString &summary,
+                const QString &,
+                const QStringList &actions,
+                const QVariantMap &,
+                int)
+    {
+        const uint id = uint(shown.size()) + 1;
+        shown.insert(id, {summary, actions});
+        return id;
+    }
+    void CloseNotification(uint id) { closed.append(id); }
+};
 
 } // namespace
 
@@ -89,6 +125,78 @@ private Q_SLOTS:
         QTRY_VERIFY((notes = shown()).size() >= 2);
         QCOMPARE(notes.at(0), std::make_pair(u"NAS recovered"_s, u"Back after 3 minutes"_s));
         QCOMPARE(notes.at(1), std::make_pair(u"NAS is unreachable"_s, u"Unreachable for less than a minute"_s));
+    }
+
+    // A server that takes actions gets them; choosing one reaches the program with the source it is
+    // about, and an outage's notification is withdrawn once its recovery is told.
+    void actionsReachTheProgram()
+    {
+        QTemporaryDir home;
+        QProcess daemon;
+        daemon.start(u"dbus-daemon"_s,
+                     {u"--config-file="_s + writeBusConfig(home.path()), u"--print-address=1"_s, u"--nofork"_s});
+        QVERIFY(daemon.waitForStarted());
+        QTRY_VERIFY(daemon.canReadLine());
+        const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+        auto serverBus = QDBusConnection::connectToBus(address, u"server"_s);
+        auto clientBus = QDBusConnection::connectToBus(address, u"client"_s);
+        ActionsServer server;
+        QVERIFY(
+            serverBus.registerObject(u"/org/freedesktop/Notifications"_s, &server, QDBusConnection::ExportAllSlots));
+        QVERIFY(serverBus.registerService(u"org.freedesktop.Notifications"_s));
+
+        AlertCenter center(clientBus);
+        QList<std::tuple<AlertCenter::Action, QUuid, QString>> chosen;
+        connect(&center,
+                &AlertCenter::actionInvoked,
+                this,
+                [&](AlertCenter::Action action, const QUuid &id, const QString &key) {
+                    chosen.append({action, id, key});
+                });
+        const QUuid nas = QUuid::createUuid();
+        const QString key = nas.toString(QUuid::WithoutBraces).toUpper();
+        const uint down = await(center.postAndWait(
+            {nas, AlertEvent::Kind::Down, u"NAS is unreachable"_s, QDateTime::currentDateTimeUtc(), key, {}},
+            false));
+        QVERIFY(down != 0);
+        QCOMPARE(server.shown.value(down).actions,
+                 (QStringList{u"open"_s, u"Open"_s, u"snooze-1h"_s, u"Snooze 1 Hour"_s}));
+
+        const auto invoke = [&](uint id, const QString &action) {
+            QDBusMessage signal = QDBusMessage::createSignal(u"/org/freedesktop/Notifications"_s,
+                                                             u"org.freedesktop.Notifications"_s,
+                                                             u"ActionInvoked"_s);
+            signal << id << action;
+            QVERIFY(serverBus.send(signal));
+        };
+        invoke(down, u"snooze-1h"_s);
+        QTRY_COMPARE(chosen.size(), 1);
+        QCOMPARE(chosen.last(), std::make_tuple(AlertCenter::Action::Snooze, nas, key));
+        invoke(down, u"open"_s);
+        QTRY_COMPARE(chosen.size(), 2);
+        QCOMPARE(std::get<0>(chosen.last()), AlertCenter::Action::Open);
+        invoke(4242, u"open"_s); // another program's notification
+        QTest::qWait(100);
+        QCOMPARE(chosen.size(), 2);
+
+        const uint back = await(center.postAndWait(
+            {nas, AlertEvent::Kind::Recovered, u"NAS recovered"_s, QDateTime::currentDateTimeUtc(), key, {}},
+            false));
+        QTRY_COMPARE(server.closed, QList<uint>{down});
+        QCOMPARE(server.shown.value(back).actions, (QStringList{u"open"_s, u"Open"_s}));
+
+        // Without "Open" (the command line), a down alert offers the snooze alone.
+        center.setOffersOpen(false);
+        const uint again = await(center.postAndWait(
+            {nas, AlertEvent::Kind::Down, u"NAS is unreachable"_s, QDateTime::currentDateTimeUtc(), key, {}},
+            false));
+        QCOMPARE(server.shown.value(again).actions, (QStringList{u"snooze-1h"_s, u"Snooze 1 Hour"_s}));
+
+        serverBus.unregisterService(u"org.freedesktop.Notifications"_s);
+        QDBusConnection::disconnectFromBus(u"server"_s);
+        QDBusConnection::disconnectFromBus(u"client"_s);
+        daemon.terminate();
+        daemon.waitForFinished();
     }
 
     void withoutAServerTheFallbackShowsIt()

@@ -166,6 +166,13 @@ private Q_SLOTS:
         QTest::keyClick(window.view(), Qt::Key_Up);
         QTRY_VERIFY(cards.at(0)->hasActiveFocus());
 
+        // A notification's "Open" lands on its source's card, whatever was typed before.
+        type(window.view(), "zz");
+        QTRY_VERIFY(names().isEmpty());
+        controller.reveal(smb.id);
+        QTRY_COMPARE(names().size(), 6);
+        QTRY_VERIFY(findVisible(root, u"card"_s).at(2)->hasActiveFocus());
+
         QTest::keyClick(window.view(), Qt::Key_Escape);
         QTRY_COMPARE(closing.size(), 1);
     }

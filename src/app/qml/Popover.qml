@@ -53,7 +53,9 @@ Rectangle {
                 current = i
         }
         var next = current < 0 ? (step > 0 ? 0 : cards.count - 1) : Math.max(0, Math.min(cards.count - 1, current + step))
-        var card = cards.itemAt(next)
+        root.focusCard(cards.itemAt(next))
+    }
+    function focusCard(card) {
         if (!card)
             return
         card.forceActiveFocus(Qt.TabFocusReason)
@@ -66,6 +68,16 @@ Rectangle {
     }
     Accessible.role: Accessible.Pane
     Accessible.name: "Tidewatch"
+    // A notification's "Open": the source's card, in view and focused.
+    Connections {
+        target: root.popover
+        function onRevealRequested(sourceId: string) {
+            root.popover.rows.filter = ""
+            const index = root.popover.rows.cardOf(sourceId)
+            if (index >= 0)
+                root.focusCard(cards.itemAt(index))
+        }
+    }
 
     Column {
         id: header
