@@ -2,6 +2,9 @@
 
 // For the tests of the views, which link the application's library.
 
+#include "app/PopoverController.h"
+#include "app/PopoverModel.h"
+#include "app/PopoverWindow.h"
 #include "app/Preferences.h"
 #include "app/Theme.h"
 #include "app/TidewatchApp.h"
@@ -11,6 +14,7 @@
 #include <QImage>
 #include <QQmlEngine>
 #include <QQuickItem>
+#include <QQuickView>
 #include <QQuickWindow>
 #include <QTest>
 
@@ -96,6 +100,25 @@ struct AppHub : Hub
     }
 
     using Hub::Hub;
+};
+
+// The popover over such a hub, shown as the tray shows it.
+struct PopoverRig : AppHub
+{
+    std::unique_ptr<PopoverModel> model = std::make_unique<PopoverModel>(state.get(), preferences.get());
+    std::unique_ptr<PopoverController> controller = std::make_unique<PopoverController>(state.get(), model.get());
+    std::unique_ptr<PopoverWindow> window = std::make_unique<PopoverWindow>(controller.get(), engineGetter());
+
+    using AppHub::AppHub;
+    ~PopoverRig() override { window.reset(); }
+
+    QQuickItem *show()
+    {
+        window->show(QRect(100, 0, 22, 22));
+        if (!QTest::qWaitForWindowExposed(window->view()))
+            return nullptr;
+        return window->view()->rootObject();
+    }
 };
 
 } // namespace tw::test

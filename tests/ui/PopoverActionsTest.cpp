@@ -21,6 +21,25 @@ void type(QWindow *window, const char *text)
         QTest::keyClick(window, *c);
 }
 
+// The popover over a hub whose first source is a Kuma server with the given monitors.
+struct Rig : PopoverRig
+{
+    QSignalSpy closing{controller.get(), &PopoverController::closeRequested};
+
+    Rig(const QList<AnySourceConfig> &sources, const QList<WidgetData> &monitors)
+        : PopoverRig(sources)
+    {
+        providers.setWidgets(sources.first().id(), monitors);
+    }
+};
+
+KumaConfig kumaServer()
+{
+    KumaConfig kuma(QUuid::createUuid(), u"Homelab"_s, u"https://kuma.lan"_s);
+    kuma.statusPageSlug = u"home"_s;
+    return kuma;
+}
+
 } // namespace
 
 class PopoverActionsTest : public QObject
@@ -32,26 +51,21 @@ private Q_SLOTS:
     // the popover gives way to the browser; rows without a page offer neither.
     void rowsOpenTheirPages()
     {
-        KumaConfig kuma(QUuid::createUuid(), u"Homelab"_s, u"https://kuma.lan"_s);
-        kuma.statusPageSlug = u"home"_s;
+        const KumaConfig kuma = kumaServer();
         const TCPPortConfig port(QUuid::createUuid(), u"SSH"_s, u"127.0.0.1"_s, 22);
-        AppHub hub({kuma, port});
-        hub.providers.setWidgets(kuma.id,
-                                 {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, u"https://plex.lan/web"_s},
-                                  ServiceRow{u"2"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
-        PopoverModel model(hub.state.get(), hub.preferences.get());
-        PopoverController controller(hub.state.get(), &model);
+        Rig rig({kuma, port},
+                {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, u"https://plex.lan/web"_s},
+                 ServiceRow{u"2"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
         QList<QUrl> opened;
-        controller.setPageOpener([&opened](const QUrl &url) {
+        rig.controller->setPageOpener([&opened](const QUrl &url) {
             opened.append(url);
             return true;
         });
-        QSignalSpy closing(&controller, &PopoverController::closeRequested);
-        PopoverWindow window(&controller, hub.engineGetter());
-        window.show(QRect(100, 0, 22, 22));
-        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
-        QQuickItem *root = window.view()->rootObject();
-        hub.state->startSync();
+        QSignalSpy &closing = rig.closing;
+        PopoverWindow &window = *rig.window;
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
         const auto rowNamed = [root](const QString &name) -> QQuickItem * {
             for (QQuickItem *item : findVisible(root, u"row"_s)) {
                 if (item->property("row").toMap().value(u"name"_s).toString() == name)
@@ -105,23 +119,19 @@ private Q_SLOTS:
     // move between the cards and Return opens a card's menu.
     void keyboardAloneReachesEveryRow()
     {
-        KumaConfig kuma(QUuid::createUuid(), u"Homelab"_s, u"https://kuma.lan"_s);
-        kuma.statusPageSlug = u"home"_s;
+        const KumaConfig kuma = kumaServer();
         const TCPPortConfig ssh(QUuid::createUuid(), u"SSH"_s, u"127.0.0.1"_s, 22);
         const TCPPortConfig smb(QUuid::createUuid(), u"Samba"_s, u"127.0.0.1"_s, 445);
-        AppHub hub({kuma, ssh, smb});
-        hub.providers.setWidgets(kuma.id,
-                                 {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, {}},
-                                  ServiceRow{u"2"_s, u"Pi-hole"_s, ServiceStatus::Up, 2, {}, {}},
-                                  ServiceRow{u"3"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
-        PopoverModel model(hub.state.get(), hub.preferences.get());
-        PopoverController controller(hub.state.get(), &model);
-        QSignalSpy closing(&controller, &PopoverController::closeRequested);
-        PopoverWindow window(&controller, hub.engineGetter());
-        window.show(QRect(100, 0, 22, 22));
-        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
-        QQuickItem *root = window.view()->rootObject();
-        hub.state->startSync();
+        Rig rig({kuma, ssh, smb},
+                {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, {}},
+                 ServiceRow{u"2"_s, u"Pi-hole"_s, ServiceStatus::Up, 2, {}, {}},
+                 ServiceRow{u"3"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
+        QSignalSpy &closing = rig.closing;
+        PopoverWindow &window = *rig.window;
+        PopoverController &controller = *rig.controller;
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
         const auto names = [root] {
             QStringList shown;
             for (QQuickItem *item : findVisible(root, u"row"_s))

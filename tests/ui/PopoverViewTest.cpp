@@ -30,24 +30,12 @@ WidgetData service(int n, ServiceStatus status)
 }
 
 // The popover over a real hub whose providers are scripted.
-struct Rig : AppHub
+struct Rig : PopoverRig
 {
-    std::unique_ptr<PopoverModel> model = std::make_unique<PopoverModel>(state.get(), preferences.get());
     // Every change the tests below cause is checked against the rules views rely on.
     QAbstractItemModelTester modelTester{model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest};
-    std::unique_ptr<PopoverController> controller = std::make_unique<PopoverController>(state.get(), model.get());
-    std::unique_ptr<PopoverWindow> window = std::make_unique<PopoverWindow>(controller.get(), engineGetter());
 
-    using AppHub::AppHub;
-    ~Rig() override { window.reset(); }
-
-    QQuickItem *show()
-    {
-        window->show(QRect(100, 0, 22, 22));
-        if (!QTest::qWaitForWindowExposed(window->view()))
-            return nullptr;
-        return window->view()->rootObject();
-    }
+    using PopoverRig::PopoverRig;
     QString text(const QString &name) { return textOf(window->view()->rootObject(), name); }
     bool visible(const QString &name) { return isShown(window->view()->rootObject(), name); }
     void shot(const QString &name) { saveScreenshot(window->view()->grabWindow(), name + u".png"_s); }

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 using namespace Qt::StringLiterals;
 
@@ -183,35 +184,43 @@ KumaProvider::heartbeatRows(const QByteArray &body, const QHash<QString, QString
     return rows;
 }
 
-QHash<QString, QString> KumaProvider::monitorNames(const QByteArray &body)
+namespace {
+
+// Each monitor a status page lists, by the id its heartbeats are keyed with: Kuma's reply has ids as
+// numbers, the heartbeat list as texts.
+void forEachMonitor(const QByteArray &body, const std::function<void(const QString &, const QJsonObject &)> &visit)
 {
-    QHash<QString, QString> names;
     const QJsonValue groups = QJsonDocument::fromJson(body).object().value(u"publicGroupList"_s);
     for (const QJsonValue &group : groups.toArray()) {
         for (const QJsonValue &monitor : group.toObject().value(u"monitorList"_s).toArray()) {
             const QJsonValue id = monitor.toObject().value(u"id"_s);
-            const QJsonValue name = monitor.toObject().value(u"name"_s);
-            // Ids are numbers in Kuma's reply and texts as the heartbeat list's keys.
             const QString key = id.isDouble() ? QString::number(id.toInteger(-1)) : id.toString();
-            if (!key.isEmpty() && name.isString() && !name.toString().isEmpty())
-                names.insert(key, name.toString());
+            if (!key.isEmpty())
+                visit(key, monitor.toObject());
         }
     }
+}
+
+} // namespace
+
+QHash<QString, QString> KumaProvider::monitorNames(const QByteArray &body)
+{
+    QHash<QString, QString> names;
+    forEachMonitor(body, [&names](const QString &key, const QJsonObject &monitor) {
+        const QJsonValue name = monitor.value(u"name"_s);
+        if (name.isString() && !name.toString().isEmpty())
+            names.insert(key, name.toString());
+    });
     return names;
 }
 
 QHash<QString, QString> KumaProvider::monitorLinks(const QByteArray &body)
 {
     QHash<QString, QString> links;
-    const QJsonValue groups = QJsonDocument::fromJson(body).object().value(u"publicGroupList"_s);
-    for (const QJsonValue &group : groups.toArray()) {
-        for (const QJsonValue &monitor : group.toObject().value(u"monitorList"_s).toArray()) {
-            const QJsonValue id = monitor.toObject().value(u"id"_s);
-            const QString key = id.isDouble() ? QString::number(id.toInteger(-1)) : id.toString();
-            if (const auto url = ProviderSupport::browsable(monitor.toObject().value(u"url"_s).toString()))
-                links.insert(key, *url);
-        }
-    }
+    forEachMonitor(body, [&links](const QString &key, const QJsonObject &monitor) {
+        if (const auto url = ProviderSupport::browsable(monitor.value(u"url"_s).toString()))
+            links.insert(key, *url);
+    });
     return links;
 }
 
