@@ -4,8 +4,8 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusInterface>
 #include <QDBusMessage>
+#include <QDBusVariant>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -30,12 +30,25 @@ class WaylandPopoverTest : public QObject
     QProcess m_app;
     QString m_item; // the icon's service on the bus
 
+    // A property read with a plain call: QDBusInterface's introspected metaobjects outlive the test.
+    static QVariant property(const QString &service, const QString &path, const QString &interface, const QString &name)
+    {
+        QDBusMessage call =
+            QDBusMessage::createMethodCall(service, path, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+        call << interface << name;
+        const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+            return {};
+        return reply.arguments().first().value<QDBusVariant>().variant();
+    }
+
     QStringList registeredItems()
     {
-        QDBusInterface watcher(u"org.kde.StatusNotifierWatcher"_s,
-                               u"/StatusNotifierWatcher"_s,
-                               u"org.kde.StatusNotifierWatcher"_s);
-        return watcher.property("RegisteredStatusNotifierItems").toStringList();
+        return property(u"org.kde.StatusNotifierWatcher"_s,
+                        u"/StatusNotifierWatcher"_s,
+                        u"org.kde.StatusNotifierWatcher"_s,
+                        u"RegisteredStatusNotifierItems"_s)
+            .toStringList();
     }
 
     // The item the program registered: the watcher lists "service/path" entries; the service's
@@ -114,8 +127,8 @@ private Q_SLOTS:
     {
         QTRY_VERIFY_WITH_TIMEOUT(!(m_item = itemOfTheProgram()).isEmpty(), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(trayShowsAnIcon(), 10000);
-        QDBusInterface item(m_item, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem"_s);
-        QCOMPARE(item.property("Title").toString(), u"Tidewatch"_s);
+        QCOMPARE(property(m_item, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem"_s, u"Title"_s).toString(),
+                 u"Tidewatch"_s);
     }
 
     void activationOpensTheFocusedPopover()
@@ -163,6 +176,9 @@ private Q_SLOTS:
             if (!m_app.waitForFinished(5000))
                 m_app.kill();
         }
+        // The bus answers the program's unanswered Activate calls with errors once it is gone; a
+        // turn of the loop takes them in, or the calls' records outlive the test.
+        QTest::qWait(100);
     }
 };
 
