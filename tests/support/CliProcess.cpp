@@ -10,6 +10,20 @@
 
 namespace tw::test {
 
+bool runTool(const QString &program, const QStringList &arguments, QByteArray *output)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(10000)) {
+        process.kill();
+        process.waitForFinished(1000);
+        return false;
+    }
+    if (output)
+        *output = process.readAllStandardOutput();
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
 QString cliPath()
 {
     return QStringLiteral(TW_BINARY_DIR "/src/cli/tidewatch-cli");

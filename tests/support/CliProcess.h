@@ -20,6 +20,9 @@ struct CliRun
 };
 
 QString cliPath();
+// Runs a helper program (xdotool, swaymsg, …) for at most ten seconds; true when it exits 0. Its
+// standard output goes to `output` when one is given.
+bool runTool(const QString &program, const QStringList &arguments, QByteArray *output = nullptr);
 CliRun runCli(const QStringList &arguments,
               const QByteArray &input = {},
               const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),

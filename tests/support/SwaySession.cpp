@@ -1,8 +1,9 @@
 #include "SwaySession.h"
 
+#include "support/CliProcess.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QProcess>
 
 using namespace Qt::StringLiterals;
 
@@ -32,16 +33,11 @@ bool present()
 
 bool run(const QString &program, const QStringList &arguments, QString *output)
 {
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(10000)) {
-        process.kill();
-        process.waitForFinished(1000);
-        return false;
-    }
+    QByteArray bytes;
+    const bool ran = runTool(program, arguments, &bytes);
     if (output)
-        *output = QString::fromUtf8(process.readAllStandardOutput());
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+        *output = QString::fromUtf8(bytes);
+    return ran;
 }
 
 QJsonObject window(qint64 pid, const QString &title)

@@ -1,6 +1,7 @@
 #include "XInput.h"
 
-#include <QProcess>
+#include "support/CliProcess.h"
+
 #include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
@@ -9,16 +10,11 @@ namespace tw::test::XInput {
 
 bool run(const QStringList &arguments, QString *output)
 {
-    QProcess process;
-    process.start(u"xdotool"_s, arguments);
-    if (!process.waitForFinished(10000)) {
-        process.kill();
-        process.waitForFinished(1000);
-        return false;
-    }
+    QByteArray bytes;
+    const bool ran = runTool(u"xdotool"_s, arguments, &bytes);
     if (output)
-        *output = QString::fromLocal8Bit(process.readAllStandardOutput()).trimmed();
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+        *output = QString::fromLocal8Bit(bytes).trimmed();
+    return ran;
 }
 
 bool moveTo(const QPoint &point)

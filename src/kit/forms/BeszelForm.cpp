@@ -59,10 +59,6 @@ public:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<BeszelConfig>)
-{
-    static const BeszelForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(Beszel)
 
 } // namespace tw

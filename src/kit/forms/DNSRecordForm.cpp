@@ -77,10 +77,6 @@ public:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<DNSRecordConfig>)
-{
-    static const DNSRecordForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(DNSRecord)
 
 } // namespace tw

@@ -99,10 +99,6 @@ public:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<GameServerConfig>)
-{
-    static const GameServerForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(GameServer)
 
 } // namespace tw

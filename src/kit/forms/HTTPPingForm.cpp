@@ -36,10 +36,6 @@ public:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<HTTPPingConfig>)
-{
-    static const HTTPPingForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(HTTPPing)
 
 } // namespace tw

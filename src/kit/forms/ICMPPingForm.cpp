@@ -62,10 +62,6 @@ private:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<ICMPPingConfig>)
-{
-    static const ICMPPingForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(ICMPPing)
 
 } // namespace tw

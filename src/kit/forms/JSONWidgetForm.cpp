@@ -67,10 +67,6 @@ public:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<JSONWidgetConfig>)
-{
-    static const JSONWidgetForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(JSONWidget)
 
 } // namespace tw

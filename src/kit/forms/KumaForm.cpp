@@ -72,10 +72,6 @@ public:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<KumaConfig>)
-{
-    static const KumaForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(Kuma)
 
 } // namespace tw

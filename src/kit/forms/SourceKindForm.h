@@ -77,4 +77,12 @@ private:
 TW_SOURCE_KINDS(TW_DECLARE_KIND_FORM)
 #undef TW_DECLARE_KIND_FORM
 
+// In each kind's form file, after its class `<Kind>Form`: the one instance the table above finds.
+#define TW_DEFINE_KIND_FORM(Kind)                                                                                      \
+    const SourceKindForm &kindForm(std::type_identity<Kind##Config>)                                                   \
+    {                                                                                                                  \
+        static const Kind##Form form;                                                                                  \
+        return form;                                                                                                   \
+    }
+
 } // namespace tw

@@ -41,10 +41,6 @@ public:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<TCPPortConfig>)
-{
-    static const TCPPortForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(TCPPort)
 
 } // namespace tw

@@ -76,10 +76,6 @@ private:
 
 } // namespace
 
-const SourceKindForm &kindForm(std::type_identity<TLSCertificateConfig>)
-{
-    static const TLSCertificateForm form;
-    return form;
-}
+TW_DEFINE_KIND_FORM(TLSCertificate)
 
 } // namespace tw
