@@ -19,6 +19,7 @@ QJsonObject BeszelConfig::toJson() const
     writeCommon(o);
     o.insert(u"baseURL", baseURL);
     o.insert(u"tokenRef", tokenRef);
+    limits.write(o);
     return o;
 }
 
@@ -29,6 +30,7 @@ BeszelConfig BeszelConfig::fromJson(const QJsonValue &value)
     c.readCommon(o);
     c.baseURL = JsonRead::string(o, u"baseURL");
     c.tokenRef = JsonRead::string(o, u"tokenRef");
+    c.limits = HostLimits::read(o);
     return c;
 }
 

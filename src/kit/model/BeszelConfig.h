@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/model/HostLimits.h"
 #include "kit/model/SourceConfig.h"
 
 #include <optional>
@@ -12,6 +13,7 @@ struct BeszelConfig : SourceConfig
 
     QString baseURL;
     QString tokenRef; // credential name; a hub always needs a token
+    HostLimits limits; // past any of them, a host reads warn and is alerted on like a failure
 
     BeszelConfig() { pollInterval = PollInterval::beszelDefault; }
     BeszelConfig(const QUuid &id, const QString &displayName, const QString &baseURL, const QString &tokenRef);

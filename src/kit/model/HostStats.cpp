@@ -21,6 +21,8 @@ QJsonObject HostStats::toJson() const
         o.insert(u"memPct", *memPct);
     if (diskPct)
         o.insert(u"diskPct", *diskPct);
+    if (!overLimits.isEmpty())
+        o.insert(u"overLimits", QJsonArray::fromStringList(overLimits));
     return o;
 }
 
@@ -41,6 +43,10 @@ HostStats HostStats::fromJson(const QJsonValue &value)
     h.diskPct = JsonRead::optionalNumber(o, u"diskPct");
     for (const QJsonValue &t : JsonRead::array(o, u"temps"))
         h.temps.append(DriveTemp::fromJson(t));
+    if (o.contains(u"overLimits")) {
+        for (const QJsonValue &reason : JsonRead::array(o, u"overLimits"))
+            h.overLimits.append(reason.toString());
+    }
     return h;
 }
 

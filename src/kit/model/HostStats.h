@@ -5,6 +5,7 @@
 
 #include <QJsonObject>
 #include <QList>
+#include <QStringList>
 
 #include <optional>
 
@@ -19,8 +20,12 @@ struct HostStats
     std::optional<double> memPct;
     std::optional<double> diskPct;
     QList<DriveTemp> temps;
+    // The readings past the source's limits ("disk 94 %"); a host that is up with any reads warn.
+    QStringList overLimits;
 
     bool operator==(const HostStats &) const = default;
+    // Up, but past a limit.
+    bool isOverLimits() const { return status == ServiceStatus::Up && !overLimits.isEmpty(); }
     QJsonObject toJson() const;
     static HostStats fromJson(const QJsonValue &value);
 };

@@ -54,7 +54,7 @@ ServiceStatus WidgetData::status() const
 {
     return std::visit(
         Overloaded{[](const ServiceRow &r) { return r.status; },
-                   [](const HostStats &h) { return h.status; },
+                   [](const HostStats &h) { return h.isOverLimits() ? ServiceStatus::Warn : h.status; },
                    [](const GameServerStatus &g) { return g.online ? ServiceStatus::Up : ServiceStatus::Down; },
                    [](const CheckResult &c) { return c.status; },
                    [](const KeyValues &) {

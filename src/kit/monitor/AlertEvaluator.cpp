@@ -4,9 +4,9 @@
 
 namespace tw {
 
-namespace {
+using Reading = AlertEvaluator::Reading;
 
-enum class Reading { Healthy, Failing, Neither };
+namespace {
 
 Reading readingOf(const WidgetData &widget)
 {
@@ -18,7 +18,9 @@ Reading readingOf(const WidgetData &widget)
     default:
         break;
     }
-    switch (widget.status()) {
+    // A host past its limits is still up: its outage and its limits are counted apart.
+    const auto *host = widget.as<HostStats>();
+    switch (host ? host->status : widget.status()) {
     case ServiceStatus::Up:
         return Reading::Healthy;
     case ServiceStatus::Down:
@@ -27,6 +29,14 @@ Reading readingOf(const WidgetData &widget)
         // A warning neither advances nor resets a count.
         return Reading::Neither;
     }
+}
+
+// Only a host that is up is measured against its limits.
+Reading limitsReadingOf(const HostStats &host)
+{
+    if (host.status != ServiceStatus::Up)
+        return Reading::Neither;
+    return host.overLimits.isEmpty() ? Reading::Healthy : Reading::Failing;
 }
 
 // 0 and below behave like 1: the first failure alerts.
@@ -52,6 +62,38 @@ QList<AlertEvent> AlertEvaluator::recordFailure(const AnySourceConfig &source, c
                        {}}};
 }
 
+void AlertEvaluator::track(QList<AlertEvent> &events,
+                           const SourceConfig &source,
+                           const QString &key,
+                           Reading reading,
+                           const QDateTime &now,
+                           const Words &words)
+{
+    switch (reading) {
+    case Reading::Neither:
+        return;
+    case Reading::Failing: {
+        const qint64 count = ++m_widgetFailures[key];
+        if (reached(count, source.alertThreshold) && !m_widgetDownSince.contains(key)) {
+            m_widgetDownSince.insert(key, now);
+            events.append({source.id,
+                           AlertEvent::Kind::Down,
+                           words.down,
+                           now,
+                           key,
+                           words.downDetail.isEmpty() ? std::nullopt : std::optional(words.downDetail)});
+        }
+        return;
+    }
+    case Reading::Healthy:
+        m_widgetFailures.remove(key);
+        if (m_widgetDownSince.contains(key))
+            events.append(
+                {source.id, AlertEvent::Kind::Recovered, words.recovered, m_widgetDownSince.take(key), key, {}});
+        return;
+    }
+}
+
 QList<AlertEvent>
 AlertEvaluator::recordSuccess(const AnySourceConfig &source, const SourceSnapshot &snapshot, const QDateTime &now)
 {
@@ -70,30 +112,21 @@ AlertEvaluator::recordSuccess(const AnySourceConfig &source, const SourceSnapsho
 
     for (const WidgetData &widget : snapshot.widgets) {
         const QString key = widget.widgetKey(snapshot.sourceID);
-        switch (readingOf(widget)) {
-        case Reading::Neither:
-            break;
-        case Reading::Failing: {
-            const qint64 count = ++m_widgetFailures[key];
-            if (reached(count, common.alertThreshold) && !m_widgetDownSince.contains(key)) {
-                m_widgetDownSince.insert(key, now);
-                events.append(
-                    {common.id, AlertEvent::Kind::Down, widget.name() + QStringLiteral(" is down"), now, key, {}});
-            }
-            break;
-        }
-        case Reading::Healthy:
-            m_widgetFailures.remove(key);
-            if (m_widgetDownSince.contains(key)) {
-                const QDateTime since = m_widgetDownSince.take(key);
-                events.append({common.id,
-                               AlertEvent::Kind::Recovered,
-                               widget.name() + QStringLiteral(" recovered"),
-                               since,
-                               key,
-                               {}});
-            }
-            break;
+        track(events,
+              common,
+              key,
+              readingOf(widget),
+              now,
+              {widget.name() + QStringLiteral(" is down"), {}, widget.name() + QStringLiteral(" recovered")});
+        if (const auto *host = widget.as<HostStats>()) {
+            track(events,
+                  common,
+                  key + limitsSuffix,
+                  limitsReadingOf(*host),
+                  now,
+                  {host->name + QStringLiteral(" is past its limits"),
+                   host->overLimits.join(QStringLiteral(", ")),
+                   host->name + QStringLiteral(" is back within its limits")});
         }
     }
     return events;

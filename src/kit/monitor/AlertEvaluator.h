@@ -20,7 +20,26 @@ public:
 
     bool operator==(const AlertEvaluator &) const = default;
 
+    // The key of a host's limits outage: the host's widget key and this.
+    static constexpr QLatin1String limitsSuffix{"#limits"};
+
+    enum class Reading { Healthy, Failing, Neither };
+
 private:
+    struct Words
+    {
+        QString down;
+        QString downDetail; // the notification's body, when not the outage's length
+        QString recovered;
+    };
+    // Counts one widget-level reading under `key` and appends the alert it brings.
+    void track(QList<AlertEvent> &events,
+               const SourceConfig &source,
+               const QString &key,
+               Reading reading,
+               const QDateTime &now,
+               const Words &words);
+
     QHash<QUuid, qint64> m_failures;
     QHash<QUuid, QDateTime> m_sourceDownSince;
     QHash<QString, qint64> m_widgetFailures;

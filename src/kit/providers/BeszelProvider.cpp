@@ -117,7 +117,8 @@ QList<HostStats> BeszelProvider::hosts(const QByteArray &systems, const std::opt
                       number(info, u"cpu"_s),
                       number(info, u"mp"_s),
                       number(info, u"dp"_s),
-                      temps.value(id)});
+                      temps.value(id),
+                      {}});
     }
     return hosts;
 }
@@ -151,8 +152,12 @@ QCoro::Task<SourceSnapshot> BeszelProvider::fetch(StopToken stop)
     if (listed && listed->isEmpty())
         throw ProviderError::upstream(QString::fromUtf8(noSystemsText));
     SourceSnapshot snapshot{config.id, QDateTime::currentDateTimeUtc(), {}};
-    for (const HostStats &host : hosts(systems, smart))
+    for (HostStats &host : hosts(systems, smart)) {
+        // A host that is down keeps its last readings on the hub; they are not news.
+        if (host.status == ServiceStatus::Up)
+            host.overLimits = config.limits.breaches(host);
         snapshot.widgets.append(host);
+    }
     co_return snapshot;
 }
 

@@ -84,6 +84,56 @@ private Q_SLOTS:
             QVERIFY(evaluator.recordFailure(config, t0).isEmpty());
     }
 
+    // A host's limits are an outage of their own: counted apart from the host being down, only while
+    // it is up, and told with their readings.
+    void hostLimits_data()
+    {
+        QTest::addColumn<QStringList>("readings"); // per poll: up, over (up past a limit), down, unknown
+        QTest::addColumn<QStringList>("alerts"); // per poll, the alerts' titles and bodies
+        QTest::newRow("past for the threshold, then back")
+            << QStringList{u"over"_s, u"over"_s, u"over"_s, u"up"_s}
+            << QStringList{{}, u"nas is past its limits: disk 94 %"_s, {}, u"nas is back within its limits"_s};
+        QTest::newRow("one reading past is no alert")
+            << QStringList{u"over"_s, u"up"_s, u"over"_s, u"up"_s} << QStringList{{}, {}, {}, {}};
+        QTest::newRow("down or unknown between readings past neither counts nor ends")
+            << QStringList{u"over"_s, u"down"_s, u"unknown"_s, u"over"_s, u"up"_s}
+            << QStringList{{}, {}, {}, u"nas is past its limits: disk 94 %"_s, u"nas is back within its limits"_s};
+        // Coming back from an outage past a limit is still a recovery; the limits then count afresh.
+        QTest::newRow("down, then up past a limit")
+            << QStringList{u"down"_s, u"down"_s, u"over"_s, u"over"_s}
+            << QStringList{{}, u"nas is down"_s, u"nas recovered"_s, u"nas is past its limits: disk 94 %"_s};
+        QTest::newRow("past a limit, then down: two outages")
+            << QStringList{u"over"_s, u"over"_s, u"down"_s, u"down"_s, u"up"_s}
+            << QStringList{{},
+                           u"nas is past its limits: disk 94 %"_s,
+                           {},
+                           u"nas is down"_s,
+                           u"nas recovered | nas is back within its limits"_s};
+    }
+    void hostLimits()
+    {
+        const TCPPortConfig config = source(2);
+        AlertEvaluator evaluator;
+        QStringList alerts;
+        for (const QString &reading : TW_DATA(QStringList, readings)) {
+            HostStats host{u"h"_s, u"nas"_s, ServiceStatus::Up, 10, 20, 94.2, {}, {}};
+            if (reading == u"over"_s)
+                host.overLimits = {u"disk 94 %"_s};
+            else if (reading == u"down"_s)
+                host.status = ServiceStatus::Down;
+            else if (reading == u"unknown"_s)
+                host.status = ServiceStatus::Unknown;
+            QStringList texts;
+            for (const AlertEvent &event : evaluator.recordSuccess(config, snapshot(config.id, {host}), t0)) {
+                texts.append(event.title + (event.detail ? u": "_s + *event.detail : QString()));
+                const QString hostKey = WidgetData(host).widgetKey(config.id);
+                QCOMPARE(event.key, event.title.contains(u"limits"_s) ? hostKey + u"#limits"_s : hostKey);
+            }
+            alerts.append(texts.join(u" | "_s));
+        }
+        QCOMPARE(alerts, TW_DATA(QStringList, alerts));
+    }
+
     void warnNeitherAdvancesNorResets()
     {
         const TCPPortConfig config = source(3);

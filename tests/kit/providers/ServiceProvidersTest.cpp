@@ -257,16 +257,19 @@ private Q_SLOTS:
     {
         QFETCH(int, drivesStatus);
         LocalHttpServer server;
-        server.route("/api/collections/systems/records?perPage=200",
-                     {.body = "{\"items\":[{\"id\":\"s1\",\"name\":\"nas01\",\"status\":\"up\",\"info\":{\"cpu\":37.5,"
-                              "\"mp\":71,\"dp\":93.2}},{\"id\":\"s2\",\"host\":\"10.0.0.7\",\"status\":\"paused\","
-                              "\"info\":\"{\\\"cpu\\\":\\\"high\\\",\\\"mp\\\":5}\"},{\"status\":\"down\"}]}"});
+        server.route(
+            "/api/collections/systems/records?perPage=200",
+            {.body =
+                 "{\"items\":[{\"id\":\"s1\",\"name\":\"nas01\",\"status\":\"up\",\"info\":{\"cpu\":37.5,"
+                 "\"mp\":71,\"dp\":93.2}},{\"id\":\"s2\",\"host\":\"10.0.0.7\",\"status\":\"paused\","
+                 "\"info\":\"{\\\"cpu\\\":\\\"high\\\",\\\"mp\\\":5}\"},{\"status\":\"down\",\"info\":{\"dp\":99}}]}"});
         server.route(
             "/api/collections/smart_devices/records?perPage=200",
             {.status = drivesStatus,
              .body =
                  R"({"items":[{"system":"s1","temp":38,"name":"sda"},{"system":"s1","temp":52.5},{"system":"gone","temp":40},{"system":"s2","temp":"hot"},{"system":"s2","temp":0,"name":"/dev/sdb"}]})"});
         BeszelConfig config(QUuid::createUuid(), u"Beszel"_s, server.url(u"//"_s), u"beszel-token"_s);
+        config.limits = {90, 90, 90, 50};
         const Outcome outcome = poll(config, {{u"beszel-token"_s, u"tok"_s}});
         QVERIFY2(outcome.failure.isEmpty(), qPrintable(outcome.failure));
         QCOMPARE(outcome.widgets.size(), 3);
@@ -291,6 +294,14 @@ private Q_SLOTS:
         }
         QCOMPARE(host(2).name, u"unknown"_s);
         QCOMPARE(host(2).status, ServiceStatus::Down);
+        // Only the host that is up is held to the limits; its row then reads warn.
+        const QStringList pastLimits =
+            host(0).temps.isEmpty() ? QStringList{u"disk 93 %"_s} : QStringList{u"disk 93 %"_s, u"s1 53 °C"_s};
+        QCOMPARE(host(0).overLimits, pastLimits);
+        QCOMPARE(outcome.widgets[0].status(), ServiceStatus::Warn);
+        QCOMPARE(host(1).overLimits, QStringList{});
+        QCOMPARE(host(2).diskPct, 99.0);
+        QCOMPARE(host(2).overLimits, QStringList{}); // a down host's last readings are old news
         for (const auto &request : server.requests())
             QCOMPARE(header(request, "Authorization"), QByteArray("Bearer tok"));
         QCOMPARE(server.requests().size(), 2);
