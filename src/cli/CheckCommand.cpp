@@ -88,6 +88,8 @@ QString detailOf(const WidgetData &widget)
                     text +=
                         u" · %1 %2"_s.arg(temp.label, reading ? QString::number(*reading, 'f', 0) + u"°C"_s : u"—"_s);
                 }
+                if (payload.isOverLimits())
+                    text += u" · past limit: "_s + payload.overLimits.join(u", "_s);
                 return text;
             } else {
                 QStringList fields;

@@ -58,6 +58,28 @@ private Q_SLOTS:
         QTest::newRow("beszel token from stdin")
             << QStringList{u"beszel"_s, u"--name"_s, u"B"_s, u"--url"_s, u"b.lan"_s, u"--secret-stdin"_s}
             << QByteArray("tok\n") << 0 << u"baseURL=https://b.lan tokenRef=beszel- pollInterval=30"_s;
+        QTest::newRow("beszel limits") << QStringList{u"beszel"_s,
+                                                      u"--name"_s,
+                                                      u"B"_s,
+                                                      u"--url"_s,
+                                                      u"b.lan"_s,
+                                                      u"--disk-limit"_s,
+                                                      u"90"_s,
+                                                      u"--temp-limit"_s,
+                                                      u"60"_s,
+                                                      u"--secret-stdin"_s}
+                                       << QByteArray("tok\n") << 0
+                                       << u"diskLimit=90 tempLimit=60 cpuLimit=<absent> memLimit=<absent>"_s;
+        QTest::newRow("beszel limit out of range")
+            << QStringList{u"beszel"_s,
+                           u"--name"_s,
+                           u"B"_s,
+                           u"--url"_s,
+                           u"b.lan"_s,
+                           u"--cpu-limit"_s,
+                           u"120"_s,
+                           u"--secret-stdin"_s}
+            << QByteArray("tok\n") << 65 << u"Enter a CPU limit from 1 to 100 percent, or leave it blank."_s;
         QTest::newRow("game port after game whatever the order")
             << QStringList{u"gameServer"_s,
                            u"--name"_s,

@@ -40,6 +40,11 @@ struct SourceFormState
     QString nameserver;
     QString sniName;
     QString warningDays;
+    // A Beszel host's limits; blank is off.
+    QString cpuLimit;
+    QString memLimit;
+    QString diskLimit;
+    QString tempLimit;
     bool hasStoredSecret = false;
     bool useTLS = false;
     QString pollSeconds;

@@ -449,6 +449,12 @@ private Q_SLOTS:
                          u"Hub"_s,
                          u"https://hub.lan"_s,
                          u"beszel-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper()));
+        BeszelConfig limited(fixedID,
+                             u"Hub"_s,
+                             u"https://hub.lan"_s,
+                             u"beszel-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper());
+        limited.limits = {95, std::nullopt, 90, 60};
+        QTest::newRow("beszel, some limits") << AnySourceConfig(limited);
         GameServerConfig game(fixedID, u"Pal"_s, u"palworld"_s, u"pal.lan"_s, 8213);
         game.credentialRef = u"gameServer-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper();
         game.useTLS = true;
@@ -575,6 +581,55 @@ private Q_SLOTS:
         QCOMPARE(form.isComplete(), TW_DATA(bool, complete));
         QCOMPARE(form.makeConfig(fixedID).has_value(), TW_DATA(bool, complete));
         QCOMPARE(form.credentialRef(fixedID), std::nullopt);
+    }
+
+    void beszelLimits_data()
+    {
+        QTest::addColumn<QStringList>("typed"); // CPU, memory, disk, drive temperature
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("saved"); // the limits saved, "-" for off
+        const QString cpu = u"Enter a CPU limit from 1 to 100 percent, or leave it blank."_s;
+        const QString temp = u"Enter a drive temperature limit from 1 to 150 °C, or leave it blank."_s;
+        QTest::newRow("all blank") << QStringList{{}, {}, {}, {}} << QString() << u"- - - -"_s;
+        QTest::newRow("suggested") << QStringList{u"90"_s, u"90"_s, u"90"_s, u"60"_s} << QString() << u"90 90 90 60"_s;
+        QTest::newRow("blanks around, one set")
+            << QStringList{{}, {}, u" 85 "_s, u"  "_s} << QString() << u"- - 85 -"_s;
+        QTest::newRow("edges") << QStringList{u"1"_s, u"100"_s, {}, u"150"_s} << QString() << u"1 100 - 150"_s;
+        QTest::newRow("cpu zero") << QStringList{u"0"_s, {}, {}, {}} << cpu << QString();
+        QTest::newRow("cpu past 100") << QStringList{u"101"_s, {}, {}, {}} << cpu << QString();
+        QTest::newRow("percent sign") << QStringList{u"90%"_s, {}, {}, {}} << cpu << QString();
+        QTest::newRow("fraction") << QStringList{u"90.5"_s, {}, {}, {}} << cpu << QString();
+        QTest::newRow("memory wrong") << QStringList{{}, u"x"_s, {}, {}}
+                                      << u"Enter a memory limit from 1 to 100 percent, or leave it blank."_s
+                                      << QString();
+        QTest::newRow("disk wrong") << QStringList{{}, {}, u"-5"_s, {}}
+                                    << u"Enter a disk limit from 1 to 100 percent, or leave it blank."_s << QString();
+        QTest::newRow("too hot") << QStringList{{}, {}, {}, u"151"_s} << temp << QString();
+        QTest::newRow("first wrong field speaks") << QStringList{u"0"_s, {}, {}, u"999"_s} << cpu << QString();
+    }
+    void beszelLimits()
+    {
+        const QStringList typed = TW_DATA(QStringList, typed);
+        SourceFormState form = named(Type::Beszel);
+        form.baseURL = u"https://hub.lan"_s;
+        form.secret = u"token"_s;
+        form.cpuLimit = typed[0];
+        form.memLimit = typed[1];
+        form.diskLimit = typed[2];
+        form.tempLimit = typed[3];
+        const QString message = TW_DATA(QString, message);
+        QCOMPARE(form.validationMessage(), message.isEmpty() ? std::nullopt : std::optional(message));
+        const std::optional<AnySourceConfig> config = form.makeConfig(fixedID);
+        QCOMPARE(config.has_value(), message.isEmpty());
+        if (!config)
+            return;
+        const HostLimits limits = config->as<BeszelConfig>()->limits;
+        const auto text = [](const std::optional<qint64> &limit) {
+            return limit ? QString::number(*limit) : u"-"_s;
+        };
+        QCOMPARE(QStringList({text(limits.cpuPct), text(limits.memPct), text(limits.diskPct), text(limits.tempC)})
+                     .join(u' '),
+                 TW_DATA(QString, saved));
     }
 
     void loadingClamps_data()
