@@ -64,6 +64,7 @@ void describeWidget(QVariantMap &map,
                            temps.append(QVariantMap{{u"label"_s, temp.label}, {u"tempC"_s, optional(temp.reading())}});
                        map[u"temps"_s] = temps;
                        map[u"maxTempText"_s] = RowText::hottestTempText(host.temps);
+                       map[u"overLimitsText"_s] = host.isOverLimits() ? host.overLimits.join(u", "_s) : QString();
                    },
                    [&](const GameServerStatus &game) {
                        map[u"name"_s] = game.name;

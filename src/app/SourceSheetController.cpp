@@ -300,6 +300,26 @@ void SourceSheetController::setWarningDays(const QString &text)
     change([&](SourceFormState &f) { f.warningDays = text; });
 }
 
+void SourceSheetController::setCpuLimit(const QString &text)
+{
+    change([&](SourceFormState &f) { f.cpuLimit = text; });
+}
+
+void SourceSheetController::setMemLimit(const QString &text)
+{
+    change([&](SourceFormState &f) { f.memLimit = text; });
+}
+
+void SourceSheetController::setDiskLimit(const QString &text)
+{
+    change([&](SourceFormState &f) { f.diskLimit = text; });
+}
+
+void SourceSheetController::setTempLimit(const QString &text)
+{
+    change([&](SourceFormState &f) { f.tempLimit = text; });
+}
+
 void SourceSheetController::setPollSeconds(const QString &text)
 {
     change([&](SourceFormState &f) { f.pollSeconds = text; });

@@ -54,6 +54,10 @@ class SourceSheetController : public QObject
     Q_PROPERTY(QString nameserver READ nameserver WRITE setNameserver NOTIFY formChanged)
     Q_PROPERTY(QString sniName READ sniName WRITE setSniName NOTIFY formChanged)
     Q_PROPERTY(QString warningDays READ warningDays WRITE setWarningDays NOTIFY formChanged)
+    Q_PROPERTY(QString cpuLimit READ cpuLimit WRITE setCpuLimit NOTIFY formChanged)
+    Q_PROPERTY(QString memLimit READ memLimit WRITE setMemLimit NOTIFY formChanged)
+    Q_PROPERTY(QString diskLimit READ diskLimit WRITE setDiskLimit NOTIFY formChanged)
+    Q_PROPERTY(QString tempLimit READ tempLimit WRITE setTempLimit NOTIFY formChanged)
 
     Q_PROPERTY(bool hasStoredSecret READ hasStoredSecret NOTIFY formChanged)
     Q_PROPERTY(bool complete READ complete NOTIFY formChanged)
@@ -112,6 +116,10 @@ public:
     QString nameserver() const { return form().nameserver; }
     QString sniName() const { return form().sniName; }
     QString warningDays() const { return form().warningDays; }
+    QString cpuLimit() const { return form().cpuLimit; }
+    QString memLimit() const { return form().memLimit; }
+    QString diskLimit() const { return form().diskLimit; }
+    QString tempLimit() const { return form().tempLimit; }
 
     void setDisplayName(const QString &text);
     void setBaseURL(const QString &text);
@@ -137,6 +145,10 @@ public:
     void setNameserver(const QString &text);
     void setSniName(const QString &text);
     void setWarningDays(const QString &text);
+    void setCpuLimit(const QString &text);
+    void setMemLimit(const QString &text);
+    void setDiskLimit(const QString &text);
+    void setTempLimit(const QString &text);
 
     bool hasStoredSecret() const { return form().hasStoredSecret; }
     bool complete() const { return m_form && m_form->isComplete(); }

@@ -6,6 +6,7 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -197,6 +198,36 @@ private Q_SLOTS:
         QDBusConnection::disconnectFromBus(u"client"_s);
         daemon.terminate();
         daemon.waitForFinished();
+    }
+
+    // The picture of a notification as the desktop shows it, for a look by eye: the session's daemon
+    // announces actions, so the outage arrives with them (dunst marks them "(A)").
+    void theSessionDaemonShowsIt()
+    {
+        QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+        QVERIFY2(bus && bus->isServiceRegistered(u"org.freedesktop.Notifications"_s),
+                 "needs the notification daemon of scripts/with-session");
+        QProcess::execute(u"dunstctl"_s, {u"close-all"_s});
+        AlertCenter center;
+        QCOMPARE(await(center.authorizationStatus()), AlertCenter::Authorization::Authorized);
+        AlertEvent event{QUuid::createUuid(), AlertEvent::Kind::Down, u"nas01 is past its limits"_s, {}};
+        event.detail = u"disk 93 %"_s;
+        QVERIFY(await(center.postAndWait(event, false)) != 0);
+        QTest::qWait(700); // dunst draws on its next frame
+        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
+        QDir().mkpath(out);
+        const QString path = out + u"/notification-actions.png"_s;
+        // Cut to what was drawn: the screen is otherwise bare.
+        QCOMPARE(QProcess::execute(u"import"_s, {u"-window"_s, u"root"_s, u"-trim"_s, u"+repage"_s, path}), 0);
+        // Something was drawn: the box and its anti-aliased text.
+        QProcess identify;
+        identify.start(u"identify"_s, {u"-format"_s, u"%k"_s, path});
+        QVERIFY(identify.waitForFinished(10'000));
+        const int colours = identify.readAllStandardOutput().trimmed().toInt();
+        QVERIFY2(colours > 16, qPrintable(u"%1 colours on the screen"_s.arg(colours)));
+        const QList<std::pair<QString, QString>> notes = shown();
+        QVERIFY(!notes.isEmpty());
+        QCOMPARE(notes.first(), std::make_pair(u"nas01 is past its limits"_s, u"disk 93 %"_s));
     }
 
     void withoutAServerTheFallbackShowsIt()

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A homelab as users have it: Kuma monitors, a Beszel host, a game server with players, a failing
+// A homelab as users have it: Kuma monitors, a Beszel host past its disk limit, a game server with players, a failing
 // HTTP check and a source that cannot be reached.
 struct Estate
 {
@@ -44,7 +44,8 @@ struct Estate
                                   37.2,
                                   71.5,
                                   93.1,
-                                  {DriveTemp{u"sda"_s, 38}, DriveTemp{u"nvme0"_s, 52.6}}}});
+                                  {DriveTemp{u"sda"_s, 38}, DriveTemp{u"nvme0"_s, 52.6}},
+                                  {u"disk 93 %"_s}}});
         const GameServerConfig minecraft(QUuid::createUuid(), u"Minecraft"_s, u"minecraft"_s, u"mc.lan"_s, 25565);
         sources.append(minecraft);
         widgets.insert(minecraft.id,
@@ -154,6 +155,10 @@ private Q_SLOTS:
         QVERIFY(contains(QColor(accent)));
         QVERIFY(contains(QColor(0xe5, 0x39, 0x35)));
         QVERIFY(contains(hub.theme->window()));
+        // The host past its disk limit says so in words, not only in amber.
+        const QQuickItem *reason = findShown(window.view()->rootObject(), u"overLimits"_s);
+        QVERIFY(reason);
+        QCOMPARE(reason->property("text").toString(), u"Past limit: disk 93 %"_s);
     }
 };
 

@@ -27,6 +27,7 @@ private Q_SLOTS:
         QTest::newRow("icmp") << u"icmp"_s;
         QTest::newRow("dns") << u"dns"_s;
         QTest::newRow("tls") << u"tls"_s;
+        QTest::newRow("beszel") << u"beszel"_s;
         QTest::newRow("failure") << u"failure"_s;
     }
     void render()
@@ -86,6 +87,13 @@ private Q_SLOTS:
             sheet.setDisplayName(u"NAS web UI"_s);
             sheet.setHost(u"nas.home.lan:8443"_s);
             sheet.setWarningDays(u"30"_s);
+        } else if (stop == u"beszel"_s) {
+            sheet.chooseKind(u"beszel"_s);
+            sheet.setDisplayName(u"Rack hosts"_s);
+            sheet.setBaseURL(u"beszel.home.lan:8090"_s);
+            sheet.setSecret(u"token"_s);
+            sheet.setDiskLimit(u"90"_s);
+            sheet.setTempLimit(u"60"_s);
         }
         QVERIFY(QTest::qWaitForWindowExposed(editor.view()));
         QTest::qWait(200);

@@ -9,6 +9,7 @@ RowChrome {
     Accessible.role: Accessible.ListItem
     Accessible.name: view.row.name + ", CPU " + view.popover.ringText(view.row.cpuPct) + ", memory " + view.popover.ringText(view.row.memPct)
                      + ", disk " + view.popover.ringText(view.row.diskPct) + (view.row.maxTempText ? ", " + view.row.maxTempText : "")
+                     + (view.row.overLimitsText ? ", past its limits: " + view.row.overLimitsText : "")
     Item {
         width: parent.width
         height: Math.max(title.implicitHeight, rings.implicitHeight)
@@ -30,6 +31,16 @@ RowChrome {
                 text: view.row.name
                 elide: Text.ElideRight
                 font.pixelSize: 13
+                font.weight: Font.DemiBold
+                color: Theme.text
+            }
+            Text {
+                objectName: "overLimits"
+                visible: text !== ""
+                width: parent.width
+                text: view.row.overLimitsText ? "Past limit: " + view.row.overLimitsText : ""
+                elide: Text.ElideRight
+                font.pixelSize: 10
                 font.weight: Font.DemiBold
                 color: Theme.text
             }
