@@ -154,7 +154,7 @@ private Q_SLOTS:
         QElapsedTimer clock;
         clock.start();
         WatchProcess watch(m_dir.path(), 0.2); // the first back-off, 10 s, becomes 2 s; a step more is 6 s
-        const QString alert = watch.waitForLine(u"Beszel is unreachable"_s, 4500);
+        const QString alert = watch.waitForLine(u"Beszel can't be reached"_s, 4500);
         QVERIFY2(!alert.isEmpty(), qPrintable(watch.transcript()));
         QVERIFY(clock.elapsed() >= 1900);
         const QStringList polls = watch.takeSkipped().filter(u" poll "_s);

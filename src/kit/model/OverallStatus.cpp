@@ -23,6 +23,9 @@ OverallStatus overallStatusOf(const QHash<QUuid, SourceSnapshot> &snapshots, con
 {
     auto result = OverallStatus::Unknown;
     for (const SourceSnapshot &snapshot : snapshots) {
+        // What a failing source last saw is no news: its failure counts, not its old rows.
+        if (errors.contains(snapshot.sourceID))
+            continue;
         for (const WidgetData &widget : snapshot.widgets) {
             switch (widget.status()) {
             case ServiceStatus::Down:

@@ -31,6 +31,20 @@ Reading readingOf(const WidgetData &widget)
     }
 }
 
+// A source that reports on other things (Kuma's monitors, a hub's hosts, an endpoint's values) being
+// out of reach says nothing about them: only that they can't be seen.
+QString unreachableWords(const AnySourceConfig &source)
+{
+    switch (source.kind()) {
+    case AnySourceConfig::Kind::Kuma:
+    case AnySourceConfig::Kind::Beszel:
+    case AnySourceConfig::Kind::JSONWidget:
+        return QStringLiteral(" can't be reached");
+    default:
+        return QStringLiteral(" is unreachable");
+    }
+}
+
 // Only a host that is up is measured against its limits.
 Reading limitsReadingOf(const HostStats &host)
 {
@@ -56,7 +70,7 @@ QList<AlertEvent> AlertEvaluator::recordFailure(const AnySourceConfig &source, c
     m_sourceDownSince.insert(common.id, now);
     return {AlertEvent{common.id,
                        AlertEvent::Kind::Down,
-                       common.displayName + QStringLiteral(" is unreachable"),
+                       common.displayName + unreachableWords(source),
                        now,
                        JsonRead::uuidText(common.id),
                        {}}};

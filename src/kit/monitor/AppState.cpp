@@ -6,6 +6,7 @@
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
+#include "kit/model/Staleness.h"
 #include "kit/model/StoredSetting.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/HistoryStore.h"
@@ -98,7 +99,12 @@ OverallStatus AppState::overallStatus() const
     // Everything fails while the machine is cut off; red would blame the estate for it.
     if (!m_paused && hush() != AlertGate::Hush::None)
         return OverallStatus::Unknown;
-    return overallStatus(m_paused, m_snapshots, m_errors);
+    return overallStatus(m_paused, currentSnapshots(), m_errors);
+}
+
+QHash<QUuid, SourceSnapshot> AppState::currentSnapshots() const
+{
+    return Staleness::current(m_sources, m_snapshots, m_environment.now());
 }
 
 OverallStatus

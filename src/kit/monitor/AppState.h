@@ -73,6 +73,9 @@ public:
     const QString &sourcesDirectory() const { return m_environment.sourcesDirectory; }
     const QHash<QUuid, SourceSnapshot> &snapshots() const { return m_snapshots; }
     const QHash<QUuid, QString> &errors() const { return m_errors; }
+    // The snapshots whose readings are still news: those of sources silent for several of their
+    // intervals are left out, so that old readings count neither as up nor as down.
+    QHash<QUuid, SourceSnapshot> currentSnapshots() const;
     bool isPaused() const { return m_paused; }
     // Offline, asleep or just awake: the status reads unknown and failures wait.
     AlertGate::Hush hush() const;

@@ -8,6 +8,8 @@
 using namespace tw;
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_METATYPE(tw::AnySourceConfig)
+
 namespace {
 
 const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
@@ -132,6 +134,30 @@ private Q_SLOTS:
             alerts.append(texts.join(u" | "_s));
         }
         QCOMPARE(alerts, TW_DATA(QStringList, alerts));
+    }
+
+    // A server of monitors out of reach says nothing of its monitors; a port out of reach is down.
+    void unreachableWords_data()
+    {
+        QTest::addColumn<AnySourceConfig>("source");
+        QTest::addColumn<QString>("title");
+        const QUuid id = QUuid::createUuid();
+        QTest::newRow("kuma") << AnySourceConfig(KumaConfig(id, u"Homelab Kuma"_s, u"http://k"_s))
+                              << u"Homelab Kuma can't be reached"_s;
+        QTest::newRow("beszel") << AnySourceConfig(BeszelConfig(id, u"Hub"_s, u"http://b"_s, u"t"_s))
+                                << u"Hub can't be reached"_s;
+        QTest::newRow("json") << AnySourceConfig(JSONWidgetConfig(id, u"API"_s, u"http://j"_s, {}))
+                              << u"API can't be reached"_s;
+        QTest::newRow("tcp") << AnySourceConfig(TCPPortConfig(id, u"SSH"_s, u"nas"_s, 22)) << u"SSH is unreachable"_s;
+        QTest::newRow("http") << AnySourceConfig(HTTPPingConfig(id, u"Web"_s, u"http://w"_s))
+                              << u"Web is unreachable"_s;
+    }
+    void unreachableWords()
+    {
+        QFETCH(AnySourceConfig, source);
+        source.common().alertThreshold = 1;
+        AlertEvaluator evaluator;
+        QCOMPARE(evaluator.recordFailure(source, t0).value(0).title, TW_DATA(QString, title));
     }
 
     void warnNeitherAdvancesNorResets()

@@ -160,6 +160,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QList<QList<WidgetData>>>("snapshots");
         QTest::addColumn<int>("errors");
+        QTest::addColumn<bool>("firstFails"); // the first source fails now, its snapshot is its last good one
         QTest::addColumn<OverallStatus>("expected");
         using Widgets = QList<QList<WidgetData>>;
         const WidgetData up = check(ServiceStatus::Up);
@@ -168,26 +169,30 @@ private Q_SLOTS:
         const WidgetData unknown = check(ServiceStatus::Unknown);
         const WidgetData values = KeyValues{u"Stats"_s, {}};
         const WidgetData offlineGame = GameServerStatus{u"g"_s, u"g"_s, false, {}, {}, {}, {}, {}};
-        QTest::newRow("nothing") << Widgets{} << 0 << OverallStatus::Unknown;
-        QTest::newRow("all up") << Widgets{{up, up}, {up}} << 0 << OverallStatus::Up;
-        QTest::newRow("key values alone") << Widgets{{values}} << 0 << OverallStatus::Up;
-        QTest::newRow("unknown only") << Widgets{{unknown}} << 0 << OverallStatus::Unknown;
-        QTest::newRow("warn after up") << Widgets{{up, warn, up}} << 0 << OverallStatus::Degraded;
-        QTest::newRow("down beats warn") << Widgets{{warn}, {down}} << 0 << OverallStatus::Down;
-        QTest::newRow("down beats an error") << Widgets{{down}} << 1 << OverallStatus::Down;
-        QTest::newRow("offline game is down") << Widgets{{up, offlineGame}} << 0 << OverallStatus::Down;
-        QTest::newRow("up and an error") << Widgets{{up}} << 1 << OverallStatus::Degraded;
-        QTest::newRow("error alone") << Widgets{} << 1 << OverallStatus::Degraded;
+        QTest::newRow("nothing") << Widgets{} << 0 << false << OverallStatus::Unknown;
+        QTest::newRow("all up") << Widgets{{up, up}, {up}} << 0 << false << OverallStatus::Up;
+        QTest::newRow("key values alone") << Widgets{{values}} << 0 << false << OverallStatus::Up;
+        QTest::newRow("unknown only") << Widgets{{unknown}} << 0 << false << OverallStatus::Unknown;
+        QTest::newRow("warn after up") << Widgets{{up, warn, up}} << 0 << false << OverallStatus::Degraded;
+        QTest::newRow("down beats warn") << Widgets{{warn}, {down}} << 0 << false << OverallStatus::Down;
+        QTest::newRow("down beats an error") << Widgets{{down}} << 1 << false << OverallStatus::Down;
+        QTest::newRow("offline game is down") << Widgets{{up, offlineGame}} << 0 << false << OverallStatus::Down;
+        QTest::newRow("up and an error") << Widgets{{up}} << 1 << false << OverallStatus::Degraded;
+        QTest::newRow("error alone") << Widgets{} << 1 << false << OverallStatus::Degraded;
+        QTest::newRow("a failing source's old outage is no outage now")
+            << Widgets{{down}, {up}} << 0 << true << OverallStatus::Degraded;
     }
     void overallStatus()
     {
         QFETCH(QList<QList<WidgetData>>, snapshots);
         QHash<QUuid, SourceSnapshot> map;
+        QHash<QUuid, QString> errors;
         for (const auto &widgets : snapshots) {
             const QUuid id = QUuid::createUuid();
             map.insert(id, snapshotOf(id, widgets));
+            if (TW_DATA(bool, firstFails) && errors.isEmpty())
+                errors.insert(id, u"timed out"_s);
         }
-        QHash<QUuid, QString> errors;
         const int errorCount = TW_DATA(int, errors);
         for (int i = 0; i < errorCount; ++i)
             errors.insert(QUuid::createUuid(), u"timed out"_s);
