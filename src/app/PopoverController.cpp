@@ -115,8 +115,9 @@ QString PopoverController::status() const
 
 QString PopoverController::summary() const
 {
-    const auto text = m_state->isPaused() ? PopoverRows::inactiveSummary(m_state->snapshots())
-                                          : PopoverRows::affectedSummary(m_state->snapshots(), m_state->errors());
+    const auto text = m_state->isPaused()
+        ? PopoverRows::inactiveSummary(m_state->snapshots())
+        : PopoverRows::affectedSummary(m_state->currentSnapshots(), m_state->errors());
     return text.value_or(QString());
 }
 
@@ -143,6 +144,11 @@ QDateTime PopoverController::lastFetched() const
 QString PopoverController::relativeTime(const QDateTime &date) const
 {
     return PopoverText::relativeTime(date, QDateTime::currentDateTimeUtc());
+}
+
+QString PopoverController::ageText(const QDateTime &date) const
+{
+    return PopoverText::ageText(date, QDateTime::currentDateTimeUtc());
 }
 
 namespace {

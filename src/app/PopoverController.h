@@ -68,6 +68,7 @@ public:
     Q_INVOKABLE void resumeNotifications();
 
     Q_INVOKABLE QString relativeTime(const QDateTime &date) const;
+    Q_INVOKABLE QString ageText(const QDateTime &date) const;
     // Formatting for the row views; an undefined value from QML stands for "no reading".
     Q_INVOKABLE QString latencyText(const QString &prefix, const QVariant &ms) const;
     Q_INVOKABLE QString ringText(const QVariant &pct) const;

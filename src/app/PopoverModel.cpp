@@ -93,6 +93,16 @@ void describeWidget(QVariantMap &map,
                widget.payload);
 }
 
+// Old readings keep their values but lose their colour: a stale row reads unknown, with its age.
+void describeStale(QVariantMap &map, const std::optional<QDateTime> &since)
+{
+    map[u"stale"_s] = since.has_value();
+    if (!since)
+        return;
+    map[u"status"_s] = toText(ServiceStatus::Unknown);
+    map[u"staleSince"_s] = *since;
+}
+
 } // namespace
 
 PopoverModel::PopoverModel(AppState *state, Preferences *preferences, QObject *parent)
@@ -161,6 +171,7 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
                        map[u"type"_s] = u"single"_s;
                        map[u"sourceId"_s] = single.key.section(u'/', 0, 0);
                        describeWidget(map, single.key, single.widget, latencyHistory);
+                       describeStale(map, single.staleSince);
                        map[u"url"_s] = single.page.value_or(QString());
                    },
                    [&](const Row::Header &header) {
@@ -186,6 +197,7 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
                        map[u"type"_s] = u"child"_s;
                        map[u"sourceId"_s] = child.key.section(u'/', 0, 0);
                        describeWidget(map, child.key, child.widget, latencyHistory);
+                       describeStale(map, child.staleSince);
                        map[u"url"_s] = child.page.value_or(QString());
                    },
                },
@@ -239,7 +251,8 @@ void PopoverModel::rebuild()
     const PopoverRows::State state{m_state->sources(),
                                    m_state->snapshots(),
                                    m_state->errors(),
-                                   m_preferences->widgetLayout()};
+                                   m_preferences->widgetLayout(),
+                                   QDateTime::currentDateTimeUtc()};
     const QList<Row> rows = PopoverRows::popoverRows(state);
     QList<RowGroup> groups = PopoverRows::filtered(PopoverRows::groupRows(rows), m_filter);
     const auto &history = m_sparklines->values();

@@ -3,6 +3,7 @@
 #include "app/RowLinks.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/Overloaded.h"
+#include "kit/model/Staleness.h"
 
 namespace tw {
 
@@ -70,14 +71,19 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
     });
     if (source == state.sources.cend())
         return {};
-    // The error wins over a stale snapshot: old widgets beside a failure would read as current.
-    if (const auto error = state.errors.constFind(sourceID); error != state.errors.cend())
-        return {Row{Row::Error{*source, *error}}};
+    const auto error = state.errors.constFind(sourceID);
+    const bool failing = error != state.errors.cend();
     const auto snapshot = state.snapshots.constFind(sourceID);
+    // A failing source with one row or none is its error; one with several keeps them under its
+    // error, stale, so that what it last saw is not lost from view.
+    const auto errorRow = [&] {
+        return QList<Row>{Row{Row::Error{*source, *error}}};
+    };
     if (snapshot == state.snapshots.cend())
-        return {};
+        return failing ? errorRow() : QList<Row>{};
     if (snapshot->widgets.isEmpty())
-        return {Row{Row::Empty{*source}}};
+        return failing ? errorRow() : QList<Row>{Row{Row::Empty{*source}}};
+    const std::optional<QDateTime> stale = Staleness::since(*source, *snapshot, failing, state.now);
 
     QList<KeyedWidget> keyed;
     keyed.reserve(snapshot->widgets.size());
@@ -85,13 +91,16 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
         keyed.append({w.widgetKey(sourceID), w});
     const QList<KeyedWidget> shown = state.layout.visible(keyed);
     if (shown.isEmpty())
-        return {};
+        return failing ? errorRow() : QList<Row>{};
+    if (failing && shown.size() == 1)
+        return errorRow();
     if (shown.size() == 1) {
         // The row stands for the source: its widget's page, or else the source's.
         auto page = RowLinks::widgetPage(*source, shown.first().widget);
         if (!page)
             page = RowLinks::sourcePage(*source);
-        return {Row{Row::Single{shown.first().key, renamed(shown.first().widget, source->common().displayName), page}}};
+        return {Row{
+            Row::Single{shown.first().key, renamed(shown.first().widget, source->common().displayName), page, stale}}};
     }
 
     const QList<WidgetData> shownWidgets = widgetsOf(shown);
@@ -102,10 +111,19 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
                        // Hidden widgets still colour the header: hiding a widget must not hide an outage.
                        worstStatus(snapshot->widgets),
                        state.layout.collapsed.contains(sourceText(*source))};
+    if (failing) {
+        header.aggregate = QStringLiteral("Can't be reached \u00B7 ") + *error;
+        header.avgLatencyMs.reset();
+        header.status = ServiceStatus::Down;
+    } else if (stale) {
+        // Old readings say nothing about now, an old outage included.
+        header.avgLatencyMs.reset();
+        header.status = ServiceStatus::Unknown;
+    }
     QList<Row> rows{Row{header}};
     if (!header.collapsed) {
         for (const KeyedWidget &k : shown)
-            rows.append(Row{Row::Child{k.key, k.widget, RowLinks::widgetPage(*source, k.widget)}});
+            rows.append(Row{Row::Child{k.key, k.widget, RowLinks::widgetPage(*source, k.widget), stale}});
     }
     return rows;
 }

@@ -32,6 +32,7 @@ struct Row
         QString key;
         WidgetData widget; // named after the source, which it stands for
         std::optional<QString> page; // where a browser shows it
+        std::optional<QDateTime> staleSince; // when its values were read, once they are too old to trust
         bool operator==(const Single &) const = default;
     };
     struct Header
@@ -49,6 +50,7 @@ struct Row
         QString key;
         WidgetData widget;
         std::optional<QString> page;
+        std::optional<QDateTime> staleSince;
         bool operator==(const Child &) const = default;
     };
 
@@ -84,6 +86,7 @@ struct State
     QHash<QUuid, SourceSnapshot> snapshots;
     QHash<QUuid, QString> errors;
     WidgetLayout layout;
+    QDateTime now; // invalid: nothing goes stale by age
 };
 
 QList<Row> popoverRows(const State &state);

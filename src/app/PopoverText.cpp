@@ -53,6 +53,19 @@ QString relativeTime(const QDateTime &date, const QDateTime &now)
     return QString::number(s / 3600) + u"h ago"_s;
 }
 
+QString ageText(const QDateTime &date, const QDateTime &now)
+{
+    const qint64 s = std::max<qint64>(0, date.msecsTo(now) / 1000);
+    if (s < 60)
+        return u"under a minute old"_s;
+    if (s < 3600)
+        return QString::number(s / 60) + u" min old"_s;
+    if (s < 86400)
+        return QString::number(s / 3600) + u" h old"_s;
+    const qint64 days = s / 86400;
+    return QString::number(days) + (days == 1 ? u" day old"_s : u" days old"_s);
+}
+
 QString hushBanner(AlertGate::Hush hush)
 {
     switch (hush) {

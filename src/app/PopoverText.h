@@ -21,5 +21,8 @@ QString hushHeadline(AlertGate::Hush hush);
 QString hushChip(AlertGate::Hush hush);
 // "just now", "59s ago", "1h ago", "1d ago"; a date in the future reads "just now".
 QString relativeTime(const QDateTime &date, const QDateTime &now);
+// The age of readings that can no longer be trusted: "under a minute old", "5 min old", "2 h old",
+// "3 days old".
+QString ageText(const QDateTime &date, const QDateTime &now);
 
 } // namespace tw::PopoverText

@@ -152,7 +152,7 @@ void TrayController::refresh()
     if (snoozed)
         tip += u"\nNotifications snoozed until "_s + snoozed->untilText(QDateTime::currentDateTimeUtc());
     const auto summary = paused ? PopoverRows::inactiveSummary(m_state->snapshots())
-                                : PopoverRows::affectedSummary(m_state->snapshots(), m_state->errors());
+                                : PopoverRows::affectedSummary(m_state->currentSnapshots(), m_state->errors());
     if (summary)
         tip += u"\n"_s + *summary;
     m_tray->setToolTip(tip);

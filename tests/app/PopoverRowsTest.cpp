@@ -1,6 +1,7 @@
 #include "app/PopoverRows.h"
 
 #include "kit/model/JsonRead.h"
+#include "support/TestData.h"
 
 #include <QTest>
 
@@ -87,17 +88,74 @@ private Q_SLOTS:
         QVERIFY(groups.first().children.isEmpty());
     }
 
-    void errorWinsOverAStaleSnapshotAndCountsOnce()
+    // A failing source keeps what it last saw on view, under its error and without colour; a source
+    // with a single row is its error; either way it counts once, as down.
+    void failingSourceKeepsItsRowsStaleAndCountsOnce()
     {
         Estate e;
-        const auto s = e.add("Kuma", {service("a", ServiceStatus::Up), service("b", ServiceStatus::Up)});
+        const auto s = e.add("Kuma", {service("a", ServiceStatus::Up, 12), service("b", ServiceStatus::Down)});
+        const QDateTime seen = e.state.snapshots[s.id()].fetchedAt;
         e.state.errors.insert(s.id(), u"timed out"_s);
-        const QList<Row> rows = popoverRows(e.state);
-        QCOMPARE(rows, (QList<Row>{Row{Row::Error{s, u"timed out"_s}}}));
+        QList<Row> rows = popoverRows(e.state);
+        QCOMPARE(rows.size(), 3);
+        const auto *header = rows.first().as<Row::Header>();
+        QVERIFY(header);
+        QCOMPARE(header->aggregate, u"Can't be reached \u00B7 timed out"_s);
+        QCOMPARE(header->status, ServiceStatus::Down);
+        QCOMPARE(header->avgLatencyMs, std::nullopt);
+        for (const Row &row : rows.mid(1))
+            QCOMPARE(row.as<Row::Child>()->staleSince, std::optional(seen));
         const auto tally = statusTally(e.state.snapshots, e.state.errors);
         QCOMPARE(tally.value(ServiceStatus::Down), 1);
         QCOMPARE(tally.value(ServiceStatus::Up), 0);
         QCOMPARE(affectedSummary(e.state.snapshots, e.state.errors), u"1 service affected"_s);
+
+        e.state.layout.hidden = {e.key(s, "b")};
+        QCOMPARE(popoverRows(e.state), (QList<Row>{Row{Row::Error{s, u"timed out"_s}}}));
+        const auto single = e.add("Port", {service("p", ServiceStatus::Up)});
+        e.state.errors.insert(single.id(), u"refused"_s);
+        QCOMPARE(rowsForSource(single.id(), e.state), (QList<Row>{Row{Row::Error{single, u"refused"_s}}}));
+    }
+
+    void staleByAge_data()
+    {
+        QTest::addColumn<double>("interval");
+        QTest::addColumn<int>("silentSeconds");
+        QTest::addColumn<bool>("stale");
+        QTest::newRow("fresh") << 60.0 << 5 << false;
+        QTest::newRow("two intervals late is a slow poll") << 60.0 << 120 << false;
+        QTest::newRow("exactly three intervals") << 60.0 << 180 << false;
+        QTest::newRow("past three intervals") << 60.0 << 181 << true;
+        QTest::newRow("long interval") << 3600.0 << 3 * 3600 + 1 << true;
+        QTest::newRow("interval below the floor counts as 5 s") << 1.0 << 14 << false;
+        QTest::newRow("interval below the floor, stale") << 1.0 << 16 << true;
+        QTest::newRow("no clock") << 60.0 << -1 << false;
+    }
+    void staleByAge()
+    {
+        Estate e;
+        const auto s = e.add("Kuma", {service("a", ServiceStatus::Down, 12), service("b", ServiceStatus::Up)});
+        const auto single = e.add("One", {service("x", ServiceStatus::Up)});
+        const QDateTime seen = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
+        for (auto &source : e.state.sources)
+            source.common().pollInterval = TW_DATA(double, interval);
+        for (auto &snapshot : e.state.snapshots)
+            snapshot.fetchedAt = seen;
+        const int silent = TW_DATA(int, silentSeconds);
+        e.state.now = silent < 0 ? QDateTime() : seen.addSecs(silent);
+        const bool stale = TW_DATA(bool, stale);
+        const std::optional<QDateTime> since = stale ? std::optional(seen) : std::nullopt;
+
+        const QList<Row> rows = popoverRows(e.state);
+        QCOMPARE(rows.size(), 4);
+        const auto *header = rows.first().as<Row::Header>();
+        // An old outage is no outage now: the header of stale rows is neither red nor timed.
+        QCOMPARE(header->status, stale ? ServiceStatus::Unknown : ServiceStatus::Down);
+        QCOMPARE(header->avgLatencyMs.has_value(), !stale);
+        QCOMPARE(rows.at(1).as<Row::Child>()->staleSince, since);
+        QCOMPARE(rows.at(2).as<Row::Child>()->staleSince, since);
+        QCOMPARE(rows.at(3).as<Row::Single>()->staleSince, since);
+        Q_UNUSED(single);
     }
 
     void sourcesWithoutDataOrWidgets()

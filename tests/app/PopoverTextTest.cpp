@@ -56,6 +56,24 @@ private Q_SLOTS:
         QCOMPARE(PopoverText::relativeTime(now.addMSecs(-ageMs), now), TW_DATA(QString, text));
     }
 
+    void ageText_data()
+    {
+        QTest::addColumn<qint64>("ageS");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("clock behind") << qint64(-30) << u"under a minute old"_s;
+        QTest::newRow("59 s") << qint64(59) << u"under a minute old"_s;
+        QTest::newRow("60 s") << qint64(60) << u"1 min old"_s;
+        QTest::newRow("5 min 59 s") << qint64(359) << u"5 min old"_s;
+        QTest::newRow("3600 s") << qint64(3600) << u"1 h old"_s;
+        QTest::newRow("a day") << qint64(86'400) << u"1 day old"_s;
+        QTest::newRow("three days") << qint64(3 * 86'400 + 5) << u"3 days old"_s;
+    }
+    void ageText()
+    {
+        const QDateTime now = QDateTime::fromSecsSinceEpoch(1800000000, Qt::UTC);
+        QCOMPARE(PopoverText::ageText(now.addSecs(-TW_DATA(qint64, ageS)), now), TW_DATA(QString, text));
+    }
+
     void placement_data()
     {
         QTest::addColumn<QRect>("anchor");

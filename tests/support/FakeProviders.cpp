@@ -66,9 +66,10 @@ QCoro::Task<SourceSnapshot> FakeProviders::fetch(AnySourceConfig config, int fet
         throw Cancelled();
     if (m_failures.contains(id))
         throw ProviderError::upstream(m_failures.value(id));
+    const QDateTime fetchedAt = m_fetchedAt.value(id, QDateTime::currentDateTimeUtc());
     if (m_widgets.contains(id))
-        co_return SourceSnapshot{id, QDateTime::currentDateTimeUtc(), m_widgets.value(id)};
-    co_return SourceSnapshot{id, QDateTime::currentDateTimeUtc(), {widgetFor(config, fetchNumber)}};
+        co_return SourceSnapshot{id, fetchedAt, m_widgets.value(id)};
+    co_return SourceSnapshot{id, fetchedAt, {widgetFor(config, fetchNumber)}};
 }
 
 } // namespace tw::test

@@ -22,6 +22,8 @@ public:
     // What every later successful fetch of `id` yields, instead of the one numbered check widget.
     void setWidgets(const QUuid &id, QList<WidgetData> widgets) { m_widgets.insert(id, std::move(widgets)); }
     void failToMake(const QUuid &id, const QString &text) { m_makeFailures.insert(id, text); }
+    // The time later fetches of `id` say they read their values at, as a provider's clock behind ours would.
+    void setFetchedAt(const QUuid &id, const QDateTime &time) { m_fetchedAt.insert(id, time); }
     void hold(const QUuid &id) { m_held.insert(id); }
     void releaseHeld() { Q_EMIT heldReleased(); }
 
@@ -38,6 +40,7 @@ private:
     QCoro::Task<SourceSnapshot> fetch(AnySourceConfig config, int fetchNumber);
 
     QHash<QUuid, QString> m_failures;
+    QHash<QUuid, QDateTime> m_fetchedAt;
     QHash<QUuid, QList<WidgetData>> m_widgets;
     QHash<QUuid, QString> m_makeFailures;
     QSet<QUuid> m_held;

@@ -160,6 +160,45 @@ private Q_SLOTS:
         QVERIFY(reason);
         QCOMPARE(reason->property("text").toString(), u"Past limit: disk 93 %"_s);
     }
+
+    // What a user sees of readings that can no longer be trusted: a Kuma server out of reach keeps its
+    // monitors under its error, gray and aged, and a check silent for three of its intervals shows
+    // its age instead of its colour. Neither turns the tray red.
+    void staleRows()
+    {
+        const KumaConfig kuma(QUuid::createUuid(), u"Homelab Kuma"_s, u"http://kuma.lan:3001"_s);
+        HTTPPingConfig grafana(QUuid::createUuid(), u"Grafana"_s, u"https://grafana.lan"_s);
+        grafana.pollInterval = 60;
+        const TCPPortConfig ssh(QUuid::createUuid(), u"Backup NAS (SSH)"_s, u"10.0.0.9"_s, 22);
+        AppHub hub({kuma, grafana, ssh});
+        hub.providers.setWidgets(kuma.id,
+                                 {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 23.4, {}},
+                                  ServiceRow{u"2"_s, u"Nextcloud"_s, ServiceStatus::Down, {}, u"HTTP 502"_s}});
+        hub.providers.setWidgets(grafana.id, {CheckResult{u"g"_s, u"Grafana"_s, ServiceStatus::Down, 12.0, {}}});
+        hub.providers.setFetchedAt(grafana.id, QDateTime::currentDateTimeUtc().addSecs(-12 * 60));
+        AppState &state = *hub.state;
+        PopoverModel model(&state, hub.preferences.get());
+        PopoverController controller(&state, &model);
+        PopoverWindow window(&controller, hub.engineGetter());
+        state.startSync();
+        QTRY_COMPARE(state.snapshots().size(), 3);
+        hub.providers.failWith(kuma.id, u"connection refused"_s);
+        state.refreshAll();
+        QTRY_VERIFY(state.errors().contains(kuma.id));
+        // An old outage of a source out of reach, and an old failed check: nothing known is down now.
+        QCOMPARE(state.overallStatus(), OverallStatus::Degraded);
+        QCOMPARE(controller.summary(), u"1 service affected"_s);
+
+        window.show(QRect(600, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+        QTest::qWait(200);
+        saveScreenshot(window.view()->grabWindow(), u"popover-stale.png"_s);
+        QStringList ages;
+        for (const QQuickItem *age : findVisible(window.view()->rootObject(), u"staleAge"_s))
+            ages.append(age->property("text").toString());
+        ages.sort();
+        QCOMPARE(ages, (QStringList{u"12 min old"_s, u"under a minute old"_s, u"under a minute old"_s}));
+    }
 };
 
 TW_GUI_TEST_MAIN(PopoverScreenshotTest)

@@ -9,14 +9,15 @@ RowChrome {
     required property PopoverController popover
     property var row
     Accessible.role: Accessible.ListItem
-    Accessible.name: view.row.name + (view.row.online ? ", online, " + view.row.playersText : ", offline")
+    Accessible.name: view.row.name + (view.row.stale ? ", not heard from, " + view.popover.ageText(view.row.staleSince)
+                                     : view.row.online ? ", online, " + view.row.playersText : ", offline")
                      + (view.row.subtitle ? ", " + view.row.subtitle : "")
     Item {
         width: parent.width
         height: nameLine.height + (secondLine.visible ? 2 + secondLine.height : 0)
         StatusOrb {
             id: orb
-            color: view.popover.statusColourOf(view.row.online ? "up" : "down")
+            color: view.popover.statusColourOf(view.row.stale ? "unknown" : view.row.online ? "up" : "down")
             anchors.verticalCenter: parent.verticalCenter
         }
         Item {
@@ -47,6 +48,8 @@ RowChrome {
                 downText: "Offline"
                 latencyMs: view.row.latencyMs
                 history: view.row.history || []
+                stale: view.row.stale || false
+                staleSince: view.row.staleSince || new Date(0)
             }
         }
         Item {

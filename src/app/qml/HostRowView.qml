@@ -10,6 +10,7 @@ RowChrome {
     Accessible.name: view.row.name + ", CPU " + view.popover.ringText(view.row.cpuPct) + ", memory " + view.popover.ringText(view.row.memPct)
                      + ", disk " + view.popover.ringText(view.row.diskPct) + (view.row.maxTempText ? ", " + view.row.maxTempText : "")
                      + (view.row.overLimitsText ? ", past its limits: " + view.row.overLimitsText : "")
+                     + (view.row.stale ? ", not heard from, " + view.popover.ageText(view.row.staleSince) : "")
     Item {
         width: parent.width
         height: Math.max(title.implicitHeight, rings.implicitHeight)
@@ -33,6 +34,13 @@ RowChrome {
                 font.pixelSize: 13
                 font.weight: Font.DemiBold
                 color: Theme.text
+            }
+            RelativeTimeText {
+                objectName: "staleAge"
+                visible: view.row.stale || false
+                popover: view.popover
+                date: view.row.staleSince || new Date(0)
+                age: true
             }
             Text {
                 objectName: "overLimits"

@@ -4,9 +4,10 @@ import Tidewatch
 // A custom JSON endpoint: a title over labelled values, in the order the user gave them.
 RowChrome {
     id: view
+    required property PopoverController popover
     property var row
     Accessible.role: Accessible.ListItem
-    Accessible.name: view.row.name
+    Accessible.name: view.row.name + (view.row.stale ? ", not heard from, " + view.popover.ageText(view.row.staleSince) : "")
     Column {
         width: parent.width
         spacing: 3
@@ -15,6 +16,13 @@ RowChrome {
             font.pixelSize: 13
             font.weight: Font.DemiBold
             color: Theme.text
+        }
+        RelativeTimeText {
+            objectName: "staleAge"
+            visible: view.row.stale || false
+            popover: view.popover
+            date: view.row.staleSince || new Date(0)
+            age: true
         }
         Repeater {
             model: view.row.fields

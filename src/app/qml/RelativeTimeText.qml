@@ -1,13 +1,15 @@
 import QtQuick
 import Tidewatch
 
-// "12s ago", redrawn every five seconds counted from the date itself, not from when it appeared.
+// "12s ago", or with `age` "5 min old", redrawn every five seconds counted from the date itself, not
+// from when it appeared.
 Text {
     id: label
     required property PopoverController popover
     property date date
+    property bool age: false
     property int tick: 0
-    text: { tick; return label.popover.relativeTime(date) }
+    text: { tick; return label.age ? label.popover.ageText(date) : label.popover.relativeTime(date) }
     font.pixelSize: 10
     color: Theme.secondary
     Timer {

@@ -1,7 +1,8 @@
 import QtQuick
 import Tidewatch
 
-// The right-hand end of a row: the down word alone, or sparkline and latency.
+// The right-hand end of a row: the down word alone, or sparkline and latency; for readings too old to
+// trust, their age alone.
 Row {
     id: trailing
     required property PopoverController popover
@@ -9,9 +10,20 @@ Row {
     property string downText
     property var latencyMs
     property var history: []
+    property bool stale: false
+    property date staleSince
     spacing: 8
+    RelativeTimeText {
+        objectName: "staleAge"
+        visible: trailing.stale
+        popover: trailing.popover
+        date: trailing.staleSince
+        age: true
+        font.pixelSize: 11
+        anchors.verticalCenter: parent.verticalCenter
+    }
     Text {
-        visible: trailing.status === "down"
+        visible: trailing.status === "down" && !trailing.stale
         text: trailing.downText
         font.pixelSize: 11
         font.weight: Font.DemiBold
@@ -20,7 +32,7 @@ Row {
     }
     Sparkline {
         objectName: "sparkline"
-        visible: Preferences.showSparklines && trailing.history.length >= 2 && trailing.status !== "down"
+        visible: Preferences.showSparklines && trailing.history.length >= 2 && trailing.status !== "down" && !trailing.stale
         values: trailing.history
         width: 44
         height: 16
@@ -28,7 +40,7 @@ Row {
     }
     LatencyPill {
         popover: trailing.popover
-        visible: trailing.status !== "down"
+        visible: trailing.status !== "down" && !trailing.stale
         latencyMs: trailing.latencyMs
         anchors.verticalCenter: parent.verticalCenter
     }

@@ -39,6 +39,6 @@ Loader {
     Component { id: header; GroupHeaderRowView { popover: loader.popover; row: loader.row; width: loader.width; onToggled: loader.toggled() } } // qmllint disable unqualified
     Component { id: host; HostRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
     Component { id: game; GameRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
-    Component { id: keyValues; KeyValuesRowView { row: loader.row; width: loader.width } } // qmllint disable unqualified
+    Component { id: keyValues; KeyValuesRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
     Component { id: service; ServiceRowView { popover: loader.popover; row: loader.row; width: loader.width } } // qmllint disable unqualified
 }

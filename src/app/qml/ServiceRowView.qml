@@ -8,7 +8,8 @@ RowChrome {
     property var row
     property string downText: view.row.widgetType === "check" ? "Down" : "Unreachable"
     Accessible.role: Accessible.ListItem
-    Accessible.name: view.row.name + ", " + view.row.status + (view.row.status === "down" ? "" : ", " + view.popover.latencyText("", view.row.latencyMs))
+    Accessible.name: view.row.name + (view.row.stale ? ", not heard from, " + view.popover.ageText(view.row.staleSince)
+                                     : ", " + view.row.status + (view.row.status === "down" ? "" : ", " + view.popover.latencyText("", view.row.latencyMs)))
     Item {
         width: parent.width
         height: Math.max(title.implicitHeight, trailing.implicitHeight)
@@ -36,6 +37,8 @@ RowChrome {
             downText: view.downText
             latencyMs: view.row.latencyMs
             history: view.row.history || []
+            stale: view.row.stale || false
+            staleSince: view.row.staleSince || new Date(0)
         }
     }
 }
