@@ -26,8 +26,9 @@ class EventLog;
 class HistoryRecorder;
 
 // The hub: owns the list of sources, steers the poll engine, and turns each update into latency
-// history, alerts, recent events and notifications before it publishes the new state to the views. Views never talk
-// to the engine; nothing below this object knows a view exists. Lives on the main thread.
+// history, alerts, recent events and notifications before it publishes the new state to the views.
+// Views never talk to the engine; nothing below this object knows a view exists. Lives on the main
+// thread.
 class AppState : public QObject
 {
     Q_OBJECT
@@ -126,9 +127,9 @@ public:
     // Writes unwritten history and events; the program calls it before it quits.
     void flushHistory();
 
-    // Why the sources, the history or the events are not on the disk as they are in memory ("Could not save
-    // sources.json: No space left on device"); empty when everything is saved. The next change tries
-    // again, and clears it once a save succeeds.
+    // Why the sources, the history or the events are not on the disk as they are in memory ("Could
+    // not save sources.json: No space left on device"); empty when everything is saved. The next
+    // change tries again, and clears it once a save succeeds.
     QString storageProblem() const;
     // The last save of sources.json failed; its text.
     const QString &sourcesSaveError() const { return m_sourcesSaveError; }
