@@ -170,15 +170,6 @@ private Q_SLOTS:
         QCOMPARE(contents(path), bytes);
         QVERIFY(!QFile::exists(EventLogStore::corruptPath(dir.path())));
     }
-
-    void listedInTheCommandsHelp()
-    {
-        const CliRun run = runCli({u"--help"_s});
-        QVERIFY(run.out.contains("  events [--sources FILE] [--since AGE] [--json]"));
-        const CliRun help = runCli({u"events"_s, u"--help"_s});
-        QCOMPARE(help.exitCode, 0);
-        QVERIFY(help.out.contains("--since <AGE>"));
-    }
 };
 
 QTEST_GUILESS_MAIN(EventsCommandTest)

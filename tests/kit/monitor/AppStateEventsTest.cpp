@@ -118,6 +118,24 @@ private Q_SLOTS:
         QCOMPARE(rig.state->eventLog().events(), events);
     }
 
+    // A host past its limits is an outage of its own, logged with what is past.
+    void aHostPastItsLimitsIsLoggedWithWhatIsPast()
+    {
+        const TCPPortConfig hub = tcp(u"Beszel"_s);
+        Hub rig({hub});
+        HostStats host{u"h"_s, u"nas01"_s, ServiceStatus::Up, 12.0, 40.0, 94.0, {}, {u"disk 94 %"_s}};
+        rig.providers.setWidgets(hub.id, {host});
+        rig.state->startSync();
+        QTRY_COMPARE(rig.state->eventLog().events().size(), 1);
+        QCOMPARE(rig.state->eventLog().events().first().title, u"nas01 is past its limits"_s);
+        QCOMPARE(rig.state->eventLog().events().first().detail, u"disk 94 %"_s);
+        host.overLimits.clear();
+        rig.providers.setWidgets(hub.id, {host});
+        rig.state->refreshAll();
+        QTRY_COMPARE(titles(rig.state->eventLog().events()),
+                     (QStringList{u"nas01 is back within its limits"_s, u"nas01 is past its limits"_s}));
+    }
+
     void snoozesThatTheUserEndsAreLogged_data()
     {
         QTest::addColumn<QString>("end");

@@ -100,13 +100,6 @@ private Q_SLOTS:
                  TW_DATA(QStringList, order));
     }
 
-    void sinceKeepsTheNewer()
-    {
-        const QList<RecentEvent> events{aged(10), aged(3600), aged(3601), aged(90000)};
-        QCOMPARE(titles(EventLog::since(events, t0.addSecs(-3600))), (QStringList{u"10"_s, u"3600"_s}));
-        QCOMPARE(EventLog::since(events, t0), QList<RecentEvent>{});
-    }
-
     void texts_data()
     {
         QTest::addColumn<RecentEvent>("event");
