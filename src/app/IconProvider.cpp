@@ -57,6 +57,7 @@ const QHash<QString, QString> &symbolTable()
         {u"dot.radiowaves.left.and.right"_s, u"radar"_s},
         {u"signpost.right"_s, u"signpost"_s},
         {u"lock.shield"_s, u"shield-check"_s},
+        {u"clock.arrow.circlepath"_s, u"history"_s},
     };
     return table;
 }

@@ -8,6 +8,7 @@
 #include "app/TrayIconPainter.h"
 #include "kit/model/JsonRead.h"
 #include "kit/monitor/AppState.h"
+#include "kit/monitor/EventLog.h"
 
 #include <QDesktopServices>
 
@@ -28,6 +29,25 @@ PopoverController::PopoverController(AppState *state, PopoverModel *rows, QObjec
         ++m_snoozeRevision;
         Q_EMIT snoozesChanged();
     });
+    connect(&m_state->eventLog(), &EventLog::changed, this, &PopoverController::recentEventsChanged);
+}
+
+QVariantList PopoverController::recentEvents() const
+{
+    // The log drops a week-old event only when the next one comes; the view never shows it.
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    QVariantList list;
+    for (const RecentEvent &event :
+         EventLog::since(m_state->eventLog().events(), now.addSecs(-EventLog::maxAgeSeconds))) {
+        list.append(QVariantMap{
+            {u"kind"_s, toText(event.kind)},
+            {u"title"_s, event.title},
+            {u"detail"_s, event.detail},
+            {u"time"_s, event.time},
+            {u"sourceId"_s, event.sourceID.isNull() ? QString() : JsonRead::uuidText(event.sourceID)},
+        });
+    }
+    return list;
 }
 
 QString PopoverController::hushText() const

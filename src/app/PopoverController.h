@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QObject>
 #include <QUrl>
+#include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 
 #include <functional>
@@ -39,6 +40,8 @@ class PopoverController : public QObject
     Q_PROPERTY(QString snoozeAllText READ snoozeAllText NOTIFY snoozesChanged)
     // Bumped whenever any snooze changes, for bindings that call snoozeText().
     Q_PROPERTY(int snoozeRevision READ snoozeRevision NOTIFY snoozesChanged)
+    // The Recent view's lines, newest first: maps of kind, title, detail, time and sourceId.
+    Q_PROPERTY(QVariantList recentEvents READ recentEvents NOTIFY recentEventsChanged)
 
 public:
     PopoverController(AppState *state, PopoverModel *rows, QObject *parent = nullptr);
@@ -58,6 +61,7 @@ public:
     QString storageProblem() const;
     QString snoozeAllText() const;
     int snoozeRevision() const { return m_snoozeRevision; }
+    QVariantList recentEvents() const;
 
     // "Snoozed until 14:30" for a source's row; empty when it is not snoozed.
     Q_INVOKABLE QString snoozeText(const QString &sourceId) const;
@@ -93,6 +97,7 @@ Q_SIGNALS:
     void revealRequested(const QString &sourceId);
     void changed();
     void snoozesChanged();
+    void recentEventsChanged();
     void settingsRequested();
     void quitRequested();
     void closeRequested();

@@ -2,6 +2,7 @@
 // for scripts (exit statuses follow the Nagios convention where a command reports health).
 #include "cli/AddCommand.h"
 #include "cli/CheckCommand.h"
+#include "cli/EventsCommand.h"
 #include "cli/GamesCommand.h"
 #include "cli/SecretCommand.h"
 #include "cli/TransferCommand.h"
@@ -27,6 +28,7 @@ QList<Command> commands()
         {QStringLiteral("check"), tw::CheckCommand::synopsis(), tw::CheckCommand::run},
         {QStringLiteral("add"), tw::AddCommand::synopsis(), tw::AddCommand::run},
         {QStringLiteral("watch"), tw::WatchCommand::synopsis(), tw::WatchCommand::run},
+        {QStringLiteral("events"), tw::EventsCommand::synopsis(), tw::EventsCommand::run},
         {QStringLiteral("games"), tw::GamesCommand::synopsis(), tw::GamesCommand::run},
         {QStringLiteral("secret"), tw::SecretCommand::synopsis(), tw::SecretCommand::run},
         {QStringLiteral("export"), tw::TransferCommand::exportSynopsis(), tw::TransferCommand::runExport},

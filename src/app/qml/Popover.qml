@@ -5,8 +5,8 @@ import QtQuick.Controls
 import QtQuick.Window
 import Tidewatch
 
-// The popover opened from the tray icon: whether everything is up, a card per source, and the
-// three actions. Ten rows or more scroll between a pinned header and footer, and so do fewer rows
+// The popover opened from the tray icon: whether everything is up, a card per source, the recent
+// events one click away, and the actions. Ten rows or more scroll between a pinned header and footer, and so do fewer rows
 // whose cards are taller than the window may be.
 Rectangle {
     id: root
@@ -18,21 +18,27 @@ Rectangle {
     readonly property bool overflowing: body.implicitHeight > scroller.height + 0.5
     // A row's menu lives inside this window: while one is open the window is at least that tall.
     property real menuRoom: 0
+    // The Recent view in place of the cards; the header and footer stay.
+    property bool showingRecent: false
     width: 340
-    height: Math.max(menuRoom, Math.min(maxHeight, scrolling ? 420 : header.height + body.implicitHeight + footer.height))
+    height: Math.max(menuRoom, Math.min(maxHeight, scrolling || showingRecent ? 420 : header.height + body.implicitHeight + footer.height))
     radius: 12
     color: Theme.window
     border.color: Theme.hairline
     focus: true
-    // Escape first clears a filter, then closes.
+    // Escape first leaves the Recent view or clears a filter, then closes.
     Keys.onEscapePressed: {
-        if (root.popover.rows.filter !== "")
+        if (root.showingRecent)
+            root.showRecent(false, true)
+        else if (root.popover.rows.filter !== "")
             root.popover.rows.filter = ""
         else
             root.popover.close()
     }
     // Arrows move between the cards; typing narrows them by name, Backspace takes a letter back.
     Keys.onPressed: (event) => {
+        if (root.showingRecent)
+            return
         if (event.key === Qt.Key_Down || event.key === Qt.Key_Up) {
             root.moveFocus(event.key === Qt.Key_Down ? 1 : -1)
             event.accepted = true
@@ -55,6 +61,15 @@ Rectangle {
         var next = current < 0 ? (step > 0 ? 0 : cards.count - 1) : Math.max(0, Math.min(cards.count - 1, current + step))
         root.focusCard(cards.itemAt(next))
     }
+    // From the keyboard, the focus goes where a keyboard user carries on; from the pointer it goes
+    // there too, without the ring.
+    function showRecent(show, byKeyboard) {
+        root.showingRecent = show
+        if (show)
+            recent.takeFocus(byKeyboard)
+        else
+            recentButton.forceActiveFocus(byKeyboard ? Qt.TabFocusReason : Qt.MouseFocusReason)
+    }
     function focusCard(card) {
         if (!card)
             return
@@ -72,6 +87,7 @@ Rectangle {
     Connections {
         target: root.popover
         function onRevealRequested(sourceId: string) {
+            root.showingRecent = false
             root.popover.rows.filter = ""
             const index = root.popover.rows.cardOf(sourceId)
             if (index >= 0)
@@ -166,12 +182,23 @@ Rectangle {
         width: parent.width
         height: 1
         color: Theme.hairline
-        visible: root.overflowing
+        visible: root.overflowing || root.showingRecent
+    }
+
+    RecentView {
+        id: recent
+        visible: root.showingRecent
+        popover: root.popover
+        anchors.top: header.bottom
+        anchors.bottom: footer.top
+        width: parent.width
+        onBack: (byKeyboard) => root.showRecent(false, byKeyboard)
     }
 
     Flickable {
         id: scroller
         objectName: "rowsScroller"
+        visible: !root.showingRecent
         anchors.top: header.bottom
         anchors.bottom: footer.top
         width: parent.width
@@ -509,7 +536,16 @@ Rectangle {
                 anchors.verticalCenter: parent.verticalCenter
                 onClicked: root.popover.togglePaused()
             }
-            Item { width: parent.width - 3 * 28 - 3 * 8; height: 1 }
+            SymbolButton {
+                id: recentButton
+                objectName: "popover.recent"
+                symbol: "clock.arrow.circlepath"
+                tip: root.showingRecent ? "Back to sources" : "Recent events"
+                tint: root.showingRecent ? Preferences.accent : Theme.secondary
+                anchors.verticalCenter: parent.verticalCenter
+                onClicked: root.showRecent(!root.showingRecent, recentButton.visualFocus)
+            }
+            Item { width: parent.width - 4 * 28 - 4 * 8; height: 1 }
             SymbolButton {
                 objectName: "popover.quit"
                 symbol: "power"

@@ -7,6 +7,7 @@ ToolButton {
     id: control
     property string symbol
     property string tip
+    property color tint: Theme.secondary
     implicitWidth: 28
     implicitHeight: 28
     padding: 0
@@ -16,7 +17,7 @@ ToolButton {
     ToolTip.text: tip
     ToolTip.delay: 600
     contentItem: Item {
-        Icon { anchors.centerIn: parent; symbol: control.symbol; size: 14; color: Theme.secondary }
+        Icon { anchors.centerIn: parent; symbol: control.symbol; size: 14; color: control.tint }
     }
     background: Rectangle {
         radius: 6

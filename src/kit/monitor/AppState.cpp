@@ -8,6 +8,8 @@
 #include "kit/model/SourcesStore.h"
 #include "kit/model/Staleness.h"
 #include "kit/model/StoredSetting.h"
+#include "kit/monitor/EventLog.h"
+#include "kit/monitor/EventLogStore.h"
 #include "kit/monitor/HistoryRecorder.h"
 #include "kit/monitor/HistoryStore.h"
 #include "kit/monitor/SourcesFileWatcher.h"
@@ -56,18 +58,27 @@ AppState::AppState(Environment environment, QObject *parent)
     : QObject(parent)
     , m_environment(std::move(environment))
     , m_gate(m_environment.wakeGraceMs)
+    , m_logGate(m_environment.wakeGraceMs)
 {
     Q_ASSERT(m_environment.credentials && m_environment.defaults && m_environment.makeProvider);
     m_engine = new PollEngine(m_environment.credentials, m_environment.makeProvider, m_environment.sleep, this);
     // What a save killed half-way left behind goes before anything is read or written.
     AtomicFile::removeStaleTemporaries(SourcesStore::sourcesPath(m_environment.sourcesDirectory));
     AtomicFile::removeStaleTemporaries(HistoryStore::historyPath(m_environment.sourcesDirectory));
+    AtomicFile::removeStaleTemporaries(EventLogStore::eventsPath(m_environment.sourcesDirectory));
     m_history =
         new HistoryRecorder(m_environment.sourcesDirectory, m_environment.historySleep, m_environment.now, this);
     connect(m_history, &HistoryRecorder::writeErrorChanged, this, [this] {
         if (m_history->writeError() == m_historyWriteError)
             return;
         m_historyWriteError = m_history->writeError();
+        Q_EMIT storageProblemChanged();
+    });
+    m_events = new EventLog(m_environment.sourcesDirectory, m_environment.historySleep, m_environment.now, this);
+    connect(m_events, &EventLog::writeErrorChanged, this, [this] {
+        if (m_events->writeError() == m_eventsWriteError)
+            return;
+        m_eventsWriteError = m_events->writeError();
         Q_EMIT storageProblemChanged();
     });
     m_sources = m_environment.sources ? *m_environment.sources : SourcesStore::load(m_environment.sourcesDirectory);
@@ -149,8 +160,9 @@ void AppState::removeSource(const QUuid &id)
     startSync();
     deleteOrphanedCredentials();
     pruneHistory();
-    endSnooze(id);
+    dropSnooze(id);
     m_gate.forget(id);
+    m_logGate.forget(id);
 }
 
 void AppState::replaceSources(const QList<AnySourceConfig> &list)
@@ -229,6 +241,7 @@ void AppState::reloadSourcesFile()
 void AppState::flushHistory()
 {
     m_history->flush();
+    m_events->flush();
 }
 
 QString AppState::storageProblem() const
@@ -238,6 +251,8 @@ QString AppState::storageProblem() const
             + u". Your changes are kept while Tidewatch runs and saved again at the next change."_s;
     if (!m_historyWriteError.isEmpty())
         return m_historyWriteError + u". The latency history is kept while Tidewatch runs and saved again later."_s;
+    if (!m_eventsWriteError.isEmpty())
+        return m_eventsWriteError + u". The recent events are kept while Tidewatch runs and saved again later."_s;
     if (const QString error = m_environment.defaults->saveError(); !error.isEmpty())
         return error + u". Your settings are kept while Tidewatch runs and saved again at the next change."_s;
     return {};
@@ -296,6 +311,7 @@ void AppState::post(const QList<AlertEvent> &events)
 {
     if (m_alertEventsSink)
         m_alertEventsSink(events);
+    logAlerts(m_logGate.admit(events, m_environment.now()).post);
     // A source with alerts off never reaches the gate: neither its outages nor its recoveries count.
     // So alerts turned back on during an outage stay quiet about it: its down alert fired unheard,
     // and the gate posts the recovery only of an outage it posted. The next outage is told.
@@ -317,8 +333,9 @@ void AppState::forgetRemoved(const QList<AnySourceConfig> &before)
         if (std::none_of(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &s) {
                 return s.id() == id;
             })) {
-            endSnooze(id);
+            dropSnooze(id);
             m_gate.forget(id);
+            m_logGate.forget(id);
         }
     }
 }
@@ -353,6 +370,21 @@ void AppState::deliver(const AlertGate::Outcome &outcome)
     }
 }
 
+void AppState::logAlerts(const QList<AlertEvent> &events)
+{
+    const QDateTime now = m_environment.now();
+    for (const AlertEvent &event : events)
+        m_events->record(RecentEvent::ofAlert(event, now));
+}
+
+QString AppState::displayNameOf(const QUuid &sourceID) const
+{
+    const auto source = std::find_if(m_sources.cbegin(), m_sources.cend(), [&](const AnySourceConfig &candidate) {
+        return candidate.id() == sourceID;
+    });
+    return source == m_sources.cend() ? QString() : source->common().displayName;
+}
+
 void AppState::saveSnoozes()
 {
     Snooze::save(*m_environment.defaults, m_gate.snoozes());
@@ -362,17 +394,33 @@ void AppState::saveSnoozes()
 void AppState::snoozeSource(const QUuid &id, std::optional<qint64> seconds)
 {
     const QDateTime now = m_environment.now();
-    m_gate.snooze({id, seconds ? std::optional(now.addSecs(*seconds)) : std::nullopt});
+    const Snooze snooze{id, seconds ? std::optional(now.addSecs(*seconds)) : std::nullopt};
+    m_gate.snooze(snooze);
     saveSnoozes();
+    m_events->record(RecentEvent::ofSnooze(snooze, displayNameOf(id), now));
 }
 
 void AppState::snoozeAll(qint64 seconds)
 {
-    m_gate.snooze({std::nullopt, m_environment.now().addSecs(seconds)});
+    const QDateTime now = m_environment.now();
+    const Snooze snooze{std::nullopt, now.addSecs(seconds)};
+    m_gate.snooze(snooze);
     saveSnoozes();
+    m_events->record(RecentEvent::ofSnooze(snooze, {}, now));
 }
 
 void AppState::endSnooze(const std::optional<QUuid> &id)
+{
+    // Only a snooze still in force ends early; one whose time has come was over anyway.
+    const bool inForce = m_gate.snoozeOf(id, m_environment.now()).has_value();
+    if (!m_gate.endSnooze(id))
+        return;
+    saveSnoozes();
+    if (inForce)
+        m_events->record(RecentEvent::ofSnoozeEnd(id, id ? displayNameOf(*id) : QString(), m_environment.now()));
+}
+
+void AppState::dropSnooze(const std::optional<QUuid> &id)
 {
     if (m_gate.endSnooze(id))
         saveSnoozes();
@@ -400,12 +448,14 @@ void AppState::noteHushChange(bool changed, bool cameBack)
 void AppState::setNetworkOnline(bool online)
 {
     const bool cameBack = online && !m_gate.isOnline();
+    m_logGate.setOnline(online, m_environment.now());
     noteHushChange(m_gate.setOnline(online, m_environment.now()), cameBack);
 }
 
 void AppState::setAsleep(bool asleep)
 {
     const bool cameBack = !asleep && m_gate.isAsleep();
+    m_logGate.setAsleep(asleep, m_environment.now());
     noteHushChange(m_gate.setAsleep(asleep, m_environment.now()), cameBack);
 }
 
@@ -420,6 +470,8 @@ void AppState::reviewAlerts()
     }
     m_gate.setQuietHours(QuietHours::load(defaults));
     deliver(m_gate.review(m_environment.now(), [this](const QUuid &id) { return wantsAlerts(id); }));
+    // Removed sources are forgotten by the log's gate as they go; what it still holds is wanted.
+    logAlerts(m_logGate.review(m_environment.now()).post);
 }
 
 void AppState::saveSources(const QList<AnySourceConfig> &before)

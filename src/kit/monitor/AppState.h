@@ -22,11 +22,13 @@
 namespace tw {
 
 class CredentialStore;
+class EventLog;
 class HistoryRecorder;
 
 // The hub: owns the list of sources, steers the poll engine, and turns each update into latency
-// history, alerts and notifications before it publishes the new state to the views. Views never talk
-// to the engine; nothing below this object knows a view exists. Lives on the main thread.
+// history, alerts, recent events and notifications before it publishes the new state to the views.
+// Views never talk to the engine; nothing below this object knows a view exists. Lives on the main
+// thread.
 class AppState : public QObject
 {
     Q_OBJECT
@@ -37,13 +39,13 @@ public:
     struct Environment
     {
         std::shared_ptr<CredentialStore> credentials;
-        QString sourcesDirectory; // sources.json and history.json
+        QString sourcesDirectory; // sources.json, history.json and events.json
         // Sources given by the caller instead of the file's; edits are still saved to the directory.
         std::optional<QList<AnySourceConfig>> sources;
         std::shared_ptr<PreferenceStore> defaults; // snoozes, quiet hours and the views' preferences
         ProviderMaker makeProvider;
         SleepFunction sleep = Sleep::cancellable; // between polls
-        SleepFunction historySleep = Sleep::cancellable; // the history's write window
+        SleepFunction historySleep = Sleep::cancellable; // the write windows of the history and the events
         std::function<QDateTime()> now = [] {
             return QDateTime::currentDateTimeUtc();
         };
@@ -84,6 +86,7 @@ public:
     overallStatus(bool paused, const QHash<QUuid, SourceSnapshot> &snapshots, const QHash<QUuid, QString> &errors);
 
     HistoryRecorder &historyRecorder() { return *m_history; }
+    EventLog &eventLog() { return *m_events; }
     PollEngine &engine() { return *m_engine; }
     CredentialStore &credentials() { return *m_environment.credentials; }
     PreferenceStore &defaults() { return *m_environment.defaults; }
@@ -108,7 +111,7 @@ public:
     // Notifications for one source: for a while, or until it recovers when no length is given.
     void snoozeSource(const QUuid &id, std::optional<qint64> seconds);
     void snoozeAll(qint64 seconds);
-    // Without an id, the snooze of every notification.
+    // Without an id, the snooze of every notification. The user's wish: it goes in the recent events.
     void endSnooze(const std::optional<QUuid> &id);
     std::optional<Snooze> snoozeOf(const std::optional<QUuid> &id) const;
     const QList<Snooze> &snoozes() const { return m_gate.snoozes(); }
@@ -124,12 +127,12 @@ public:
     // that cannot be read is moved aside, as at start, and the list in use is written again.
     void reloadSourcesFile();
 
-    // Writes unwritten history; the program calls it before it quits.
+    // Writes unwritten history and events; the program calls it before it quits.
     void flushHistory();
 
-    // Why the sources or the history are not on the disk as they are in memory ("Could not save
-    // sources.json: No space left on device"); empty when everything is saved. The next change tries
-    // again, and clears it once a save succeeds.
+    // Why the sources, the history or the events are not on the disk as they are in memory ("Could
+    // not save sources.json: No space left on device"); empty when everything is saved. The next
+    // change tries again, and clears it once a save succeeds.
     QString storageProblem() const;
     // The last save of sources.json failed; its text.
     const QString &sourcesSaveError() const { return m_sourcesSaveError; }
@@ -162,6 +165,10 @@ private:
     // The source is still configured and has its alerts on.
     bool wantsAlerts(const QUuid &sourceID) const;
     void deliver(const AlertGate::Outcome &outcome);
+    void logAlerts(const QList<AlertEvent> &events);
+    // Ends a snooze without the user asking: nothing for the recent events.
+    void dropSnooze(const std::optional<QUuid> &id);
+    QString displayNameOf(const QUuid &sourceID) const;
     void saveSnoozes();
     void noteHushChange(bool changed, bool cameBack);
     // Saves the list, and on success deletes the secrets that the saved list no longer names.
@@ -180,6 +187,10 @@ private:
     QHash<QUuid, QString> m_errors;
     AlertEvaluator m_alertEvaluator;
     AlertGate m_gate;
+    // What the recent events hear: every real outage and its end, whatever the snoozes, quiet hours
+    // and alert switches let through to the desktop. A gate that knows none of those holds only the
+    // failures of a hush, and drops those that end in time, as the desktop's gate does.
+    AlertGate m_logGate;
     QTimer m_reviewTimer;
     std::function<void(const QList<AlertEvent> &)> m_alertEventsSink;
     bool m_paused = false;
@@ -189,8 +200,10 @@ private:
     QStringList m_unsavedOrphans;
     QString m_sourcesSaveError;
     QString m_historyWriteError;
+    QString m_eventsWriteError;
     PollEngine *m_engine = nullptr;
     HistoryRecorder *m_history = nullptr;
+    EventLog *m_events = nullptr;
 };
 
 } // namespace tw

@@ -1,0 +1,176 @@
+#include "kit/monitor/EventLogStore.h"
+#include "support/CliProcess.h"
+#include "support/Files.h"
+#include "support/TestData.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QUuid nas = QUuid::fromString(u"{6f1c2a1e-0000-4000-8000-000000000001}"_s);
+
+// Written out of order, as a file edited by hand may be: the command sorts.
+QList<RecentEvent> eventsBefore(const QDateTime &now)
+{
+    using K = RecentEvent::Kind;
+    return {
+        {now.addSecs(-20 * 60), K::Down, u"NAS is unreachable"_s, {}, nas},
+        {now.addSecs(-10 * 60), K::Recovered, u"NAS recovered"_s, u"Back after 10 minutes"_s, nas},
+        {now.addSecs(-3 * 3600), K::Snoozed, u"All notifications snoozed for 1 hour"_s, {}, {}},
+        {now.addDays(-2), K::Down, u"Plex is down"_s, {}, {}},
+        {now.addDays(-8), K::Down, u"Old news is down"_s, {}, {}},
+    };
+}
+
+QStringList titlesIn(const QByteArray &out)
+{
+    QStringList titles;
+    for (const QString &line : QString::fromUtf8(out).split(u'\n', Qt::SkipEmptyParts)) {
+        // "2026-11-25 10:00:00  down       NAS is unreachable — detail"
+        const QString rest = line.mid(21).section(u' ', 1).trimmed();
+        titles.append(rest.section(u" — "_s, 0, 0));
+    }
+    return titles;
+}
+
+QProcessEnvironment utc()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"TZ"_s, u"UTC"_s);
+    return environment;
+}
+
+} // namespace
+
+class EventsCommandTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void listsNewestFirstSinceAnAge_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("titles");
+        const QStringList week{u"NAS recovered"_s,
+                               u"NAS is unreachable"_s,
+                               u"All notifications snoozed for 1 hour"_s,
+                               u"Plex is down"_s};
+        QTest::newRow("the week by default") << QStringList{} << week;
+        QTest::newRow("30m") << QStringList{u"--since"_s, u"30m"_s} << week.mid(0, 2);
+        QTest::newRow("15m, as one argument") << QStringList{u"--since=15m"_s} << week.mid(0, 1);
+        QTest::newRow("24h") << QStringList{u"--since"_s, u"24h"_s} << week.mid(0, 3);
+        QTest::newRow("7d") << QStringList{u"--since"_s, u"7d"_s} << week;
+        QTest::newRow("longer than a week keeps to the week") << QStringList{u"--since"_s, u"2w"_s} << week;
+        QTest::newRow("90s: nothing") << QStringList{u"--since"_s, u"90s"_s} << QStringList{};
+    }
+    void listsNewestFirstSinceAnAge()
+    {
+        QTemporaryDir dir;
+        EventLogStore::save(eventsBefore(QDateTime::currentDateTimeUtc()), dir.path());
+        const CliRun run = runCli(QStringList{u"events"_s, u"--sources"_s, dir.filePath(u"sources.json"_s)}
+                                      + TW_DATA(QStringList, arguments),
+                                  {},
+                                  utc());
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.err, QByteArray());
+        const QStringList expected = TW_DATA(QStringList, titles);
+        if (expected.isEmpty()) {
+            QVERIFY2(run.out.startsWith("No events since "), run.out.constData());
+            return;
+        }
+        QCOMPARE(titlesIn(run.out), expected);
+        if (expected.first() == u"NAS recovered"_s)
+            QVERIFY2(run.out.contains("  recovered  NAS recovered — Back after 10 minutes\n"), run.out.constData());
+    }
+
+    void jsonForScripts()
+    {
+        QTemporaryDir dir;
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        EventLogStore::save(eventsBefore(now), dir.path());
+        const CliRun run =
+            runCli({u"events"_s, u"--sources"_s, dir.filePath(u"sources.json"_s), u"--since"_s, u"24h"_s, u"--json"_s});
+        QCOMPARE(run.exitCode, 0);
+        const QJsonObject report = QJsonDocument::fromJson(run.out).object();
+        const QJsonArray events = report.value(u"events"_s).toArray();
+        QCOMPARE(events.size(), 3);
+        const QJsonObject recovered = events.at(0).toObject();
+        QCOMPARE(recovered.value(u"kind"_s).toString(), u"recovered"_s);
+        QCOMPARE(recovered.value(u"title"_s).toString(), u"NAS recovered"_s);
+        QCOMPARE(recovered.value(u"detail"_s).toString(), u"Back after 10 minutes"_s);
+        QCOMPARE(recovered.value(u"sourceID"_s).toString(), u"6F1C2A1E-0000-4000-8000-000000000001"_s);
+        const QDateTime time = QDateTime::fromString(recovered.value(u"time"_s).toString(), Qt::ISODate);
+        QVERIFY(qAbs(time.secsTo(now.addSecs(-600))) <= 1);
+        const QJsonObject snoozed = events.at(2).toObject();
+        QCOMPARE(snoozed.value(u"kind"_s).toString(), u"snoozed"_s);
+        QVERIFY(snoozed.value(u"sourceID"_s).isNull());
+        QVERIFY(snoozed.value(u"detail"_s).isNull());
+        const QDateTime since = QDateTime::fromString(report.value(u"since"_s).toString(), Qt::ISODate);
+        QVERIFY(qAbs(since.secsTo(now.addDays(-1))) <= 5);
+    }
+
+    void badInputIsAUsageError_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        const QString age = u"--since takes an age like 30m, 24h or 7d"_s;
+        QTest::newRow("no unit") << QStringList{u"--since"_s, u"24"_s} << age;
+        QTest::newRow("unknown unit") << QStringList{u"--since"_s, u"3y"_s} << age;
+        QTest::newRow("zero") << QStringList{u"--since"_s, u"0h"_s} << age;
+        QTest::newRow("negative") << QStringList{u"--since=-5m"_s} << age;
+        QTest::newRow("words") << QStringList{u"--since"_s, u"yesterday"_s} << age;
+        QTest::newRow("empty") << QStringList{u"--since="_s} << age;
+        QTest::newRow("absurdly long") << QStringList{u"--since"_s, u"999999999d"_s} << age;
+        QTest::newRow("no value") << QStringList{u"--since"_s} << u"Missing value after '--since'"_s;
+        QTest::newRow("unknown option") << QStringList{u"--all"_s} << u"Unknown option 'all'"_s;
+        QTest::newRow("stray argument") << QStringList{u"NAS"_s} << u"unexpected argument 'NAS'"_s;
+    }
+    void badInputIsAUsageError()
+    {
+        QTemporaryDir dir;
+        const CliRun run = runCli(QStringList{u"events"_s, u"--sources"_s, dir.filePath(u"sources.json"_s)}
+                                  + TW_DATA(QStringList, arguments));
+        QCOMPARE(run.exitCode, 64);
+        QCOMPARE(run.out, QByteArray());
+        QVERIFY2(run.err.startsWith("tidewatch-cli events: "), run.err.constData());
+        QVERIFY2(QString::fromUtf8(run.err).contains(TW_DATA(QString, message)), run.err.constData());
+    }
+
+    void aFileThatDoesNotReadIsReportedAndLeftAlone_data()
+    {
+        QTest::addColumn<QByteArray>("bytes"); // none: no file at all
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("no file yet: no events") << QByteArray() << 0;
+        QTest::newRow("not JSON") << QByteArray("{\"events\":[") << 3;
+        QTest::newRow("unknown kind") << QByteArray(R"({"events":[{"kind":"exploded","time":1,"title":"x"}]})") << 3;
+    }
+    void aFileThatDoesNotReadIsReportedAndLeftAlone()
+    {
+        QTemporaryDir dir;
+        const QByteArray bytes = TW_DATA(QByteArray, bytes);
+        const QString path = EventLogStore::eventsPath(dir.path());
+        if (!bytes.isEmpty())
+            put(path, bytes);
+        const CliRun run = runCli({u"events"_s, u"--sources"_s, dir.filePath(u"sources.json"_s)});
+        QCOMPARE(run.exitCode, TW_DATA(int, exitCode));
+        if (bytes.isEmpty()) {
+            QVERIFY(run.out.startsWith("No events since "));
+            return;
+        }
+        QVERIFY2(run.err.contains(" is not a valid events file: "), run.err.constData());
+        QCOMPARE(contents(path), bytes);
+        QVERIFY(!QFile::exists(EventLogStore::corruptPath(dir.path())));
+    }
+};
+
+QTEST_GUILESS_MAIN(EventsCommandTest)
+#include "EventsCommandTest.moc"

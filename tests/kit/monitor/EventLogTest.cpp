@@ -1,0 +1,258 @@
+#include "kit/monitor/EventLog.h"
+
+#include "kit/monitor/EventLogStore.h"
+#include "kit/monitor/HistoryStore.h"
+#include "support/Files.h"
+#include "support/ManualSleeper.h"
+#include "support/TestData.h"
+#include "support/WriteBlocker.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tw;
+using namespace tw::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
+
+// An event `age` seconds before t0, named after its age so that an order reads as a list of ages.
+RecentEvent aged(qint64 age, RecentEvent::Kind kind = RecentEvent::Kind::Down)
+{
+    return {t0.addSecs(-age), kind, QString::number(age), {}, {}};
+}
+
+QStringList titles(const QList<RecentEvent> &events)
+{
+    QStringList list;
+    for (const RecentEvent &event : events)
+        list.append(event.title);
+    return list;
+}
+
+} // namespace
+
+class EventLogTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void trimmedIsNewestFirstWithinAWeek_data()
+    {
+        QTest::addColumn<QList<qint64>>("ages"); // seconds before the reference, in the file's order
+        QTest::addColumn<QStringList>("kept");
+        QTest::newRow("oldest first becomes newest first")
+            << QList<qint64>{300, 200, 100} << QStringList{u"100"_s, u"200"_s, u"300"_s};
+        QTest::newRow("shuffled") << QList<qint64>{200, 5, 7000} << QStringList{u"5"_s, u"200"_s, u"7000"_s};
+        QTest::newRow("exactly seven days is kept") << QList<qint64>{604800, 10} << QStringList{u"10"_s, u"604800"_s};
+        QTest::newRow("one second older goes") << QList<qint64>{10, 604801} << QStringList{u"10"_s};
+        QTest::newRow("a clock set back: the future stays on top")
+            << QList<qint64>{10, -60} << QStringList{u"-60"_s, u"10"_s};
+        QTest::newRow("nothing") << QList<qint64>{} << QStringList{};
+    }
+    void trimmedIsNewestFirstWithinAWeek()
+    {
+        QList<RecentEvent> events;
+        for (const qint64 age : TW_DATA(QList<qint64>, ages))
+            events.append(aged(age));
+        QCOMPARE(titles(EventLog::trimmed(events, t0)), TW_DATA(QStringList, kept));
+    }
+
+    void trimmedKeepsTheNewestThousand()
+    {
+        QList<RecentEvent> events;
+        for (int age = 1; age <= 1200; ++age)
+            events.append(aged(age));
+        const QList<RecentEvent> kept = EventLog::trimmed(events, t0);
+        QCOMPARE(kept.size(), EventLog::maxEvents);
+        QCOMPARE(kept.first().title, u"1"_s);
+        QCOMPARE(kept.last().title, u"1000"_s);
+    }
+
+    // Events of one second keep the order they came in, whichever way the list was sorted.
+    void eventsOfTheSameTimeKeepTheirOrder()
+    {
+        RecentEvent down = aged(60);
+        RecentEvent snoozed = aged(60, RecentEvent::Kind::Snoozed);
+        snoozed.title = u"snoozed"_s;
+        QList<RecentEvent> events = EventLog::inserted({aged(10), aged(100)}, down);
+        events = EventLog::inserted(events, snoozed);
+        QCOMPARE(titles(events), (QStringList{u"10"_s, u"snoozed"_s, u"60"_s, u"100"_s}));
+        QCOMPARE(EventLog::trimmed(events, t0), events);
+    }
+
+    void insertedFindsItsPlace_data()
+    {
+        QTest::addColumn<qint64>("age");
+        QTest::addColumn<QStringList>("order");
+        QTest::newRow("newest") << qint64(1) << QStringList{u"1"_s, u"10"_s, u"100"_s};
+        // An outage held while the machine woke up is logged late, at the time it began.
+        QTest::newRow("between") << qint64(50) << QStringList{u"10"_s, u"50"_s, u"100"_s};
+        QTest::newRow("oldest") << qint64(500) << QStringList{u"10"_s, u"100"_s, u"500"_s};
+    }
+    void insertedFindsItsPlace()
+    {
+        QCOMPARE(titles(EventLog::inserted({aged(10), aged(100)}, aged(TW_DATA(qint64, age)))),
+                 TW_DATA(QStringList, order));
+    }
+
+    void texts_data()
+    {
+        QTest::addColumn<RecentEvent>("event");
+        QTest::addColumn<RecentEvent>("expected");
+        const QUuid nas = QUuid::createUuid();
+        const QDateTime now = t0;
+        const auto down = [&](qint64 minutesAgo, const QString &title) {
+            return AlertEvent{nas, AlertEvent::Kind::Down, title, now.addSecs(-60 * minutesAgo), u"k"_s, {}};
+        };
+        AlertEvent recovered = down(125, u"NAS recovered"_s);
+        recovered.kind = AlertEvent::Kind::Recovered;
+        AlertEvent quick = down(0, u"Plex recovered"_s);
+        quick.kind = AlertEvent::Kind::Recovered;
+        AlertEvent long_ = down(60 * 50 + 30, u"NAS recovered"_s);
+        long_.kind = AlertEvent::Kind::Recovered;
+        using K = RecentEvent::Kind;
+        QTest::newRow("down at the time it began")
+            << RecentEvent::ofAlert(down(3, u"NAS is unreachable"_s), now)
+            << RecentEvent{now.addSecs(-180), K::Down, u"NAS is unreachable"_s, {}, nas};
+        QTest::newRow("recovery now, with its length")
+            << RecentEvent::ofAlert(recovered, now)
+            << RecentEvent{now, K::Recovered, u"NAS recovered"_s, u"Back after 2 hours 5 minutes"_s, nas};
+        QTest::newRow("a quick recovery")
+            << RecentEvent::ofAlert(quick, now)
+            << RecentEvent{now, K::Recovered, u"Plex recovered"_s, u"Back after less than a minute"_s, nas};
+        QTest::newRow("days and hours") << RecentEvent::ofAlert(
+            long_,
+            now) << RecentEvent{now, K::Recovered, u"NAS recovered"_s, u"Back after 2 days 2 hours"_s, nas};
+        QTest::newRow("a source for an hour") << RecentEvent::ofSnooze({nas, now.addSecs(3600)}, u"NAS"_s, now)
+                                              << RecentEvent{now, K::Snoozed, u"NAS snoozed for 1 hour"_s, {}, nas};
+        QTest::newRow("a source until it recovers")
+            << RecentEvent::ofSnooze({nas, std::nullopt}, u"NAS"_s, now)
+            << RecentEvent{now, K::Snoozed, u"NAS snoozed until it recovers"_s, {}, nas};
+        QTest::newRow("everything") << RecentEvent::ofSnooze({std::nullopt, now.addSecs(4 * 3600)}, {}, now)
+                                    << RecentEvent{now, K::Snoozed, u"All notifications snoozed for 4 hours"_s, {}, {}};
+        QTest::newRow("a source's snooze ended")
+            << RecentEvent::ofSnoozeEnd(nas, u"NAS"_s, now)
+            << RecentEvent{now, K::SnoozeEnded, u"Notifications for NAS resumed"_s, {}, nas};
+        QTest::newRow("every snooze ended") << RecentEvent::ofSnoozeEnd(std::nullopt, {}, now)
+                                            << RecentEvent{now, K::SnoozeEnded, u"All notifications resumed"_s, {}, {}};
+    }
+    void texts() { QCOMPARE(TW_DATA(RecentEvent, event), TW_DATA(RecentEvent, expected)); }
+
+    void fileRoundTrip()
+    {
+        using K = RecentEvent::Kind;
+        const QList<RecentEvent> events{
+            {HistoryStore::fromReferenceSeconds(86400.5),
+             K::Recovered,
+             u"NAS recovered"_s,
+             u"Back after 3 minutes"_s,
+             QUuid::createUuid()},
+            {HistoryStore::fromReferenceSeconds(60), K::Snoozed, u"All notifications snoozed for 1 hour"_s, {}, {}},
+            // Names come from the user and from servers: any text must survive the file.
+            {HistoryStore::fromReferenceSeconds(0.125), K::Down, u"say \"hi\" \\ \n\t\u0001 ✓ 🚀 is down"_s, {}, {}},
+            {HistoryStore::fromReferenceSeconds(0), K::SnoozeEnded, u"All notifications resumed"_s, {}, {}},
+        };
+        QCOMPARE(EventLogStore::decode(EventLogStore::encode(events)), events);
+        QCOMPARE(
+            EventLogStore::encode({events[1]}),
+            QByteArray(R"({"events":[{"kind":"snoozed","time":60,"title":"All notifications snoozed for 1 hour"}]})"));
+        QTemporaryDir dir;
+        EventLogStore::save(events, dir.path());
+        QCOMPARE(EventLogStore::load(dir.path()), events);
+    }
+
+    void badFileIsSetAsideAndTheLogStartsEmpty_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("not JSON") << QByteArray("{\"events\": [");
+        QTest::newRow("not an object") << QByteArray("[]");
+        QTest::newRow("no list") << QByteArray(R"({"events": 3})");
+        QTest::newRow("unknown kind") << QByteArray(R"({"events":[{"kind":"exploded","time":1,"title":"x"}]})");
+        QTest::newRow("time as text") << QByteArray(R"({"events":[{"kind":"down","time":"today","title":"x"}]})");
+        QTest::newRow("no title") << QByteArray(R"({"events":[{"kind":"down","time":1}]})");
+        QTest::newRow("bad source id") << QByteArray(
+            R"({"events":[{"kind":"down","time":1,"title":"x","sourceID":"nas"}]})");
+    }
+    void badFileIsSetAsideAndTheLogStartsEmpty()
+    {
+        QTemporaryDir dir;
+        const QByteArray bytes = TW_DATA(QByteArray, bytes);
+        put(EventLogStore::eventsPath(dir.path()), bytes);
+        ManualSleeper sleeper;
+        EventLog log(dir.path(), sleeper.function(), [] { return t0; });
+        QCOMPARE(log.events(), QList<RecentEvent>{});
+        QVERIFY(!QFile::exists(EventLogStore::eventsPath(dir.path())));
+        QCOMPARE(contents(EventLogStore::corruptPath(dir.path())), bytes);
+        // The log carries on, and its next write does not touch the file set aside.
+        log.record(aged(1));
+        log.flush();
+        QCOMPARE(EventLogStore::load(dir.path()), log.events());
+        QCOMPARE(contents(EventLogStore::corruptPath(dir.path())), bytes);
+    }
+
+    void oldEventsGoAtStartWithoutAWrite()
+    {
+        QTemporaryDir dir;
+        EventLogStore::save({aged(8 * 86400), aged(20), aged(3 * 86400)}, dir.path());
+        const QByteArray before = contents(EventLogStore::eventsPath(dir.path()));
+        ManualSleeper sleeper;
+        EventLog log(dir.path(), sleeper.function(), [] { return t0; });
+        QCOMPARE(titles(log.events()), (QStringList{u"20"_s, QString::number(3 * 86400)}));
+        log.flush();
+        QCOMPARE(sleeper.pending(), 0);
+        QCOMPARE(contents(EventLogStore::eventsPath(dir.path())), before);
+    }
+
+    void aBurstIsOneWriteAndFlushWritesAtOnce()
+    {
+        QTemporaryDir dir;
+        ManualSleeper sleeper;
+        EventLog log(dir.path(), sleeper.function(), [] { return t0; });
+        QSignalSpy written(&log, &EventLog::written);
+        QSignalSpy changed(&log, &EventLog::changed);
+        for (int i = 10; i > 0; --i)
+            log.record(aged(i));
+        QCOMPARE(changed.size(), 10);
+        QTRY_COMPARE(sleeper.pending(), 1);
+        QCOMPARE(sleeper.delays(), QList<double>{EventLog::writeWindowSeconds});
+        QVERIFY(!QFile::exists(EventLogStore::eventsPath(dir.path())));
+        sleeper.release();
+        QTRY_COMPARE(written.size(), 1);
+        QCOMPARE(EventLogStore::load(dir.path()), log.events());
+
+        log.record(aged(0));
+        log.flush();
+        QCOMPARE(written.size(), 2);
+        QCOMPARE(EventLogStore::load(dir.path()).first(), aged(0));
+        sleeper.release();
+        QTest::qWait(10);
+        QCOMPARE(written.size(), 2);
+    }
+
+    void failedWriteIsReportedAndTriedAgain()
+    {
+        QTemporaryDir dir;
+        ManualSleeper sleeper;
+        EventLog log(dir.path(), sleeper.function(), [] { return t0; });
+        QSignalSpy problem(&log, &EventLog::writeErrorChanged);
+        {
+            WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, dir.path());
+            log.record(aged(5));
+            log.flush();
+            QCOMPARE(problem.size(), 1);
+            QCOMPARE(log.writeError(), u"Could not save events.json: %1"_s.arg(blocker.reason()));
+        }
+        log.flush(); // nothing new: the events kept in memory are written all the same
+        QCOMPARE(problem.size(), 2);
+        QCOMPARE(log.writeError(), QString());
+        QCOMPARE(titles(EventLogStore::load(dir.path())), QStringList{u"5"_s});
+    }
+};
+
+QTEST_GUILESS_MAIN(EventLogTest)
+#include "EventLogTest.moc"
