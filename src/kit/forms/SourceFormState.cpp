@@ -104,6 +104,7 @@ SourceFormState::SourceFormState(const AnySourceConfig &config)
     portEdited = true;
     pollSeconds = QString::number(static_cast<qint64>(PollInterval::clamp(common.pollInterval)));
     alertThreshold = std::clamp<qint64>(common.alertThreshold, 1, 10);
+    dependsOn = common.dependsOn;
 
     kindForm().load(config, *this);
 }
@@ -263,6 +264,7 @@ std::optional<AnySourceConfig> SourceFormState::makeConfig(const QUuid &id) cons
     common.pollInterval = *interval;
     common.alertsEnabled = alertsEnabled;
     common.alertThreshold = alertThreshold;
+    common.dependsOn = dependsOn;
     return kindForm().make(*this, common);
 }
 

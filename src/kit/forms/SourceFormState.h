@@ -50,6 +50,7 @@ struct SourceFormState
     QString pollSeconds;
     bool alertsEnabled = true;
     qint64 alertThreshold = 3;
+    std::optional<QUuid> dependsOn; // the source this one sits behind; checked by Dependencies::refusal
 
     SourceFormState()
         : SourceFormState(SourceType::Kuma)

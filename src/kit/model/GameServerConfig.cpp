@@ -42,6 +42,7 @@ GameServerConfig GameServerConfig::fromJson(const QJsonValue &value)
     c.pollInterval = JsonRead::optionalNumber(o, u"pollInterval").value_or(PollInterval::defaultSeconds);
     c.alertsEnabled = JsonRead::optionalBoolean(o, u"alertsEnabled").value_or(true);
     c.alertThreshold = JsonRead::optionalInteger(o, u"alertThreshold").value_or(3);
+    c.dependsOn = readDependsOn(o);
     c.queryPort = JsonRead::optionalInteger(o, u"queryPort");
     c.credentialRef = JsonRead::optionalString(o, u"credentialRef");
     c.useTLS = JsonRead::optionalBoolean(o, u"useTLS").value_or(false);

@@ -100,6 +100,17 @@ std::optional<QString> optionalString(const QJsonObject &object, QStringView key
     return v.toString();
 }
 
+std::optional<QUuid> optionalUuid(const QJsonObject &object, QStringView key)
+{
+    const std::optional<QString> text = optionalString(object, key);
+    if (!text)
+        return std::nullopt;
+    const QUuid id = QUuid::fromString(*text);
+    if (id.isNull())
+        mismatch(key, u"a UUID string");
+    return id;
+}
+
 std::optional<double> optionalNumber(const QJsonObject &object, QStringView key)
 {
     const QJsonValue v = present(object, key);

@@ -26,6 +26,7 @@ std::optional<QString> optionalString(const QJsonObject &object, QStringView key
 std::optional<double> optionalNumber(const QJsonObject &object, QStringView key);
 std::optional<qint64> optionalInteger(const QJsonObject &object, QStringView key);
 std::optional<bool> optionalBoolean(const QJsonObject &object, QStringView key);
+std::optional<QUuid> optionalUuid(const QJsonObject &object, QStringView key);
 
 // The one-key wrapping of tagged unions ({"case":{…}}): of the keys in `cases`, exactly one must be
 // present; unknown keys are ignored. Returns the index into `cases`.

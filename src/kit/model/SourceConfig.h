@@ -10,7 +10,7 @@
 
 namespace tw {
 
-// The five fields every kind of source begins with. Each configuration record derives from this,
+// The fields every kind of source begins with. Each configuration record derives from this,
 // so code that reads a common field never needs to know the kind.
 struct SourceConfig
 {
@@ -19,6 +19,9 @@ struct SourceConfig
     double pollInterval = PollInterval::defaultSeconds; // seconds; clamped where it is used
     bool alertsEnabled = true;
     qint64 alertThreshold = 3; // failed checks in a row before an alert; 0 or less acts as 1
+    // The source this one sits behind (the router it is reached through): while that source is
+    // down, this one's failures are put down to it. Optional in the file; see Dependencies.
+    std::optional<QUuid> dependsOn = std::nullopt;
 
     bool operator==(const SourceConfig &) const = default;
 
@@ -27,8 +30,9 @@ struct SourceConfig
 
 protected:
     void writeCommon(QJsonObject &o) const;
-    // Every common key is required.
+    // Every common key is required, but dependsOn.
     void readCommon(const QJsonObject &o);
+    static std::optional<QUuid> readDependsOn(const QJsonObject &o);
 };
 
 } // namespace tw

@@ -1,13 +1,14 @@
 #include "SourcesStore.h"
 
+#include "kit/model/Dependencies.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSet>
 #include <QStandardPaths>
 
 namespace tw::SourcesStore {
@@ -72,7 +73,8 @@ QList<AnySourceConfig> decode(const QByteArray &bytes)
     QList<AnySourceConfig> sources;
     for (const QJsonValue &element : doc.array())
         sources.append(AnySourceConfig::fromJson(element));
-    return sources;
+    // A parent that is gone, or a loop someone wrote by hand, reads as no parent.
+    return Dependencies::normalized(sources);
 }
 
 QByteArray encode(const QList<AnySourceConfig> &sources)
@@ -115,15 +117,21 @@ QList<AnySourceConfig> importFile(const QString &path)
 QList<AnySourceConfig> importBytes(const QByteArray &bytes)
 {
     const QList<AnySourceConfig> decoded = decode(bytes);
-    QSet<QUuid> seen;
+    QHash<QUuid, QUuid> newIds;
     QList<AnySourceConfig> imported;
     for (const AnySourceConfig &source : std::as_const(decoded)) {
-        if (seen.contains(source.id()))
+        if (newIds.contains(source.id()))
             continue;
-        seen.insert(source.id());
         imported.append(withNewIdentity(source));
+        newIds.insert(source.id(), imported.last().id());
     }
-    return imported;
+    // Parents follow their sources to the new ids.
+    for (AnySourceConfig &source : imported) {
+        std::optional<QUuid> &parent = source.common().dependsOn;
+        if (parent)
+            parent = newIds.value(*parent);
+    }
+    return Dependencies::normalized(imported);
 }
 
 } // namespace tw::SourcesStore

@@ -67,6 +67,49 @@ private Q_SLOTS:
         QFETCH(AnySourceConfig, config);
         const QByteArray bytes = QJsonDocument(config.toJson()).toJson();
         QCOMPARE(AnySourceConfig::fromJson(parse(bytes)), config);
+        QVERIFY(!bytes.contains("dependsOn"));
+
+        // Every kind carries the source it sits behind.
+        const QUuid parent = QUuid::fromString(u"0b5e2a43-1d7c-4e9f-a86b-3c2d1e0f9a8b"_s);
+        config.common().dependsOn = parent;
+        const QJsonObject written = config.toJson();
+        QCOMPARE(written.constBegin()->toObject()[u"_0"].toObject()[u"dependsOn"].toString(),
+                 u"0B5E2A43-1D7C-4E9F-A86B-3C2D1E0F9A8B"_s);
+        QCOMPARE(AnySourceConfig::fromJson(parse(QJsonDocument(written).toJson())).common().dependsOn, parent);
+    }
+
+    void readsDependsOn_data()
+    {
+        QTest::addColumn<QJsonValue>("value"); // undefined for no key
+        QTest::addColumn<QString>("expected"); // the id read, "none", or "error"
+        QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << u"none"_s;
+        QTest::newRow("null") << QJsonValue(QJsonValue::Null) << u"none"_s;
+        QTest::newRow("an id") << QJsonValue(u"0b5e2a43-1d7c-4e9f-a86b-3c2d1e0f9a8b"_s)
+                               << u"0B5E2A43-1D7C-4E9F-A86B-3C2D1E0F9A8B"_s;
+        QTest::newRow("not an id") << QJsonValue(u"router"_s) << u"error"_s;
+        QTest::newRow("a number") << QJsonValue(7) << u"error"_s;
+    }
+    void readsDependsOn()
+    {
+        QFETCH(QJsonValue, value);
+        QFETCH(QString, expected);
+        // The game server reads its common keys its own way; the others share one reader.
+        for (const AnySourceConfig &config :
+             {AnySourceConfig(TCPPortConfig(uuid(), u"SSH"_s, u"nas"_s, 22)),
+              AnySourceConfig(GameServerConfig(uuid(), u"MC"_s, u"minecraft"_s, u"mc.lan"_s, 25565))}) {
+            QJsonObject json = config.toJson();
+            const QString kind = json.constBegin().key();
+            QJsonObject record = json[kind].toObject()[u"_0"].toObject();
+            if (!value.isUndefined())
+                record.insert(u"dependsOn", value);
+            json.insert(kind, QJsonObject{{u"_0"_s, record}});
+            try {
+                const auto parent = AnySourceConfig::fromJson(json).common().dependsOn;
+                QCOMPARE(parent ? parent->toString(QUuid::WithoutBraces).toUpper() : u"none"_s, expected);
+            } catch (const DecodeError &error) {
+                QVERIFY2(expected == u"error"_s, qPrintable(error.text()));
+            }
+        }
     }
 
     void writesTheWrappedShape()

@@ -68,6 +68,61 @@ private Q_SLOTS:
         QCOMPARE(first[0].as<KumaConfig>()->baseURL, u"http://kuma"_s);
     }
 
+    // A parent that names no source, or a loop written by hand, reads as no parent at all; the rest
+    // of the file is kept.
+    void readsParentsThatTakeEffect_data()
+    {
+        QTest::addColumn<QList<int>>("parents"); // index of each source's parent; -1 none, 9 an unknown id
+        QTest::addColumn<QList<int>>("expected");
+        QTest::newRow("chain") << QList<int>{1, 2, -1} << QList<int>{1, 2, -1};
+        QTest::newRow("unknown id") << QList<int>{9, 0, -1} << QList<int>{-1, 0, -1};
+        QTest::newRow("loop") << QList<int>{1, 0, 0} << QList<int>{-1, -1, 0};
+        QTest::newRow("itself") << QList<int>{0, -1, 1} << QList<int>{-1, -1, 1};
+    }
+    void readsParentsThatTakeEffect()
+    {
+        QFETCH(QList<int>, parents);
+        QFETCH(QList<int>, expected);
+        QList<AnySourceConfig> sources;
+        for (qsizetype i = 0; i < parents.size(); ++i)
+            sources.append(TCPPortConfig(QUuid::createUuid(), u"s%1"_s.arg(i), u"nas"_s, 22 + i));
+        const auto idAt = [&](int index) -> std::optional<QUuid> {
+            if (index < 0)
+                return std::nullopt;
+            return index < sources.size() ? sources.at(index).id() : QUuid::createUuid();
+        };
+        for (qsizetype i = 0; i < parents.size(); ++i)
+            sources[i].common().dependsOn = idAt(parents.at(i));
+        SourcesStore::save(sources, m_dir.path());
+        const QList<AnySourceConfig> read = SourcesStore::load(m_dir.path());
+        QCOMPARE(read.size(), sources.size());
+        for (qsizetype i = 0; i < read.size(); ++i) {
+            QCOMPARE(read.at(i).common().dependsOn, idAt(expected.at(i)));
+            QCOMPARE(read.at(i).common().displayName, sources.at(i).common().displayName);
+        }
+    }
+
+    void importCarriesParentsToTheNewIds()
+    {
+        const TCPPortConfig router(QUuid::createUuid(), u"Router"_s, u"10.0.0.1"_s, 22);
+        TCPPortConfig nas(QUuid::createUuid(), u"NAS"_s, u"nas"_s, 22);
+        nas.dependsOn = router.id;
+        TCPPortConfig plex(QUuid::createUuid(), u"Plex"_s, u"nas"_s, 32400);
+        plex.dependsOn = nas.id;
+        const QString path = write(u"export.json"_s, SourcesStore::encode({plex, nas, router, nas}));
+
+        const QList<AnySourceConfig> imported = SourcesStore::importFile(path);
+        QCOMPARE(imported.size(), 3);
+        QCOMPARE(imported[0].common().dependsOn, imported[1].id());
+        QCOMPARE(imported[1].common().dependsOn, imported[2].id());
+        QCOMPARE(imported[2].common().dependsOn, std::nullopt);
+        QVERIFY(imported[1].id() != nas.id);
+        // The same file imported again is a family of its own.
+        const QList<AnySourceConfig> again = SourcesStore::importFile(path);
+        QCOMPARE(again[0].common().dependsOn, again[1].id());
+        QVERIFY(again[1].id() != imported[1].id());
+    }
+
     void importRefusesWhatIsNotASourcesFile_data()
     {
         QTest::addColumn<QByteArray>("bytes");

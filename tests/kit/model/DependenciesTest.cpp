@@ -1,0 +1,186 @@
+#include "kit/model/Dependencies.h"
+
+#include "kit/model/JsonRead.h"
+
+#include <QTest>
+
+using namespace tw;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Sources named by one letter, each id derived from its name so that rows can name parents.
+QUuid idOf(QChar name)
+{
+    return QUuid::createUuidV5(QUuid(), QString(name));
+}
+
+// "AB BC C": A sits behind B, B behind C, C behind nothing. A parent letter that is not a source
+// of the row stands for a source that is gone.
+QList<AnySourceConfig> sourcesOf(const QString &text)
+{
+    QList<AnySourceConfig> sources;
+    for (const QString &word : text.split(u' ', Qt::SkipEmptyParts)) {
+        TCPPortConfig config(idOf(word.at(0)), QString(word.at(0)), u"127.0.0.1"_s, 22);
+        if (word.size() > 1)
+            config.dependsOn = idOf(word.at(1));
+        sources.append(config);
+    }
+    return sources;
+}
+
+// The effective parents in the same notation, sorted: "AB BC".
+QString parentsText(const QList<AnySourceConfig> &sources, const Dependencies::Parents &parents)
+{
+    QStringList words;
+    for (const AnySourceConfig &source : sources) {
+        const auto parent = parents.constFind(source.id());
+        if (parent == parents.cend())
+            continue;
+        for (const AnySourceConfig &candidate : sources) {
+            if (candidate.id() == *parent)
+                words.append(source.common().displayName + candidate.common().displayName);
+        }
+    }
+    words.sort();
+    return words.join(u' ');
+}
+
+} // namespace
+
+class DependenciesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void effectiveParents_data()
+    {
+        QTest::addColumn<QString>("sources");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("none") << u"A B"_s << u""_s;
+        QTest::newRow("chain of three") << u"AB BC C"_s << u"AB BC"_s;
+        QTest::newRow("two behind one") << u"AR BR R"_s << u"AR BR"_s;
+        QTest::newRow("itself") << u"AA B"_s << u""_s;
+        QTest::newRow("parent removed") << u"AX B"_s << u""_s;
+        QTest::newRow("loop of two") << u"AB BA"_s << u""_s;
+        QTest::newRow("loop of three, each member loses its parent") << u"AB BC CA"_s << u""_s;
+        // D is outside the loop: its parent stays, and merely has none itself.
+        QTest::newRow("a source behind a loop") << u"DA AB BA"_s << u"DA"_s;
+        QTest::newRow("a loop beside a chain") << u"AB BA XY YZ Z"_s << u"XY YZ"_s;
+        QTest::newRow("a loop found from its tail first") << u"EF FG GF"_s << u"EF"_s;
+    }
+    void effectiveParents()
+    {
+        QFETCH(QString, sources);
+        QFETCH(QString, expected);
+        const QList<AnySourceConfig> list = sourcesOf(sources);
+        QCOMPARE(parentsText(list, Dependencies::parents(list)), expected);
+        // What a file reads as: the same, written into each source.
+        const QList<AnySourceConfig> normalized = Dependencies::normalized(list);
+        Dependencies::Parents written;
+        for (const AnySourceConfig &source : normalized) {
+            if (source.common().dependsOn)
+                written.insert(source.id(), *source.common().dependsOn);
+        }
+        QCOMPARE(written, Dependencies::parents(list));
+        QCOMPARE(Dependencies::normalized(normalized), normalized);
+    }
+
+    void causeIsTheFarthestDownAncestor_data()
+    {
+        QTest::addColumn<QString>("down");
+        QTest::addColumn<QString>("expected"); // for A in "AB BC C"; empty for none
+        QTest::newRow("nothing down") << u""_s << u""_s;
+        QTest::newRow("only itself down") << u"A"_s << u""_s;
+        QTest::newRow("its parent") << u"B"_s << u"B"_s;
+        QTest::newRow("its grandparent") << u"C"_s << u"C"_s;
+        QTest::newRow("both: the first cause") << u"BC"_s << u"C"_s;
+    }
+    void causeIsTheFarthestDownAncestor()
+    {
+        QFETCH(QString, down);
+        QFETCH(QString, expected);
+        const QList<AnySourceConfig> list = sourcesOf(u"AB BC C"_s);
+        const auto cause = Dependencies::cause(Dependencies::parents(list), idOf(u'A'), [&](const QUuid &id) {
+            return std::any_of(down.cbegin(), down.cend(), [&](QChar name) { return idOf(name) == id; });
+        });
+        QCOMPARE(cause, expected.isEmpty() ? std::nullopt : std::optional(idOf(expected.at(0))));
+    }
+
+    void countsEverySourceBehind_data()
+    {
+        QTest::addColumn<QString>("sources");
+        QTest::addColumn<QString>("counts"); // of A, B, C, … in order
+        QTest::newRow("chain of three") << u"AB BC C"_s << u"012"_s;
+        QTest::newRow("a fan") << u"AD BD CD D"_s << u"0003"_s;
+        QTest::newRow("a loop counts nothing") << u"AB BA C"_s << u"000"_s;
+    }
+    void countsEverySourceBehind()
+    {
+        QFETCH(QString, sources);
+        QFETCH(QString, counts);
+        const QList<AnySourceConfig> list = sourcesOf(sources);
+        const Dependencies::Parents parents = Dependencies::parents(list);
+        QString actual;
+        for (const AnySourceConfig &source : list)
+            actual += QString::number(Dependencies::countBehind(parents, source.id()));
+        QCOMPARE(actual, counts);
+    }
+
+    void refusesWhatWouldCloseALoop_data()
+    {
+        QTest::addColumn<QString>("sources");
+        QTest::addColumn<QChar>("source");
+        QTest::addColumn<QChar>("parent");
+        QTest::addColumn<QString>("expected"); // empty: allowed
+        QTest::newRow("a free parent") << u"A B"_s << QChar(u'A') << QChar(u'B') << QString();
+        QTest::newRow("down a chain") << u"AB BC C"_s << QChar(u'A') << QChar(u'C') << QString();
+        QTest::newRow("a new source") << u"B"_s << QChar(u'N') << QChar(u'B') << QString();
+        QTest::newRow("itself") << u"A"_s << QChar(u'A') << QChar(u'A') << u"A source can't sit behind itself."_s;
+        QTest::newRow("its own child") << u"A BA"_s << QChar(u'A') << QChar(u'B')
+                                       << u"A can't sit behind B: B already sits behind A."_s;
+        QTest::newRow("its grandchild") << u"AX BA CB"_s << QChar(u'A') << QChar(u'C')
+                                        << u"A can't sit behind C: C already sits behind A."_s;
+        QTest::newRow("into another loop") << u"A BC CB"_s << QChar(u'A') << QChar(u'B') << QString();
+        QTest::newRow("a parent that is gone") << u"A"_s << QChar(u'A') << QChar(u'Z')
+                                               << u"No source has the id %1."_s.arg(JsonRead::uuidText(idOf(u'Z')));
+    }
+    void refusesWhatWouldCloseALoop()
+    {
+        QFETCH(QString, sources);
+        QFETCH(QChar, source);
+        QFETCH(QChar, parent);
+        QFETCH(QString, expected);
+        const auto refusal = Dependencies::refusal(sourcesOf(sources), idOf(source), idOf(parent));
+        QCOMPARE(refusal.value_or(QString()), expected);
+    }
+
+    void findsAParentByNameOrId_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected"); // the letter found, or the error
+        QTest::newRow("name") << u"R"_s << u"R"_s;
+        QTest::newRow("name, other case") << u"r"_s << u"R"_s;
+        QTest::newRow("id") << JsonRead::uuidText(idOf(u'R')) << u"R"_s;
+        QTest::newRow("id in braces, lower case") << idOf(u'R').toString().toLower() << u"R"_s;
+        QTest::newRow("unknown name") << u"Q"_s << u"No source is called \"Q\"."_s;
+        QTest::newRow("unknown id") << JsonRead::uuidText(idOf(u'Q'))
+                                    << u"No source has the id %1."_s.arg(JsonRead::uuidText(idOf(u'Q')));
+        QTest::newRow("a shared name") << u"S"_s << u"2 sources are called \"S\"; give the id of the one you mean."_s;
+    }
+    void findsAParentByNameOrId()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, expected);
+        QList<AnySourceConfig> sources = sourcesOf(u"R S"_s);
+        sources.append(TCPPortConfig(QUuid::createUuid(), u"S"_s, u"nas"_s, 22));
+        const auto found = Dependencies::find(sources, text);
+        if (const auto *id = std::get_if<QUuid>(&found))
+            QCOMPARE(*id, idOf(expected.at(0)));
+        else
+            QCOMPARE(std::get<QString>(found), expected);
+    }
+};
+
+QTEST_GUILESS_MAIN(DependenciesTest)
+#include "DependenciesTest.moc"
