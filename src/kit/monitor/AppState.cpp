@@ -47,6 +47,22 @@ bool takeAll(QHash<QUuid, Value> &mine, const QHash<QUuid, Value> &theirs)
     return true;
 }
 
+DependencyGate::Answer answerOf(const PollEngine::Update &update)
+{
+    const auto snapshot = update.snapshots.constFind(*update.polledSourceID);
+    if (!update.polledSucceeded || snapshot == update.snapshots.cend())
+        return DependencyGate::Answer::Failing;
+    bool up = false;
+    bool down = false;
+    for (const WidgetData &widget : snapshot->widgets) {
+        up = up || widget.status() == ServiceStatus::Up;
+        down = down || widget.status() == ServiceStatus::Down;
+    }
+    if (!down)
+        return DependencyGate::Answer::Up;
+    return up ? DependencyGate::Answer::PartlyFailing : DependencyGate::Answer::Failing;
+}
+
 } // namespace
 
 bool AppState::environmentIsTestHost()
@@ -82,6 +98,7 @@ AppState::AppState(Environment environment, QObject *parent)
         Q_EMIT storageProblemChanged();
     });
     m_sources = m_environment.sources ? *m_environment.sources : SourcesStore::load(m_environment.sourcesDirectory);
+    m_dependencies.setSources(m_sources);
     if (m_environment.followSourcesFile && !m_environment.sources) {
         m_sourcesFileBytes = JSONFileStore::readBounded(SourcesStore::sourcesPath(m_environment.sourcesDirectory));
         auto *watcher = new SourcesFileWatcher(m_environment.sourcesDirectory, 250, this);
@@ -110,7 +127,19 @@ OverallStatus AppState::overallStatus() const
     // Everything fails while the machine is cut off; red would blame the estate for it.
     if (!m_paused && hush() != AlertGate::Hush::None)
         return OverallStatus::Unknown;
-    return overallStatus(m_paused, currentSnapshots(), m_errors);
+    // Shared copies, deep only when something sits behind a source that is down.
+    const QHash<QUuid, SourceSnapshot> current = currentSnapshots();
+    QHash<QUuid, SourceSnapshot> snapshots = current;
+    QHash<QUuid, QString> errors = m_errors;
+    for (auto it = current.keyBegin(); it != current.keyEnd(); ++it) {
+        if (blockedBy(*it))
+            snapshots.remove(*it);
+    }
+    for (auto it = m_errors.keyBegin(); it != m_errors.keyEnd(); ++it) {
+        if (blockedBy(*it))
+            errors.remove(*it);
+    }
+    return overallStatus(m_paused, snapshots, errors);
 }
 
 QHash<QUuid, SourceSnapshot> AppState::currentSnapshots() const
@@ -131,6 +160,7 @@ void AppState::addSource(const AnySourceConfig &config)
     saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
+    takeUpSources();
     deleteOrphanedCredentials();
 }
 
@@ -148,6 +178,7 @@ void AppState::updateSource(const AnySourceConfig &config)
     saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
+    takeUpSources();
     deleteOrphanedCredentials();
 }
 
@@ -155,9 +186,15 @@ void AppState::removeSource(const QUuid &id)
 {
     const QList<AnySourceConfig> old = m_sources;
     m_sources.removeIf([&](const AnySourceConfig &source) { return source.id() == id; });
+    // Its children are left with no parent, in the file too.
+    for (AnySourceConfig &source : m_sources) {
+        if (source.common().dependsOn == id)
+            source.common().dependsOn.reset();
+    }
     saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
+    takeUpSources();
     deleteOrphanedCredentials();
     pruneHistory();
     dropSnooze(id);
@@ -172,6 +209,7 @@ void AppState::replaceSources(const QList<AnySourceConfig> &list)
     saveSources(old);
     Q_EMIT sourcesChanged();
     startSync();
+    takeUpSources();
     deleteOrphanedCredentials();
     pruneHistory();
     forgetRemoved(old);
@@ -235,6 +273,7 @@ void AppState::reloadSourcesFile()
     m_sources = list;
     Q_EMIT sourcesChanged();
     startSync();
+    takeUpSources();
     forgetRemoved(old);
 }
 
@@ -270,7 +309,7 @@ void AppState::consume(const PollEngine::Update &update)
                 [](const WidgetData &widget) { return widget.latencyMs(); });
             Q_EMIT polled(*snapshot);
         }
-        post(evaluateAlerts(update));
+        post(*update.polledSourceID, answerOf(update), evaluateAlerts(update));
         // A poll that found nothing failing is what a snooze "until it recovers" waits for.
         if (update.polledSucceeded && snapshot != update.snapshots.cend() && !snapshot->hasDownWidget()
             && m_gate.sourceHealthy(*update.polledSourceID)) {
@@ -307,10 +346,38 @@ QList<AlertEvent> AppState::evaluateAlerts(const PollEngine::Update &update)
     return m_alertEvaluator.recordFailure(*source, now);
 }
 
-void AppState::post(const QList<AlertEvent> &events)
+void AppState::post(const QUuid &sourceID, DependencyGate::Answer answer, const QList<AlertEvent> &events)
 {
     if (m_alertEventsSink)
         m_alertEventsSink(events);
+    carryOut(m_dependencies.admit(sourceID, answer, events));
+    // An outage begun or ended may put others behind it or take them out from behind it.
+    if (!events.isEmpty())
+        Q_EMIT stateChanged();
+}
+
+void AppState::takeUpSources()
+{
+    carryOut(m_dependencies.setSources(m_sources));
+}
+
+void AppState::carryOut(const DependencyGate::Outcome &outcome)
+{
+    if (!outcome.refresh.isEmpty()) {
+        // On the next turn: a poll that answers at once would otherwise be taken in before this one
+        // is done with.
+        QMetaObject::invokeMethod(
+            this,
+            [this, ids = outcome.refresh] {
+                if (m_paused)
+                    return;
+                for (const QUuid &id : ids)
+                    m_engine->refresh(id);
+            },
+            Qt::QueuedConnection);
+    }
+    const QList<AlertEvent> &events = outcome.pass;
+    // The log tells of the same single outages the notifications do.
     logAlerts(m_logGate.admit(events, m_environment.now()).post);
     // A source with alerts off never reaches the gate: neither its outages nor its recoveries count.
     // So alerts turned back on during an outage stay quiet about it: its down alert fired unheard,

@@ -7,6 +7,7 @@
 #include "kit/model/SourceSnapshot.h"
 #include "kit/monitor/AlertEvaluator.h"
 #include "kit/monitor/AlertGate.h"
+#include "kit/monitor/DependencyGate.h"
 #include "kit/monitor/PollEngine.h"
 
 #include <QDateTime>
@@ -81,9 +82,13 @@ public:
     bool isPaused() const { return m_paused; }
     // Offline, asleep or just awake: the status reads unknown and failures wait.
     AlertGate::Hush hush() const;
+    // Sources behind a source that is down count through it alone.
     OverallStatus overallStatus() const;
     static OverallStatus
     overallStatus(bool paused, const QHash<QUuid, SourceSnapshot> &snapshots, const QHash<QUuid, QString> &errors);
+    // The source above this one that is down and takes the blame for its failures ("behind
+    // Router"); nothing while it answers well or nothing above it is down.
+    std::optional<QUuid> blockedBy(const QUuid &source) const { return m_dependencies.blockedBy(source); }
 
     HistoryRecorder &historyRecorder() { return *m_history; }
     EventLog &eventLog() { return *m_events; }
@@ -159,7 +164,11 @@ Q_SIGNALS:
 private:
     void consume(const PollEngine::Update &update);
     QList<AlertEvent> evaluateAlerts(const PollEngine::Update &update);
-    void post(const QList<AlertEvent> &events);
+    void post(const QUuid &sourceID, DependencyGate::Answer answer, const QList<AlertEvent> &events);
+    // Hands what the dependencies decided on to the gate, and polls what they ask for.
+    void carryOut(const DependencyGate::Outcome &outcome);
+    // After every change of the list.
+    void takeUpSources();
     // Ends the snoozes and held alerts of sources that `before` had and the list has no more.
     void forgetRemoved(const QList<AnySourceConfig> &before);
     // The source is still configured and has its alerts on.
@@ -186,6 +195,7 @@ private:
     QHash<QUuid, SourceSnapshot> m_snapshots;
     QHash<QUuid, QString> m_errors;
     AlertEvaluator m_alertEvaluator;
+    DependencyGate m_dependencies;
     AlertGate m_gate;
     // What the recent events hear: every real outage and its end, whatever the snoozes, quiet hours
     // and alert switches let through to the desktop. A gate that knows none of those holds only the

@@ -53,6 +53,74 @@ class AppStateTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // The router's one alert counts what sits behind it; when it is back, what is still down on its
+    // own is polled at once and told, and what came back with it is not mentioned.
+    void oneAlertForTheRouterAndWhatSitsBehindIt()
+    {
+        const TCPPortConfig router = tcp(u"Router"_s);
+        QList<AnySourceConfig> sources{router};
+        QList<QUuid> hosts;
+        for (int i = 0; i < 3; ++i) {
+            TCPPortConfig host = tcp(u"Host %1"_s.arg(i));
+            host.dependsOn = router.id;
+            sources.append(host);
+            hosts.append(host.id);
+        }
+        Hub rig(sources, {.testHost = false});
+        QTRY_COMPARE(rig.state->snapshots().size(), 4);
+        const auto checkOf = [](const QUuid &id, const QString &name, ServiceStatus status) {
+            return QList<WidgetData>{CheckResult{JsonRead::uuidText(id), name, status, {}, {}}};
+        };
+
+        // Every source fails, in whatever order the loops get to it.
+        rig.providers.failWith(router.id, u"connection refused"_s);
+        for (qsizetype i = 0; i < hosts.size(); ++i)
+            rig.providers.setWidgets(hosts[i], checkOf(hosts[i], u"Host %1"_s.arg(i), ServiceStatus::Down));
+        rig.state->refreshAll();
+        QTRY_VERIFY(std::all_of(hosts.cbegin(), hosts.cend(), [&](const QUuid &id) {
+            return rig.state->blockedBy(id) == router.id;
+        }));
+        QTest::qWait(30);
+        QCOMPARE(rig.postedTitles(), QStringList{u"Router is down — 3 sources behind it"_s});
+        // The router's failed poll is a warning; the hosts' down checks count through it.
+        QCOMPARE(rig.state->overallStatus(), OverallStatus::Degraded);
+        QCOMPARE(rig.state->blockedBy(router.id), std::nullopt);
+
+        rig.providers.succeed(router.id);
+        for (qsizetype i = 1; i < hosts.size(); ++i)
+            rig.providers.setWidgets(hosts[i], checkOf(hosts[i], u"Host %1"_s.arg(i), ServiceStatus::Up));
+        const int fetchesBefore = rig.providers.fetchCount(hosts[0]);
+        rig.state->engine().refresh(router.id);
+        QTRY_COMPARE(rig.postedTitles().size(), 3);
+        QCOMPARE(rig.postedTitles(),
+                 (QStringList{u"Router is down — 3 sources behind it"_s, u"Router recovered"_s, u"Host 0 is down"_s}));
+        QCOMPARE(rig.providers.fetchCount(hosts[0]), fetchesBefore + 1);
+        QTest::qWait(30);
+        QCOMPARE(rig.postedTitles().size(), 3);
+        QCOMPARE(rig.state->blockedBy(hosts[0]), std::nullopt);
+        QCOMPARE(rig.state->overallStatus(), OverallStatus::Down);
+    }
+
+    void removingTheParentLetsWhatWasBehindItSpeak()
+    {
+        const TCPPortConfig router = tcp(u"Router"_s);
+        TCPPortConfig nas = tcp(u"NAS"_s);
+        nas.dependsOn = router.id;
+        Hub rig({router, nas}, {.testHost = false});
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        rig.providers.failWith(router.id, u"connection refused"_s);
+        rig.providers.failWith(nas.id, u"connection refused"_s);
+        rig.state->refreshAll();
+        QTRY_COMPARE(rig.state->blockedBy(nas.id), router.id);
+        QCOMPARE(rig.postedTitles(), QStringList{u"Router is down — 1 source behind it"_s});
+
+        rig.state->removeSource(router.id);
+        QTRY_COMPARE(rig.postedTitles().size(), 2);
+        QCOMPARE(rig.postedTitles().last(), u"NAS is unreachable"_s);
+        QCOMPARE(rig.state->sources().first().common().dependsOn, std::nullopt);
+        QCOMPARE(SourcesStore::load(rig.dir.path()).first().common().dependsOn, std::nullopt);
+    }
+
     void effectsOfOnePollComeInOrder()
     {
         const TCPPortConfig source = tcp(u"ssh"_s);
