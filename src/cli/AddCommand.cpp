@@ -4,6 +4,7 @@
 #include "cli/SecretInput.h"
 #include "kit/desktop/KeychainCredentialStore.h"
 #include "kit/model/AtomicFile.h"
+#include "kit/model/Dependencies.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/PollInterval.h"
 #include "kit/model/SourcesStore.h"
@@ -28,7 +29,8 @@ const QStringList commonValueFlags{u"--name"_s,
                                    u"--interval"_s,
                                    u"--alert-after"_s,
                                    u"--sources"_s,
-                                   u"--credentials"_s};
+                                   u"--credentials"_s,
+                                   u"--depends-on"_s};
 
 // "kuma, beszel, … or tlsCertificate"
 QString kindList(const QString &lastJoin)
@@ -136,6 +138,8 @@ std::variant<Request, QString> parse(const QStringList &arguments)
             request.sourcesFile = value;
         } else if (flag == u"--credentials"_s) {
             request.credentialsFile = value;
+        } else if (flag == u"--depends-on"_s) {
+            request.dependsOn = value;
         } else if (flag == u"--alert-after"_s) {
             bool ok = false;
             const int count = value.toInt(&ok);
@@ -170,6 +174,8 @@ int run(const QStringList &arguments)
             << ") --alert-after N (1-10) --no-alerts\n"
                "        --sources FILE (a sources.json other than the application's)\n"
                "        --credentials FILE (keep the secret in this JSON file instead of the keyring)\n"
+               "        --depends-on NAME|ID (the source this one sits behind, like the router it is reached\n"
+               "          through: while that one is down, this one's failures are put down to it)\n"
                "A URL without a scheme gets https:// in front. The secret is read from standard input, one line.\n";
         if (arguments.value(0) == u"gameServer"_s) {
             out << "\ngames:\n";
@@ -220,6 +226,32 @@ int run(const QStringList &arguments)
     }
 
     const QUuid id = QUuid::createUuid();
+    QString parentName;
+    if (!request.dependsOn.isEmpty()) {
+        // While Tidewatch runs, its file is still the list a parent is named from.
+        QList<AnySourceConfig> known = sources;
+        if (writer.application && QFile::exists(path)) {
+            const auto existing = CliSupport::readSources(path, err);
+            if (!existing)
+                return 65;
+            known = *existing;
+        }
+        const auto found = Dependencies::find(known, request.dependsOn);
+        if (const auto *why = std::get_if<QString>(&found)) {
+            err << "tidewatch-cli add: --depends-on: " << *why << " Nothing added.\n";
+            return 65;
+        }
+        const QUuid parent = std::get<QUuid>(found);
+        if (const auto why = Dependencies::refusal(known, id, parent)) {
+            err << "tidewatch-cli add: --depends-on: " << *why << " Nothing added.\n";
+            return 65;
+        }
+        request.form.dependsOn = parent;
+        for (const AnySourceConfig &source : std::as_const(known)) {
+            if (source.id() == parent)
+                parentName = source.common().displayName;
+        }
+    }
     const auto config = request.form.makeConfig(id);
     if (!config) {
         err << "tidewatch-cli add: the source is not complete\n";
@@ -250,6 +282,8 @@ int run(const QStringList &arguments)
             << "; it " << reply.text << ".\n";
         if (const auto target = request.form.normalizedBaseURL())
             out << "Using " << *target << ".\n";
+        if (!parentName.isEmpty())
+            out << "It sits behind " << parentName << ".\n";
         return 0;
     }
     sources.append(*config);
@@ -263,6 +297,8 @@ int run(const QStringList &arguments)
         << id.toString(QUuid::WithoutBraces).toUpper() << " to " << path << ".\n";
     if (const auto target = request.form.normalizedBaseURL())
         out << "Using " << *target << ".\n";
+    if (!parentName.isEmpty())
+        out << "It sits behind " << parentName << ".\n";
     return 0;
 }
 

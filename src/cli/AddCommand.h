@@ -20,6 +20,7 @@ struct Request
     bool secretFromStdin = false;
     QString sourcesFile; // empty: the application's own file
     QString credentialsFile; // empty: the desktop's credential store
+    QString dependsOn; // the parent as the user named it, by name or id; found once the list is read
     bool operator==(const Request &) const = default;
 };
 

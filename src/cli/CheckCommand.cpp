@@ -3,6 +3,7 @@
 #include "cli/CliSupport.h"
 #include "kit/base/Cancelled.h"
 #include "kit/base/ProviderError.h"
+#include "kit/model/Dependencies.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/OverallStatus.h"
 #include "kit/monitor/ProviderRegistry.h"
@@ -12,6 +13,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSet>
 
 using namespace Qt::StringLiterals;
 
@@ -24,12 +26,43 @@ struct Outcome
     AnySourceConfig source;
     std::optional<SourceSnapshot> snapshot;
     QString error;
+    // The source above this one that is down, when this one fails too: its failure is told there.
+    std::optional<QUuid> behind;
+
+    bool fails() const { return !error.isEmpty() || (snapshot && snapshot->hasDownWidget()); }
+    // Failing as a whole, as a router is: nothing of it answers up.
+    bool down() const
+    {
+        return !error.isEmpty()
+            || (snapshot && snapshot->hasDownWidget()
+                && std::none_of(snapshot->widgets.cbegin(), snapshot->widgets.cend(), [](const WidgetData &widget) {
+                       return widget.status() == ServiceStatus::Up;
+                   }));
+    }
 };
+
+// One poll is all there is to go by: a parent is down when that poll found it so.
+void placeBehindParents(QList<Outcome> &outcomes)
+{
+    QList<AnySourceConfig> sources;
+    QSet<QUuid> down;
+    for (const Outcome &outcome : std::as_const(outcomes)) {
+        sources.append(outcome.source);
+        if (outcome.down())
+            down.insert(outcome.source.id());
+    }
+    const Dependencies::Parents parents = Dependencies::parents(sources);
+    for (Outcome &outcome : outcomes) {
+        if (outcome.fails())
+            outcome.behind =
+                Dependencies::cause(parents, outcome.source.id(), [&](const QUuid &id) { return down.contains(id); });
+    }
+}
 
 QCoro::Task<Outcome>
 pollOne(AnySourceConfig source, std::shared_ptr<CredentialStore> credentials, ProviderMaker maker, StopToken stop)
 {
-    Outcome outcome{source, std::nullopt, {}};
+    Outcome outcome{source, std::nullopt, {}, std::nullopt};
     try {
         std::unique_ptr<SourceProvider> provider = maker(source, credentials);
         outcome.snapshot = co_await provider->fetch(stop);
@@ -103,6 +136,13 @@ QString detailOf(const WidgetData &widget)
 
 void printTable(QTextStream &out, const QList<Outcome> &outcomes)
 {
+    QHash<QUuid, QString> names;
+    for (const Outcome &outcome : outcomes)
+        names.insert(outcome.source.id(), outcome.source.common().displayName);
+    // What fails behind a source that is down reads so, not as a fault of its own.
+    const auto statusOf = [&](const Outcome &outcome, const QString &status) {
+        return outcome.behind ? u"behind "_s + names.value(*outcome.behind) : status;
+    };
     struct Line
     {
         QString source, widget, status, latency, detail;
@@ -111,14 +151,18 @@ void printTable(QTextStream &out, const QList<Outcome> &outcomes)
     for (const Outcome &outcome : outcomes) {
         const QString name = outcome.source.common().displayName;
         if (!outcome.error.isEmpty()) {
-            lines.append({name, u"—"_s, u"error"_s, u"—"_s, outcome.error});
+            lines.append({name, u"—"_s, statusOf(outcome, u"error"_s), u"—"_s, outcome.error});
             continue;
         }
         if (outcome.snapshot->widgets.isEmpty())
             lines.append({name, u"—"_s, u"unknown"_s, u"—"_s, u"no data reported"_s});
         for (const WidgetData &widget : outcome.snapshot->widgets)
-            lines.append(
-                {name, widget.name(), toText(widget.status()), latencyText(widget.latencyMs()), detailOf(widget)});
+            lines.append({name,
+                          widget.name(),
+                          widget.status() == ServiceStatus::Down ? statusOf(outcome, toText(widget.status()))
+                                                                 : toText(widget.status()),
+                          latencyText(widget.latencyMs()),
+                          detailOf(widget)});
     }
     qsizetype widths[4] = {0, 0, 0, 0};
     for (const Line &line : lines) {
@@ -132,6 +176,11 @@ void printTable(QTextStream &out, const QList<Outcome> &outcomes)
             << line.status.leftJustified(widths[2] + 2) << line.latency.rightJustified(widths[3]) << "  " << line.detail
             << '\n';
     }
+}
+
+QJsonValue uuidOrNull(const std::optional<QUuid> &id)
+{
+    return id ? QJsonValue(JsonRead::uuidText(*id)) : QJsonValue(QJsonValue::Null);
 }
 
 QJsonObject jsonReport(const QList<Outcome> &outcomes, OverallStatus overall)
@@ -148,6 +197,8 @@ QJsonObject jsonReport(const QList<Outcome> &outcomes, OverallStatus overall)
             {u"displayName"_s, outcome.source.common().displayName},
             {u"kind"_s, toText(outcome.source.kind())},
             {u"error"_s, outcome.error.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(outcome.error)},
+            {u"dependsOn"_s, uuidOrNull(outcome.source.common().dependsOn)},
+            {u"behind"_s, uuidOrNull(outcome.behind)},
             {u"widgets"_s, widgets},
         });
     }
@@ -167,7 +218,8 @@ int run(const QStringList &arguments)
     QTextStream err(stderr);
     QCommandLineParser parser;
     parser.setApplicationDescription(u"Polls every source once, all at once, and reports their state.\n"
-                                     "Exit status: 0 all up, 1 degraded, 2 something down, 3 nothing known."_s);
+                                     "Exit status: 0 all up, 1 degraded, 2 something down, 3 nothing known.\n"
+                                     "A source that fails behind one that is down counts through that one alone."_s);
     CliSupport::addSourceOptions(parser);
     parser.addOption({u"json"_s, u"Print one JSON object instead of a table."_s});
     if (const std::optional<int> done = CliSupport::parse(parser, u"check"_s, arguments, out, err))
@@ -181,10 +233,14 @@ int run(const QStringList &arguments)
     if (!ok)
         return 3;
 
-    const QList<Outcome> outcomes = QCoro::waitFor(pollAll(*sources, credentials));
+    QList<Outcome> outcomes = QCoro::waitFor(pollAll(*sources, credentials));
+    placeBehindParents(outcomes);
     QHash<QUuid, SourceSnapshot> snapshots;
     QHash<QUuid, QString> errors;
-    for (const Outcome &outcome : outcomes) {
+    for (const Outcome &outcome : std::as_const(outcomes)) {
+        // Counted once, through the source it sits behind.
+        if (outcome.behind)
+            continue;
         if (outcome.snapshot)
             snapshots.insert(outcome.source.id(), *outcome.snapshot);
         else

@@ -20,6 +20,8 @@ class AddCommandTest : public QObject
     Q_OBJECT
 
     QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
+    // The source every row finds in the file already.
+    static constexpr QStringView earlierId = u"5E1F0C2A-9B8D-4E7F-A6C5-B4D3E2F1A0B9";
 
 private Q_SLOTS:
     void initTestCase()
@@ -150,6 +152,45 @@ private Q_SLOTS:
                                          << QByteArray() << 0
                                          << u"host=nas port=8443 sniName=nas.home.lan warningDays=30"_s;
 
+        QTest::newRow("behind a source named") << QStringList{u"tcpPort"_s,
+                                                              u"--name"_s,
+                                                              u"NAS"_s,
+                                                              u"--host"_s,
+                                                              u"nas:22"_s,
+                                                              u"--depends-on"_s,
+                                                              u"earlier"_s}
+                                               << QByteArray() << 0 << u"dependsOn="_s + earlierId;
+        QTest::newRow("behind a source by its id") << QStringList{u"icmpPing"_s,
+                                                                  u"--depends-on"_s,
+                                                                  earlierId.toString().toLower(),
+                                                                  u"--name"_s,
+                                                                  u"NAS"_s,
+                                                                  u"--host"_s,
+                                                                  u"nas"_s}
+                                                   << QByteArray() << 0 << u"dependsOn="_s + earlierId;
+        QTest::newRow("behind nothing") << QStringList{u"tcpPort"_s, u"--name"_s, u"NAS"_s, u"--host"_s, u"nas:22"_s}
+                                        << QByteArray() << 0 << u"dependsOn=<absent>"_s;
+        QTest::newRow("behind a source that is not there")
+            << QStringList{u"tcpPort"_s,
+                           u"--name"_s,
+                           u"NAS"_s,
+                           u"--host"_s,
+                           u"nas:22"_s,
+                           u"--depends-on"_s,
+                           u"Router"_s}
+            << QByteArray() << 65 << u"--depends-on: No source is called \"Router\". Nothing added."_s;
+        QTest::newRow("behind an id no source has")
+            << QStringList{u"tcpPort"_s,
+                           u"--name"_s,
+                           u"NAS"_s,
+                           u"--host"_s,
+                           u"nas:22"_s,
+                           u"--depends-on"_s,
+                           u"0B5E2A43-1D7C-4E9F-A86B-3C2D1E0F9A8B"_s}
+            << QByteArray() << 65 << u"--depends-on: No source has the id 0B5E2A43-1D7C-4E9F-A86B-3C2D1E0F9A8B."_s;
+        QTest::newRow("behind what is left unsaid")
+            << QStringList{u"tcpPort"_s, u"--name"_s, u"NAS"_s, u"--depends-on"_s} << QByteArray() << 64
+            << u"--depends-on needs a value"_s;
         QTest::newRow("wrong scheme") << QStringList{u"httpPing"_s, u"--name"_s, u"W"_s, u"--url"_s, u"ftp://x"_s}
                                       << QByteArray() << 65 << u"Enter a full URL starting with http:// or https://."_s;
         QTest::newRow("palworld without password")
@@ -180,7 +221,7 @@ private Q_SLOTS:
         const QString sources = dir.filePath(u"sources.json"_s);
         const QString credentials = dir.filePath(u"secrets.json"_s);
         // An earlier source stays where it was.
-        const TCPPortConfig earlier(QUuid::createUuid(), u"Earlier"_s, u"router"_s, 80);
+        const TCPPortConfig earlier(QUuid::fromString(earlierId), u"Earlier"_s, u"router"_s, 80);
         SourcesStore::save({earlier}, dir.path());
 
         // The scratch files go right after the kind, so a flag left without its value stays last.

@@ -123,6 +123,81 @@ private Q_SLOTS:
         QCOMPARE(contents(file), before);
     }
 
+    // A host that fails behind a router that is down is counted once, through the router; the
+    // report says which source it is behind.
+    void countsWhatFailsBehindADownParentOnce_data()
+    {
+        QTest::addColumn<QString>("router"); // "open", "closed", or "unreachable": a service that can't be polled
+        QTest::addColumn<bool>("hostsOpen");
+        QTest::addColumn<bool>("loop"); // the hosts sit behind each other instead
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<bool>("behind");
+        QTest::newRow("router closed, hosts closed") << u"closed"_s << false << false << 2 << true;
+        QTest::newRow("router unreachable, hosts closed: a warning") << u"unreachable"_s << false << false << 1 << true;
+        QTest::newRow("router open, hosts closed") << u"open"_s << false << false << 2 << false;
+        QTest::newRow("router closed, hosts open") << u"closed"_s << true << false << 2 << false;
+        QTest::newRow("a loop counts each") << u"unreachable"_s << false << true << 2 << false;
+    }
+    void countsWhatFailsBehindADownParentOnce()
+    {
+        QFETCH(QString, router);
+        QFETCH(bool, hostsOpen);
+        QFETCH(bool, loop);
+        QFETCH(int, exitCode);
+        QFETCH(bool, behind);
+        QTemporaryDir dir;
+        QTcpServer listener;
+        QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        const quint16 closed = probe.serverPort();
+        probe.close();
+
+        const QUuid routerId = QUuid::createUuid();
+        QList<AnySourceConfig> sources;
+        if (router == u"unreachable"_s)
+            sources.append(JSONWidgetConfig(routerId,
+                                            u"Router"_s,
+                                            u"http://127.0.0.1:%1/status"_s.arg(closed),
+                                            {{u"Uptime"_s, u"uptime"_s}}));
+        else
+            sources.append(TCPPortConfig(routerId,
+                                         u"Router"_s,
+                                         u"127.0.0.1"_s,
+                                         router == u"open"_s ? listener.serverPort() : closed));
+        QList<QUuid> hosts{QUuid::createUuid(), QUuid::createUuid()};
+        for (qsizetype i = 0; i < hosts.size(); ++i) {
+            TCPPortConfig host(hosts[i],
+                               u"Host %1"_s.arg(i),
+                               u"127.0.0.1"_s,
+                               hostsOpen ? listener.serverPort() : closed);
+            host.dependsOn = loop ? hosts[1 - i] : routerId;
+            sources.append(host);
+        }
+        // Written by hand, as a loop can only be: the store would clear it on reading.
+        QFile file(dir.filePath(u"sources.json"_s));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(SourcesStore::encode(sources));
+        file.close();
+
+        const CliRun run = check({u"--sources"_s, file.fileName(), u"--json"_s});
+        QCOMPARE(run.exitCode, exitCode);
+        const QJsonObject report = QJsonDocument::fromJson(run.out).object();
+        QVERIFY(sourceNamed(report, u"Router"_s).value(u"dependsOn"_s).isNull());
+        QVERIFY(sourceNamed(report, u"Router"_s).value(u"behind"_s).isNull());
+        for (qsizetype i = 0; i < hosts.size(); ++i) {
+            const QJsonObject host = sourceNamed(report, u"Host %1"_s.arg(i));
+            QCOMPARE(host.value(u"dependsOn"_s).toString(),
+                     loop ? QString() : routerId.toString(QUuid::WithoutBraces).toUpper());
+            QCOMPARE(host.value(u"behind"_s).toString(),
+                     behind ? routerId.toString(QUuid::WithoutBraces).toUpper() : QString());
+        }
+
+        const CliRun table = check({u"--sources"_s, file.fileName()});
+        QCOMPARE(table.exitCode, exitCode);
+        QCOMPARE(hasLine(table.out, u"^Host 0 +\\S.* +behind Router "_s), behind);
+    }
+
     // Each game's row as the text report prints it; the Steam servers are found through each
     // game's query port offset from the game port, as a user would set them up.
     void gameServersShowPlayersAndDetails()
