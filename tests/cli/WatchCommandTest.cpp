@@ -142,6 +142,66 @@ private Q_SLOTS:
         QCOMPARE(statuses.last(), ServiceStatus::Up);
     }
 
+    // Five hosts sit behind a router. When all six stop answering, the router's alert is the one
+    // line, and it counts them; when all six are back, the router's recovery is the one line.
+    void oneAlertForARouterAndTheFiveBehindIt()
+    {
+        std::vector<std::unique_ptr<QTcpServer>> servers;
+        QList<quint16> ports;
+        QList<AnySourceConfig> sources;
+        const QUuid router = QUuid::createUuid();
+        for (int i = 0; i < 6; ++i) {
+            auto server = std::make_unique<QTcpServer>();
+            QVERIFY(server->listen(QHostAddress::LocalHost, 0));
+            ports.append(server->serverPort());
+            TCPPortConfig config(i == 0 ? router : QUuid::createUuid(),
+                                 i == 0 ? u"Router"_s : u"Host %1"_s.arg(i),
+                                 u"127.0.0.1"_s,
+                                 ports.last());
+            config.pollInterval = 5;
+            config.alertThreshold = 1;
+            if (i > 0)
+                config.dependsOn = router;
+            sources.append(config);
+            servers.push_back(std::move(server));
+        }
+        SourcesStore::save(sources, m_dir.path());
+        putPrivate(m_dir.filePath(u"credentials.json"_s), "{}");
+        const auto isAlert = [](const QString &line) {
+            return !line.contains(u" poll "_s) && (line.contains(u" down "_s) || line.contains(u" recovered "_s));
+        };
+
+        WatchProcess watch(m_dir.path(), 0.02);
+        for (int i = 0; i < 6; ++i) {
+            const QString name = i == 0 ? u"Router"_s : u"Host %1"_s.arg(i);
+            QVERIFY2(!watch.waitForLine(name + u": "_s + name + u" up"_s).isEmpty(), qPrintable(watch.transcript()));
+        }
+        for (const auto &server : servers)
+            server->close();
+        const QString down = watch.waitForLine(u"Router is down"_s);
+        QVERIFY2(down.endsWith(u"Router is down — 5 sources behind it — Unreachable for less than a minute"_s),
+                 qPrintable(watch.transcript()));
+        // Every host fails, twice over, and none of them is told.
+        for (int round = 0; round < 2; ++round) {
+            for (int i = 1; i < 6; ++i)
+                QVERIFY2(!watch.waitForLine(u"Host %1: Host %1 down"_s.arg(i)).isEmpty(),
+                         qPrintable(watch.transcript()));
+        }
+
+        for (std::size_t i = 0; i < servers.size(); ++i)
+            QVERIFY(servers[i]->listen(QHostAddress::LocalHost, ports[qsizetype(i)]));
+        const QString recovered = watch.waitForLine(u"Router recovered"_s);
+        QVERIFY2(!recovered.isEmpty(), qPrintable(watch.transcript()));
+        for (int i = 1; i < 6; ++i)
+            QVERIFY2(!watch.waitForLine(u"Host %1: Host %1 up"_s.arg(i)).isEmpty(), qPrintable(watch.transcript()));
+        watch.waitForLine(u"\x01"_s, 500);
+        QCOMPARE(watch.stop(SIGTERM), 0);
+        QStringList alerts = watch.transcript().split(u'\n');
+        alerts.removeIf([&](const QString &line) { return !isAlert(line); });
+        QCOMPARE(alerts.size(), 2);
+        QVERIFY2(alerts[0] == down && alerts[1] == recovered, qPrintable(alerts.join(u'\n')));
+    }
+
     // A poll that fails before its first wait (here its secret is not there) counts from the very
     // first poll: the alert comes after one back-off, not a step later.
     void aMissingSecretAlertsOnSchedule()
