@@ -55,8 +55,11 @@ DependencyGate::Answer answerOf(const PollEngine::Update &update)
     bool up = false;
     bool down = false;
     for (const WidgetData &widget : snapshot->widgets) {
-        up = up || widget.status() == ServiceStatus::Up;
-        down = down || widget.status() == ServiceStatus::Down;
+        // A host past its limits reads warn, but answers all the same.
+        const auto *host = widget.as<HostStats>();
+        const ServiceStatus status = host ? host->status : widget.status();
+        up = up || status == ServiceStatus::Up;
+        down = down || status == ServiceStatus::Down;
     }
     if (!down)
         return DependencyGate::Answer::Up;

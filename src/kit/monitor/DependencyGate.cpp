@@ -1,8 +1,20 @@
 #include "DependencyGate.h"
 
+#include "kit/monitor/AlertEvaluator.h"
+
 using namespace Qt::StringLiterals;
 
 namespace tw {
+
+namespace {
+
+// A host past its limits is up: that outage says nothing of whether what sits behind it is reached.
+bool tellsOfReach(const AlertEvent &event)
+{
+    return !event.key.endsWith(AlertEvaluator::limitsSuffix);
+}
+
+} // namespace
 
 QString DependencyGate::downTitle(const QString &name, qsizetype behind)
 {
@@ -124,6 +136,8 @@ DependencyGate::Outcome DependencyGate::admit(const QUuid &source, Answer answer
     m_answers.insert(source, answer);
     m_asked.remove(source);
     for (const AlertEvent &event : events) {
+        if (!tellsOfReach(event))
+            continue;
         if (event.kind == AlertEvent::Kind::Down)
             m_open[source].insert(event.key);
         else if (const auto open = m_open.find(source);
@@ -150,7 +164,7 @@ DependencyGate::Outcome DependencyGate::admit(const QUuid &source, Answer answer
             outcome.pass.append(event);
             continue;
         }
-        if (!std::exchange(titled, true))
+        if (tellsOfReach(event) && !std::exchange(titled, true))
             event.title = downTitle(m_names.value(source), behind);
         if (parent == m_parents.cend()) {
             outcome.pass.append(event);

@@ -101,6 +101,41 @@ private Q_SLOTS:
         QCOMPARE(rig.state->overallStatus(), OverallStatus::Down);
     }
 
+    // A parent is down when nothing of it answers: a host past its limits still answers.
+    void aParentIsDownOnlyWhenNothingOfItAnswers_data()
+    {
+        QTest::addColumn<ServiceStatus>("second"); // the parent's second host
+        QTest::addColumn<QStringList>("posted");
+        QTest::newRow("a host past its limits answers")
+            << ServiceStatus::Up << QStringList{u"h1 is down"_s, u"h2 is past its limits"_s, u"Child is unreachable"_s};
+        QTest::newRow("both hosts down") << ServiceStatus::Down
+                                         << QStringList{u"Hub is down — 1 source behind it"_s, u"h2 is down"_s};
+    }
+    void aParentIsDownOnlyWhenNothingOfItAnswers()
+    {
+        QFETCH(ServiceStatus, second);
+        QFETCH(QStringList, posted);
+        const TCPPortConfig hub = tcp(u"Hub"_s);
+        TCPPortConfig child = tcp(u"Child"_s);
+        child.dependsOn = hub.id;
+        Hub rig({hub, child}, {.testHost = false});
+        QTRY_COMPARE(rig.state->snapshots().size(), 2);
+        rig.providers.setWidgets(hub.id,
+                                 {HostStats{u"h1"_s, u"h1"_s, ServiceStatus::Down, {}, {}, {}, {}, {}},
+                                  HostStats{u"h2"_s, u"h2"_s, second, 97, {}, {}, {}, {u"cpu 97 %"_s}}});
+        rig.providers.failWith(child.id, u"connection refused"_s);
+        rig.state->engine().refresh(hub.id);
+        QTRY_VERIFY(!rig.posted.isEmpty());
+        rig.state->engine().refresh(child.id);
+        QTRY_COMPARE(rig.providers.fetchCount(child.id), 2);
+        QTest::qWait(30); // time for the hub to be asked again, where it is not known down
+
+        QStringList titles = rig.postedTitles();
+        titles.sort();
+        posted.sort();
+        QCOMPARE(titles, posted);
+    }
+
     void removingTheParentLetsWhatWasBehindItSpeak()
     {
         const TCPPortConfig router = tcp(u"Router"_s);
