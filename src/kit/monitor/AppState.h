@@ -164,6 +164,8 @@ Q_SIGNALS:
 private:
     void consume(const PollEngine::Update &update);
     QList<AlertEvent> evaluateAlerts(const PollEngine::Update &update);
+    // The evaluator's events for one poll: to the sink as they are, then through the dependencies
+    // and on to the gate.
     void post(const QUuid &sourceID, DependencyGate::Answer answer, const QList<AlertEvent> &events);
     // Hands what the dependencies decided on to the gate, and polls what they ask for.
     void carryOut(const DependencyGate::Outcome &outcome);

@@ -488,6 +488,9 @@ private Q_SLOTS:
         QVERIFY(form.portEdited);
         QVERIFY(form.secret.isEmpty());
         QCOMPARE(form.makeConfig(fixedID), std::optional(config));
+        // An edit keeps the source it sits behind.
+        config.common().dependsOn = QUuid::createUuid();
+        QCOMPARE(SourceFormState(config).makeConfig(fixedID), std::optional(config));
     }
 
     void networkCheckRules_data()
