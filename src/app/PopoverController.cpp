@@ -135,9 +135,9 @@ QString PopoverController::status() const
 
 QString PopoverController::summary() const
 {
-    const auto text = m_state->isPaused()
-        ? PopoverRows::inactiveSummary(m_state->snapshots())
-        : PopoverRows::affectedSummary(m_state->currentSnapshots(), m_state->errors());
+    const AppState::Counted estate = m_state->counted();
+    const auto text = m_state->isPaused() ? PopoverRows::inactiveSummary(m_state->snapshots())
+                                          : PopoverRows::affectedSummary(estate.snapshots, estate.errors);
     return text.value_or(QString());
 }
 

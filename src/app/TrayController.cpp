@@ -151,8 +151,9 @@ void TrayController::refresh()
         tip += u"\n"_s + hush;
     if (snoozed)
         tip += u"\nNotifications snoozed until "_s + snoozed->untilText(QDateTime::currentDateTimeUtc());
+    const AppState::Counted estate = m_state->counted();
     const auto summary = paused ? PopoverRows::inactiveSummary(m_state->snapshots())
-                                : PopoverRows::affectedSummary(m_state->currentSnapshots(), m_state->errors());
+                                : PopoverRows::affectedSummary(estate.snapshots, estate.errors);
     if (summary)
         tip += u"\n"_s + *summary;
     m_tray->setToolTip(tip);

@@ -130,19 +130,24 @@ OverallStatus AppState::overallStatus() const
     // Everything fails while the machine is cut off; red would blame the estate for it.
     if (!m_paused && hush() != AlertGate::Hush::None)
         return OverallStatus::Unknown;
+    const Counted estate = counted();
+    return overallStatus(m_paused, estate.snapshots, estate.errors);
+}
+
+AppState::Counted AppState::counted() const
+{
     // Shared copies, deep only when something sits behind a source that is down.
     const QHash<QUuid, SourceSnapshot> current = currentSnapshots();
-    QHash<QUuid, SourceSnapshot> snapshots = current;
-    QHash<QUuid, QString> errors = m_errors;
+    Counted estate{current, m_errors};
     for (auto it = current.keyBegin(); it != current.keyEnd(); ++it) {
         if (blockedBy(*it))
-            snapshots.remove(*it);
+            estate.snapshots.remove(*it);
     }
     for (auto it = m_errors.keyBegin(); it != m_errors.keyEnd(); ++it) {
         if (blockedBy(*it))
-            errors.remove(*it);
+            estate.errors.remove(*it);
     }
-    return overallStatus(m_paused, snapshots, errors);
+    return estate;
 }
 
 QHash<QUuid, SourceSnapshot> AppState::currentSnapshots() const

@@ -79,6 +79,14 @@ public:
     // The snapshots whose readings are still news: those of sources silent for several of their
     // intervals are left out, so that old readings count neither as up nor as down.
     QHash<QUuid, SourceSnapshot> currentSnapshots() const;
+    // The estate as the status and its summaries count it: the current snapshots, and the failures,
+    // without the sources behind one that is down, which count through it alone.
+    struct Counted
+    {
+        QHash<QUuid, SourceSnapshot> snapshots;
+        QHash<QUuid, QString> errors;
+    };
+    Counted counted() const;
     bool isPaused() const { return m_paused; }
     // Offline, asleep or just awake: the status reads unknown and failures wait.
     AlertGate::Hush hush() const;
