@@ -103,6 +103,23 @@ void describeStale(QVariantMap &map, const std::optional<QDateTime> &since)
     map[u"staleSince"_s] = *since;
 }
 
+// The failing sources that sit behind a source that is down, and that source's name.
+QHash<QUuid, QString> behindNames(const AppState &state)
+{
+    QHash<QUuid, QString> names;
+    for (const AnySourceConfig &source : state.sources()) {
+        if (!state.errors().contains(source.id()))
+            continue;
+        if (const auto parent = state.blockedBy(source.id())) {
+            for (const AnySourceConfig &candidate : state.sources()) {
+                if (candidate.id() == *parent)
+                    names.insert(source.id(), candidate.common().displayName);
+            }
+        }
+    }
+    return names;
+}
+
 } // namespace
 
 PopoverModel::PopoverModel(AppState *state, Preferences *preferences, QObject *parent)
@@ -156,8 +173,9 @@ QVariantMap PopoverModel::describe(const Row &row, const QHash<QString, QList<do
                        map[u"type"_s] = u"error"_s;
                        map[u"sourceId"_s] = JsonRead::uuidText(error.source.id());
                        map[u"name"_s] = error.source.common().displayName;
-                       map[u"message"_s] = error.message;
-                       map[u"status"_s] = toText(ServiceStatus::Down);
+                       // Behind a source that is down, a failure is that source's and shows gray.
+                       map[u"message"_s] = error.behind.isEmpty() ? error.message : u"Behind "_s + error.behind;
+                       map[u"status"_s] = toText(error.behind.isEmpty() ? ServiceStatus::Down : ServiceStatus::Unknown);
                        map[u"url"_s] = RowLinks::sourcePage(error.source).value_or(QString());
                    },
                    [&](const Row::Empty &empty) {
@@ -252,7 +270,8 @@ void PopoverModel::rebuild()
                                    m_state->snapshots(),
                                    m_state->errors(),
                                    m_preferences->widgetLayout(),
-                                   QDateTime::currentDateTimeUtc()};
+                                   QDateTime::currentDateTimeUtc(),
+                                   behindNames(*m_state)};
     const QList<Row> rows = PopoverRows::popoverRows(state);
     QList<RowGroup> groups = PopoverRows::filtered(PopoverRows::groupRows(rows), m_filter);
     const auto &history = m_sparklines->values();

@@ -77,7 +77,7 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
     // A failing source with one row or none is its error; one with several keeps them under its
     // error, stale, so that what it last saw is not lost from view.
     const auto errorRow = [&] {
-        return QList<Row>{Row{Row::Error{*source, *error}}};
+        return QList<Row>{Row{Row::Error{*source, *error, state.behind.value(sourceID)}}};
     };
     if (snapshot == state.snapshots.cend())
         return failing ? errorRow() : QList<Row>{};
@@ -111,7 +111,11 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
                        // Hidden widgets still colour the header: hiding a widget must not hide an outage.
                        worstStatus(snapshot->widgets),
                        state.layout.collapsed.contains(sourceText(*source))};
-    if (failing) {
+    if (failing && state.behind.contains(sourceID)) {
+        header.aggregate = QStringLiteral("Behind ") + state.behind.value(sourceID);
+        header.avgLatencyMs.reset();
+        header.status = ServiceStatus::Unknown;
+    } else if (failing) {
         header.aggregate = QStringLiteral("Can't be reached \u00B7 ") + *error;
         header.avgLatencyMs.reset();
         header.status = ServiceStatus::Down;

@@ -20,6 +20,7 @@ struct Row
     {
         AnySourceConfig source;
         QString message;
+        QString behind = {}; // the down source it sits behind, which its failure is put down to
         bool operator==(const Error &) const = default;
     };
     struct Empty
@@ -87,6 +88,8 @@ struct State
     QHash<QUuid, QString> errors;
     WidgetLayout layout;
     QDateTime now; // invalid: nothing goes stale by age
+    // Failing sources that sit behind a source that is down, and that source's name.
+    QHash<QUuid, QString> behind;
 };
 
 QList<Row> popoverRows(const State &state);

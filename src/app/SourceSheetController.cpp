@@ -4,6 +4,7 @@
 #include "kit/base/CredentialError.h"
 #include "kit/base/ProviderError.h"
 #include "kit/desktop/InMemoryCredentialStore.h"
+#include "kit/model/Dependencies.h"
 #include "kit/monitor/AppState.h"
 
 #include <QTimer>
@@ -318,6 +319,47 @@ void SourceSheetController::setDiskLimit(const QString &text)
 void SourceSheetController::setTempLimit(const QString &text)
 {
     change([&](SourceFormState &f) { f.tempLimit = text; });
+}
+
+// The other sources in the list's order, without those that sit behind this one: choosing one of
+// them would close a loop.
+QList<AnySourceConfig> SourceSheetController::possibleParents() const
+{
+    QList<AnySourceConfig> possible;
+    const QUuid self = m_editedID.value_or(QUuid());
+    for (const AnySourceConfig &source : m_state->sources()) {
+        if (source.id() != self && !Dependencies::refusal(m_state->sources(), self, source.id()))
+            possible.append(source);
+    }
+    return possible;
+}
+
+QStringList SourceSheetController::parentChoices() const
+{
+    QStringList names{u"Nothing (reached directly)"_s};
+    for (const AnySourceConfig &source : possibleParents())
+        names.append(source.common().displayName);
+    return names;
+}
+
+int SourceSheetController::parentIndex() const
+{
+    if (!m_form || !m_form->dependsOn)
+        return 0;
+    const QList<AnySourceConfig> possible = possibleParents();
+    for (qsizetype i = 0; i < possible.size(); ++i) {
+        if (possible.at(i).id() == *m_form->dependsOn)
+            return int(i + 1);
+    }
+    return 0;
+}
+
+void SourceSheetController::setParentIndex(int index)
+{
+    const QList<AnySourceConfig> possible = possibleParents();
+    const std::optional<QUuid> parent =
+        index >= 1 && index <= possible.size() ? std::optional(possible.at(index - 1).id()) : std::nullopt;
+    change([&](SourceFormState &f) { f.dependsOn = parent; });
 }
 
 void SourceSheetController::setPollSeconds(const QString &text)

@@ -59,6 +59,9 @@ class SourceSheetController : public QObject
     Q_PROPERTY(QString diskLimit READ diskLimit WRITE setDiskLimit NOTIFY formChanged)
     Q_PROPERTY(QString tempLimit READ tempLimit WRITE setTempLimit NOTIFY formChanged)
 
+    // The sources this one may sit behind, "Nothing" first; those that sit behind it are left out.
+    Q_PROPERTY(QStringList parentChoices READ parentChoices NOTIFY modeChanged)
+    Q_PROPERTY(int parentIndex READ parentIndex WRITE setParentIndex NOTIFY formChanged)
     Q_PROPERTY(bool hasStoredSecret READ hasStoredSecret NOTIFY formChanged)
     Q_PROPERTY(bool complete READ complete NOTIFY formChanged)
     Q_PROPERTY(QString validationMessage READ validationMessage NOTIFY formChanged)
@@ -145,6 +148,9 @@ public:
     void setNameserver(const QString &text);
     void setSniName(const QString &text);
     void setWarningDays(const QString &text);
+    QStringList parentChoices() const;
+    int parentIndex() const;
+    void setParentIndex(int index);
     void setCpuLimit(const QString &text);
     void setMemLimit(const QString &text);
     void setDiskLimit(const QString &text);
@@ -198,6 +204,7 @@ Q_SIGNALS:
     void saveFinished();
 
 private:
+    QList<AnySourceConfig> possibleParents() const;
     const SourceFormState &form() const;
     template<typename Change>
     void change(Change &&apply);

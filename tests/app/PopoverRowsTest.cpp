@@ -117,6 +117,25 @@ private Q_SLOTS:
         QCOMPARE(rowsForSource(single.id(), e.state), (QList<Row>{Row{Row::Error{single, u"refused"_s}}}));
     }
 
+    // Behind a source that is down, a failure is put down to it: no red of its own.
+    void failureBehindADownSourceIsItsParents()
+    {
+        Estate e;
+        const auto kuma = e.add("Kuma", {service("a", ServiceStatus::Up), service("b", ServiceStatus::Up)});
+        const auto single = e.add("Port", {service("p", ServiceStatus::Up)});
+        for (const auto &source : {kuma, single}) {
+            e.state.errors.insert(source.id(), u"timed out"_s);
+            e.state.behind.insert(source.id(), u"Router"_s);
+        }
+        const QList<Row> rows = popoverRows(e.state);
+        QCOMPARE(rows.size(), 4);
+        const auto *header = rows.first().as<Row::Header>();
+        QCOMPARE(header->aggregate, u"Behind Router"_s);
+        QCOMPARE(header->status, ServiceStatus::Unknown);
+        QVERIFY(rows.at(1).as<Row::Child>()->staleSince);
+        QCOMPARE(rows.last(), (Row{Row::Error{single, u"timed out"_s, u"Router"_s}}));
+    }
+
     void staleByAge_data()
     {
         QTest::addColumn<double>("interval");

@@ -199,6 +199,54 @@ private Q_SLOTS:
         ages.sort();
         QCOMPARE(ages, (QStringList{u"12 min old"_s, u"under a minute old"_s, u"under a minute old"_s}));
     }
+
+    // The router goes down and everything reached through it with it: one red card, the rest gray
+    // and "Behind Router", and one notification that counts them.
+    void behindADownRouter()
+    {
+        TCPPortConfig router(QUuid::createUuid(), u"Router"_s, u"192.168.1.1"_s, 80);
+        router.alertThreshold = 1;
+        QList<AnySourceConfig> sources{router};
+        const KumaConfig kuma(QUuid::createUuid(), u"Homelab Kuma"_s, u"http://kuma.lan:3001"_s);
+        const QStringList hosts{u"NAS (SSH)"_s, u"Plex"_s, u"Home Assistant"_s};
+        for (const QString &name : hosts)
+            sources.append(TCPPortConfig(QUuid::createUuid(), name, u"10.0.0.9"_s, 22));
+        sources.append(kuma);
+        for (qsizetype i = 1; i < sources.size(); ++i) {
+            sources[i].common().alertThreshold = 1;
+            sources[i].common().dependsOn = router.id;
+        }
+        const HTTPPingConfig outside(QUuid::createUuid(), u"Public website"_s, u"https://example.com"_s);
+        sources.append(outside);
+        AppHub hub(sources, {.testHost = false}); // its alerts are posted, to the hub's record
+        hub.providers.setWidgets(kuma.id,
+                                 {ServiceRow{u"1"_s, u"Jellyfin"_s, ServiceStatus::Up, 23.4, {}},
+                                  ServiceRow{u"2"_s, u"Grafana"_s, ServiceStatus::Up, 40.1, {}}});
+        AppState &state = *hub.state;
+        PopoverModel model(&state, hub.preferences.get());
+        PopoverController controller(&state, &model);
+        PopoverWindow window(&controller, hub.engineGetter());
+        state.startSync();
+        QTRY_COMPARE(state.snapshots().size(), sources.size());
+        for (const AnySourceConfig &source : sources.mid(0, sources.size() - 1))
+            hub.providers.failWith(source.id(), u"connection refused"_s);
+        state.refreshAll();
+        QTRY_VERIFY(state.blockedBy(kuma.id));
+        for (const AnySourceConfig &source : sources.mid(1, sources.size() - 2))
+            QTRY_COMPARE(state.blockedBy(source.id()), std::optional(router.id));
+        QTRY_VERIFY(!hub.posted.isEmpty());
+        QCOMPARE(hub.postedTitles(), QStringList{u"Router is down — 4 sources behind it"_s});
+        QCOMPARE(controller.summary(), u"1 service affected"_s);
+
+        window.show(QRect(600, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+        QTest::qWait(200);
+        saveScreenshot(window.view()->grabWindow(), u"popover-behind-router.png"_s);
+        QStringList behind;
+        for (const QQuickItem *message : findVisible(window.view()->rootObject(), u"messageText"_s))
+            behind.append(message->property("subtitle").toString());
+        QCOMPARE(behind.count(u"Behind Router"_s), hosts.size());
+    }
 };
 
 TW_GUI_TEST_MAIN(PopoverScreenshotTest)

@@ -219,6 +219,46 @@ private Q_SLOTS:
         QCOMPARE(rig.sheet().recordType(), u"MX"_s);
     }
 
+    // The picker offers what a source may sit behind: never itself, nor a source that sits behind it
+    // (that would be a loop); the arrow keys choose, and the choice is saved.
+    void sitsBehindOffersNoLoop()
+    {
+        TCPPortConfig router(QUuid::createUuid(), u"Router"_s, u"127.0.0.1"_s, 9);
+        TCPPortConfig sw(QUuid::createUuid(), u"Switch"_s, u"127.0.0.1"_s, 9);
+        sw.dependsOn = router.id;
+        TCPPortConfig nas(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 9);
+        nas.dependsOn = sw.id;
+        Rig rig({router, sw, nas});
+        const QString none = u"Nothing (reached directly)"_s;
+
+        rig.editor->edit(router.id);
+        QVERIFY(rig.shown());
+        QVERIFY(!rig.visible(u"source.dependsOn"_s)); // everything else sits behind it
+        QCOMPARE(rig.sheet().parentChoices(), QStringList{none});
+        rig.editor->close();
+        QTRY_VERIFY(!rig.editor->isVisible());
+
+        rig.editor->edit(nas.id);
+        QVERIFY(rig.shown());
+        QCOMPARE(rig.sheet().parentChoices(), (QStringList{none, u"Router"_s, u"Switch"_s}));
+        QQuickItem *picker = rig.item(u"source.dependsOn"_s);
+        QVERIFY(picker && picker->isVisible());
+        QCOMPARE(picker->property("currentText").toString(), u"Switch"_s);
+        picker->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(rig.editor->view(), Qt::Key_Up);
+        QCOMPARE(picker->property("currentText").toString(), u"Router"_s);
+        QVERIFY(rig.press(u"source.save"_s));
+        QTRY_VERIFY(!rig.editor->isVisible());
+        QCOMPARE(rig.state->sources().at(2).common().dependsOn, std::optional(router.id));
+
+        // A new source may sit behind any of them.
+        rig.editor->add();
+        QVERIFY(rig.press(u"source.kind.tcpPort"_s));
+        QCOMPARE(rig.sheet().parentChoices(), (QStringList{none, u"Router"_s, u"Switch"_s, u"NAS"_s}));
+        rig.sheet().setParentIndex(0);
+        QCOMPARE(rig.sheet().parentIndex(), 0);
+    }
+
     void editKeepsStoredSecretWithoutRetyping()
     {
         Rig rig({palworld()},

@@ -197,6 +197,36 @@ Rectangle {
                     onEdited: text => root.sheet.pollSeconds = text
                 }
 
+                // What it is reached through: its failures wait while that is down.
+                ColumnLayout {
+                    spacing: 4
+                    Layout.fillWidth: true
+                    visible: root.sheet.parentChoices.length > 1
+                    Text {
+                        text: "Sits Behind"
+                        color: Theme.text
+                        font.pixelSize: 12
+                        font.weight: Font.DemiBold
+                    }
+                    ComboBox {
+                        objectName: "source.dependsOn"
+                        model: root.sheet.parentChoices
+                        currentIndex: root.sheet.parentIndex
+                        Layout.fillWidth: true
+                        Accessible.name: "Sits behind"
+                        Accessible.description: dependsHelp.text
+                        onActivated: index => root.sheet.parentIndex = index
+                    }
+                    Text {
+                        id: dependsHelp
+                        text: "While the source it sits behind is down, this one's failures are put down to it: no notification of their own, and gray instead of red."
+                        color: Theme.secondary
+                        font.pixelSize: 11
+                        wrapMode: Text.WordWrap
+                        Layout.fillWidth: true
+                    }
+                }
+
                 // Alerts.
                 ColumnLayout {
                     spacing: 4

@@ -14,11 +14,13 @@ RowChrome {
         height: title.implicitHeight
         StatusOrb {
             id: orb
-            color: view.popover.statusColourOf(view.failed ? "down" : "unknown")
+            // Gray for a failure put down to a source it sits behind.
+            color: view.popover.statusColourOf(view.failed ? view.row.status : "unknown")
             anchors.verticalCenter: parent.verticalCenter
         }
         TitleBlock {
             id: title
+            objectName: "messageText"
             anchors.left: orb.right
             anchors.leftMargin: 10
             anchors.right: parent.right
