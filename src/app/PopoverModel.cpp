@@ -103,13 +103,11 @@ void describeStale(QVariantMap &map, const std::optional<QDateTime> &since)
     map[u"staleSince"_s] = *since;
 }
 
-// The failing sources that sit behind a source that is down, and that source's name.
+// The sources that sit behind a source that is down, and that source's name.
 QHash<QUuid, QString> behindNames(const AppState &state)
 {
     QHash<QUuid, QString> names;
     for (const AnySourceConfig &source : state.sources()) {
-        if (!state.errors().contains(source.id()))
-            continue;
         if (const auto parent = state.blockedBy(source.id())) {
             for (const AnySourceConfig &candidate : state.sources()) {
                 if (candidate.id() == *parent)

@@ -72,12 +72,15 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
     if (source == state.sources.cend())
         return {};
     const auto error = state.errors.constFind(sourceID);
-    const bool failing = error != state.errors.cend();
+    // A source behind one that is down is read as failing, whatever its poll said: its readings are
+    // the fault above it, not its own.
+    const bool behind = state.behind.contains(sourceID);
+    const bool failing = error != state.errors.cend() || behind;
     const auto snapshot = state.snapshots.constFind(sourceID);
     // A failing source with one row or none is its error; one with several keeps them under its
     // error, stale, so that what it last saw is not lost from view.
     const auto errorRow = [&] {
-        return QList<Row>{Row{Row::Error{*source, *error, state.behind.value(sourceID)}}};
+        return QList<Row>{Row{Row::Error{*source, state.errors.value(sourceID), state.behind.value(sourceID)}}};
     };
     if (snapshot == state.snapshots.cend())
         return failing ? errorRow() : QList<Row>{};
@@ -111,7 +114,7 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
                        // Hidden widgets still colour the header: hiding a widget must not hide an outage.
                        worstStatus(snapshot->widgets),
                        state.layout.collapsed.contains(sourceText(*source))};
-    if (failing && state.behind.contains(sourceID)) {
+    if (behind) {
         header.aggregate = QStringLiteral("Behind ") + state.behind.value(sourceID);
         header.avgLatencyMs.reset();
         header.status = ServiceStatus::Unknown;

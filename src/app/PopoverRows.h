@@ -88,7 +88,7 @@ struct State
     QHash<QUuid, QString> errors;
     WidgetLayout layout;
     QDateTime now; // invalid: nothing goes stale by age
-    // Failing sources that sit behind a source that is down, and that source's name.
+    // Sources that sit behind a source that is down, and that source's name.
     QHash<QUuid, QString> behind;
 };
 

@@ -134,6 +134,10 @@ private Q_SLOTS:
         QCOMPARE(header->status, ServiceStatus::Unknown);
         QVERIFY(rows.at(1).as<Row::Child>()->staleSince);
         QCOMPARE(rows.last(), (Row{Row::Error{single, u"timed out"_s, u"Router"_s}}));
+        // A closed port behind it answers "down" without failing its poll: that too is the router's.
+        const auto port = e.add("SSH", {service("s", ServiceStatus::Down)});
+        e.state.behind.insert(port.id(), u"Router"_s);
+        QCOMPARE(rowsForSource(port.id(), e.state), (QList<Row>{Row{Row::Error{port, QString(), u"Router"_s}}}));
     }
 
     void staleByAge_data()

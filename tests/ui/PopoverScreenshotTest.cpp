@@ -230,6 +230,10 @@ private Q_SLOTS:
         QTRY_COMPARE(state.snapshots().size(), sources.size());
         for (const AnySourceConfig &source : sources.mid(0, sources.size() - 1))
             hub.providers.failWith(source.id(), u"connection refused"_s);
+        // A closed port answers its poll with a down check rather than failing it.
+        hub.providers.succeed(sources[2].id());
+        hub.providers.setWidgets(sources[2].id(),
+                                 {CheckResult{u"p"_s, u"Plex"_s, ServiceStatus::Down, {}, u"connection refused"_s}});
         state.refreshAll();
         QTRY_VERIFY(state.blockedBy(kuma.id));
         for (const AnySourceConfig &source : sources.mid(1, sources.size() - 2))
