@@ -12,7 +12,9 @@ namespace {
 constexpr ServiceStatus states[] = {ServiceStatus::Up,
                                     ServiceStatus::Warn,
                                     ServiceStatus::Down,
-                                    ServiceStatus::Unknown};
+                                    ServiceStatus::Unknown,
+                                    ServiceStatus::Maintenance,
+                                    ServiceStatus::Paused};
 
 QString number(double value)
 {
@@ -53,7 +55,9 @@ QString escaped(const QString &value)
 QByteArray render(const Estate &estate)
 {
     QString page;
-    family(page, "tidewatch_widget_status", "Whether a widget is in the given state: up, warn, down or unknown.");
+    family(page,
+           "tidewatch_widget_status",
+           "Whether a widget is in the given state: up, warn, down, unknown, maintenance or paused.");
     for (const AnySourceConfig &source : estate.sources) {
         const auto snapshot = estate.snapshots.constFind(source.id());
         if (snapshot == estate.snapshots.cend())

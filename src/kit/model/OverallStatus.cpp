@@ -38,6 +38,8 @@ OverallStatus overallStatusOf(const QHash<QUuid, SourceSnapshot> &snapshots, con
                     result = OverallStatus::Up;
                 break;
             case ServiceStatus::Unknown:
+            case ServiceStatus::Maintenance:
+            case ServiceStatus::Paused:
                 break;
             }
         }

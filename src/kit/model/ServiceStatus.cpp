@@ -13,13 +13,22 @@ QString toText(ServiceStatus status)
         return QStringLiteral("warn");
     case ServiceStatus::Unknown:
         return QStringLiteral("unknown");
+    case ServiceStatus::Maintenance:
+        return QStringLiteral("maintenance");
+    case ServiceStatus::Paused:
+        return QStringLiteral("paused");
     }
     return {};
 }
 
 std::optional<ServiceStatus> serviceStatusFromString(QStringView text)
 {
-    for (ServiceStatus s : {ServiceStatus::Up, ServiceStatus::Down, ServiceStatus::Warn, ServiceStatus::Unknown}) {
+    for (ServiceStatus s : {ServiceStatus::Up,
+                            ServiceStatus::Down,
+                            ServiceStatus::Warn,
+                            ServiceStatus::Unknown,
+                            ServiceStatus::Maintenance,
+                            ServiceStatus::Paused}) {
         if (text == toText(s))
             return s;
     }

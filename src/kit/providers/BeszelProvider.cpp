@@ -111,9 +111,10 @@ QList<HostStats> BeszelProvider::hosts(const QByteArray &systems, const std::opt
                       name.isString()       ? name.toString()
                           : host.isString() ? host.toString()
                                             : u"unknown"_s,
-                      status == u"up"_s         ? ServiceStatus::Up
-                          : status == u"down"_s ? ServiceStatus::Down
-                                                : ServiceStatus::Unknown,
+                      status == u"up"_s           ? ServiceStatus::Up
+                          : status == u"down"_s   ? ServiceStatus::Down
+                          : status == u"paused"_s ? ServiceStatus::Paused
+                                                  : ServiceStatus::Unknown,
                       number(info, u"cpu"_s),
                       number(info, u"mp"_s),
                       number(info, u"dp"_s),

@@ -19,7 +19,7 @@ ServiceStatus statusOf(const QString &value)
     static const QHash<QString, ServiceStatus> table{{u"0"_s, ServiceStatus::Down},
                                                      {u"1"_s, ServiceStatus::Up},
                                                      {u"2"_s, ServiceStatus::Warn},
-                                                     {u"3"_s, ServiceStatus::Warn}};
+                                                     {u"3"_s, ServiceStatus::Maintenance}};
     return table.value(value, ServiceStatus::Unknown);
 }
 

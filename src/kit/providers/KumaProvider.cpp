@@ -9,6 +9,7 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QSet>
 #include <QStringDecoder>
 
 #include <algorithm>
@@ -32,9 +33,10 @@ ServiceStatus heartbeatStatus(qint64 status)
         return ServiceStatus::Down;
     case 1:
         return ServiceStatus::Up;
-    case 2:
-    case 3:
+    case 2: // pending: failing, but not yet for the monitor's retries
         return ServiceStatus::Warn;
+    case 3:
+        return ServiceStatus::Maintenance;
     default:
         return ServiceStatus::Unknown;
     }
@@ -224,11 +226,30 @@ QHash<QString, QString> KumaProvider::monitorLinks(const QByteArray &body)
     return links;
 }
 
+QList<ServiceRow> KumaProvider::withVanished(QList<ServiceRow> rows, const QList<ServiceRow> &seen)
+{
+    QSet<QString> present;
+    for (const ServiceRow &row : std::as_const(rows))
+        present.insert(row.id);
+    for (const ServiceRow &earlier : seen) {
+        if (present.contains(earlier.id))
+            continue;
+        rows.append({earlier.id,
+                     earlier.name,
+                     ServiceStatus::Paused,
+                     std::nullopt,
+                     QString::fromUtf8(vanishedText),
+                     earlier.url});
+    }
+    return rows;
+}
+
 QCoro::Task<SourceSnapshot> KumaProvider::fetch(StopToken stop)
 {
     const KumaConfig config = m_config;
     const std::shared_ptr<CredentialStore> credentials = m_credentials;
     const std::shared_ptr<HTTPClient> http = m_http;
+    const std::shared_ptr<QList<ServiceRow>> seen = m_seen;
     QList<ServiceRow> rows;
     if (config.username && config.passwordRef) {
         const QString secret = co_await ProviderSupport::requiredSecret(credentials, *config.passwordRef);
@@ -248,6 +269,8 @@ QCoro::Task<SourceSnapshot> KumaProvider::fetch(StopToken stop)
     } else {
         throw ProviderError::misconfigured(u"kuma needs credentials or a status page slug"_s);
     }
+    rows = withVanished(std::move(rows), *seen);
+    *seen = rows;
     SourceSnapshot snapshot{config.id, QDateTime::currentDateTimeUtc(), {}};
     for (const ServiceRow &row : std::as_const(rows))
         snapshot.widgets.append(row);

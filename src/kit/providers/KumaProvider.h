@@ -28,6 +28,10 @@ public:
     static QHash<QString, QString> monitorNames(const QByteArray &body);
     // The addresses a status page shows for its monitors (those with "show clickable link" on).
     static QHash<QString, QString> monitorLinks(const QByteArray &body);
+    // This poll's rows, then the monitors an earlier poll saw and this one lacks, as paused: Kuma
+    // drops a paused monitor from /metrics, and it must not vanish from view as if it never was.
+    static QList<ServiceRow> withVanished(QList<ServiceRow> rows, const QList<ServiceRow> &seen);
+    static constexpr auto vanishedText = "Paused in Kuma (or removed)";
 
     static constexpr auto rejectedText =
         "metrics auth rejected — Uptime Kuma expects an API key as the password (Settings → API Keys)";
@@ -36,6 +40,9 @@ private:
     KumaConfig m_config;
     std::shared_ptr<CredentialStore> m_credentials;
     std::shared_ptr<HTTPClient> m_http;
+    // Every row of the last poll; shared so that a poll still running when the provider goes does
+    // not write into a freed object.
+    std::shared_ptr<QList<ServiceRow>> m_seen = std::make_shared<QList<ServiceRow>>();
 };
 
 } // namespace tw

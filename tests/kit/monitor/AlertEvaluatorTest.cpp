@@ -171,10 +171,13 @@ private Q_SLOTS:
         QVERIFY(poll(ServiceStatus::Warn).isEmpty());
         QVERIFY(poll(ServiceStatus::Down).isEmpty());
         QVERIFY(poll(ServiceStatus::Unknown).isEmpty());
+        QVERIFY(poll(ServiceStatus::Maintenance).isEmpty());
+        QVERIFY(poll(ServiceStatus::Paused).isEmpty());
         const QList<AlertEvent> third = poll(ServiceStatus::Down);
         QCOMPARE(third.size(), 1);
         QCOMPARE(third.first().title, u"svc-a is down"_s);
         QVERIFY(poll(ServiceStatus::Warn).isEmpty()); // a warning is no recovery
+        QVERIFY(poll(ServiceStatus::Maintenance).isEmpty()); // nor is maintenance
         QCOMPARE(poll(ServiceStatus::Up).value(0).title, u"svc-a recovered"_s);
     }
 

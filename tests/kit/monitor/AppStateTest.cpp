@@ -282,6 +282,11 @@ private Q_SLOTS:
         QTest::newRow("offline game is down") << Widgets{{up, offlineGame}} << 0 << false << OverallStatus::Down;
         QTest::newRow("up and an error") << Widgets{{up}} << 1 << false << OverallStatus::Degraded;
         QTest::newRow("error alone") << Widgets{} << 1 << false << OverallStatus::Degraded;
+        const WidgetData maintenance = check(ServiceStatus::Maintenance);
+        const WidgetData paused = check(ServiceStatus::Paused);
+        QTest::newRow("maintenance and paused count neither way")
+            << Widgets{{maintenance, paused}} << 0 << false << OverallStatus::Unknown;
+        QTest::newRow("maintenance beside up") << Widgets{{maintenance, up}} << 0 << false << OverallStatus::Up;
         QTest::newRow("a failing source's old outage is no outage now")
             << Widgets{{down}, {up}} << 0 << true << OverallStatus::Degraded;
     }

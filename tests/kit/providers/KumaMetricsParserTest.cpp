@@ -45,7 +45,7 @@ private Q_SLOTS:
                "monitor_status{monitor_name=\"d\"} 0\nmonitor_status{monitor_name=\"x\"} 7\n"
                "monitor_status{monitor_name=\"f\"} 1.0\n"_s
             << Rows{row(u"w"_s, ServiceStatus::Warn),
-                    row(u"m"_s, ServiceStatus::Warn),
+                    row(u"m"_s, ServiceStatus::Maintenance),
                     row(u"d"_s, ServiceStatus::Down),
                     row(u"x"_s, ServiceStatus::Unknown),
                     row(u"f"_s, ServiceStatus::Unknown)};

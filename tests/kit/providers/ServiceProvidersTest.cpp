@@ -246,6 +246,45 @@ private Q_SLOTS:
         QVERIFY(server.requests().isEmpty());
     }
 
+    // Kuma leaves a paused monitor out of /metrics: it stays on view as paused, not gone, until it is
+    // back; what was already read as paused stays so.
+    void vanishedMonitorsReadPaused_data()
+    {
+        QTest::addColumn<QStringList>("seen"); // ids an earlier poll had
+        QTest::addColumn<QStringList>("now");
+        QTest::addColumn<QStringList>("expected"); // id:status
+        QTest::newRow("first poll") << QStringList{} << QStringList{u"1"_s, u"2"_s}
+                                    << QStringList{u"1:up"_s, u"2:up"_s};
+        QTest::newRow("one paused") << QStringList{u"1"_s, u"2"_s} << QStringList{u"2"_s}
+                                    << QStringList{u"2:up"_s, u"1:paused"_s};
+        QTest::newRow("back again") << QStringList{u"1"_s, u"2"_s} << QStringList{u"1"_s, u"2"_s}
+                                    << QStringList{u"1:up"_s, u"2:up"_s};
+        QTest::newRow("all gone") << QStringList{u"1"_s} << QStringList{} << QStringList{u"1:paused"_s};
+    }
+    void vanishedMonitorsReadPaused()
+    {
+        const auto rows = [](const QStringList &ids) {
+            QList<ServiceRow> list;
+            for (const QString &id : ids)
+                list.append({id, u"m"_s + id, ServiceStatus::Up, 12.0, {}, u"https://x/"_s + id});
+            return list;
+        };
+        const QList<ServiceRow> once =
+            KumaProvider::withVanished(rows(TW_DATA(QStringList, now)), rows(TW_DATA(QStringList, seen)));
+        QStringList got;
+        for (const ServiceRow &row : once) {
+            got.append(row.id + u':' + toText(row.status));
+            if (row.status == ServiceStatus::Paused) {
+                QCOMPARE(row.name, u"m"_s + row.id); // named and linked as when last seen
+                QCOMPARE(row.url, u"https://x/"_s + row.id);
+                QCOMPARE(row.latencyMs, std::nullopt);
+            }
+        }
+        QCOMPARE(got, TW_DATA(QStringList, expected));
+        // Carried forward, a paused row stays paused while it stays away.
+        QCOMPARE(KumaProvider::withVanished(rows(TW_DATA(QStringList, now)), once), once);
+    }
+
     void beszel_data()
     {
         QTest::addColumn<int>("drivesStatus");
@@ -284,7 +323,7 @@ private Q_SLOTS:
         if (!host(0).temps.isEmpty())
             QCOMPARE(host(0).temps, (QList<DriveTemp>{{u"sda"_s, 38}, {u"s1"_s, 52.5}}));
         QCOMPARE(host(1).name, u"10.0.0.7"_s);
-        QCOMPARE(host(1).status, ServiceStatus::Unknown);
+        QCOMPARE(host(1).status, ServiceStatus::Paused);
         QCOMPARE(host(1).cpuPct, std::nullopt); // text, not a number
         QCOMPARE(host(1).memPct, 5.0); // info given as JSON text
         // A drive the agent could not read stays listed, with no reading.
