@@ -204,13 +204,7 @@ QColor PopoverController::ringColour(const QVariant &pct, const QColor &accent) 
 
 QColor PopoverController::statusColourOf(const QString &status) const
 {
-    if (status == QStringLiteral("up"))
-        return TrayIconPainter::statusColour(OverallStatus::Up);
-    if (status == QStringLiteral("warn"))
-        return TrayIconPainter::statusColour(OverallStatus::Degraded);
-    if (status == QStringLiteral("down"))
-        return TrayIconPainter::statusColour(OverallStatus::Down);
-    return TrayIconPainter::statusColour(OverallStatus::Unknown);
+    return TrayIconPainter::statusColour(serviceStatusFromString(status).value_or(ServiceStatus::Unknown));
 }
 
 bool PopoverController::usesScrollingForm(int sourceCount, int flatRows)

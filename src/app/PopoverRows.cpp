@@ -191,7 +191,12 @@ QString aggregateText(const QList<WidgetData> &widgets)
     for (const WidgetData &w : widgets)
         ++counts[w.status()];
     QStringList parts;
-    for (ServiceStatus s : {ServiceStatus::Down, ServiceStatus::Warn, ServiceStatus::Unknown, ServiceStatus::Up}) {
+    for (ServiceStatus s : {ServiceStatus::Down,
+                            ServiceStatus::Warn,
+                            ServiceStatus::Maintenance,
+                            ServiceStatus::Paused,
+                            ServiceStatus::Unknown,
+                            ServiceStatus::Up}) {
         if (counts.value(s) > 0)
             parts.append(QString::number(counts.value(s)) + QLatin1Char(' ') + toText(s));
     }
@@ -228,6 +233,8 @@ ServiceStatus worstStatus(const QList<WidgetData> &widgets)
                 result = ServiceStatus::Up;
             break;
         case ServiceStatus::Unknown:
+        case ServiceStatus::Maintenance:
+        case ServiceStatus::Paused:
             break;
         }
     }

@@ -23,21 +23,6 @@ namespace tw {
 
 namespace {
 
-QColor statusColour(ServiceStatus status)
-{
-    switch (status) {
-    case ServiceStatus::Up:
-        return TrayIconPainter::statusColour(OverallStatus::Up);
-    case ServiceStatus::Warn:
-        return TrayIconPainter::statusColour(OverallStatus::Degraded);
-    case ServiceStatus::Down:
-        return TrayIconPainter::statusColour(OverallStatus::Down);
-    case ServiceStatus::Unknown:
-        break;
-    }
-    return TrayIconPainter::statusColour(OverallStatus::Unknown);
-}
-
 QList<KeyedWidget> keyedWidgets(const AppState &state, const WidgetLayout &layout, const QUuid &id)
 {
     QList<KeyedWidget> rows;
@@ -100,7 +85,8 @@ void SettingsController::rebuild()
             {u"kindLabel"_s, AnySourceConfig::info(source->kind()).title.toString()},
             {u"symbol"_s, AnySourceConfig::info(source->kind()).symbol.toString()},
             {u"target"_s, source->target()},
-            {u"statusColour"_s, statusColour(SettingsText::sourceStatus(id, m_state->snapshots(), m_state->errors()))},
+            {u"statusColour"_s,
+             TrayIconPainter::statusColour(SettingsText::sourceStatus(id, m_state->snapshots(), m_state->errors()))},
             {u"fetchedAt"_s, snapshot == m_state->snapshots().cend() ? QDateTime() : snapshot->fetchedAt},
             {u"alertsEnabled"_s, source->common().alertsEnabled},
             {u"widgets"_s, widgets},

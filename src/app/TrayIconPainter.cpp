@@ -21,6 +21,25 @@ QColor statusColour(OverallStatus status)
     return Qt::gray;
 }
 
+QColor statusColour(ServiceStatus status)
+{
+    switch (status) {
+    case ServiceStatus::Up:
+        return statusColour(OverallStatus::Up);
+    case ServiceStatus::Warn:
+        return statusColour(OverallStatus::Degraded);
+    case ServiceStatus::Down:
+        return statusColour(OverallStatus::Down);
+    case ServiceStatus::Maintenance:
+        // Uptime Kuma's own colour for a monitor in maintenance.
+        return QColor(0x17, 0x47, 0xf5);
+    case ServiceStatus::Paused:
+    case ServiceStatus::Unknown:
+        break;
+    }
+    return statusColour(OverallStatus::Unknown);
+}
+
 namespace {
 
 // The shape inside a dot of `radius` around `centre`, in strokes that stay legible at 16 pixels.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/model/OverallStatus.h"
+#include "kit/model/ServiceStatus.h"
 
 #include <QColor>
 #include <QImage>
@@ -11,6 +12,8 @@ namespace tw::TrayIconPainter {
 
 // Green, yellow, red, or gray for paused and unknown.
 QColor statusColour(OverallStatus status);
+// A row's colour: the estate's colours for up, warn and down, blue for maintenance, gray otherwise.
+QColor statusColour(ServiceStatus status);
 
 // The symbolic icon of the theme for the status: "dev.ostrel.Tidewatch-up-symbolic" and so on.
 QString themeIconName(OverallStatus status);

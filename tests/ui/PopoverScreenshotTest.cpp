@@ -169,8 +169,14 @@ private Q_SLOTS:
         const KumaConfig kuma(QUuid::createUuid(), u"Homelab Kuma"_s, u"http://kuma.lan:3001"_s);
         HTTPPingConfig grafana(QUuid::createUuid(), u"Grafana"_s, u"https://grafana.lan"_s);
         grafana.pollInterval = 60;
-        const TCPPortConfig ssh(QUuid::createUuid(), u"Backup NAS (SSH)"_s, u"10.0.0.9"_s, 22);
-        AppHub hub({kuma, grafana, ssh});
+        const KumaConfig office(QUuid::createUuid(), u"Office Kuma"_s, u"http://office.lan:3001"_s);
+        AppHub hub({kuma, grafana, office});
+        // Neither health nor failure: each says so, in its colour and shape.
+        hub.providers.setWidgets(
+            office.id,
+            {ServiceRow{u"7"_s, u"Printer"_s, ServiceStatus::Up, 3.1, {}},
+             ServiceRow{u"8"_s, u"Backups"_s, ServiceStatus::Maintenance, {}, u"Nightly window"_s},
+             ServiceRow{u"9"_s, u"Old wiki"_s, ServiceStatus::Paused, {}, u"Paused in Kuma (or removed)"_s}});
         hub.providers.setWidgets(kuma.id,
                                  {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 23.4, {}},
                                   ServiceRow{u"2"_s, u"Nextcloud"_s, ServiceStatus::Down, {}, u"HTTP 502"_s}});
@@ -192,7 +198,17 @@ private Q_SLOTS:
         window.show(QRect(600, 0, 22, 22));
         QVERIFY(QTest::qWaitForWindowExposed(window.view()));
         QTest::qWait(200);
-        saveScreenshot(window.view()->grabWindow(), u"popover-stale.png"_s);
+        const QImage image = window.view()->grabWindow();
+        saveScreenshot(image, u"popover-stale.png"_s);
+        QStringList words;
+        for (const QQuickItem *word : findVisible(window.view()->rootObject(), u"stateWord"_s))
+            words.append(word->property("text").toString());
+        QCOMPARE(words, (QStringList{u"Maintenance"_s, u"Paused"_s}));
+        bool blue = false;
+        for (int y = 0; y < image.height() && !blue; ++y)
+            for (int x = 0; x < image.width() && !blue; ++x)
+                blue = image.pixelColor(x, y) == QColor(0x17, 0x47, 0xf5);
+        QVERIFY(blue); // maintenance's own colour
         QStringList ages;
         for (const QQuickItem *age : findVisible(window.view()->rootObject(), u"staleAge"_s))
             ages.append(age->property("text").toString());

@@ -22,6 +22,17 @@ Row {
         font.pixelSize: 11
         anchors.verticalCenter: parent.verticalCenter
     }
+    // Neither health nor failure: said in words, with no latency to read as one or the other.
+    readonly property bool honest: trailing.status === "maintenance" || trailing.status === "paused"
+    Text {
+        objectName: "stateWord"
+        visible: trailing.honest && !trailing.stale
+        text: trailing.status === "maintenance" ? "Maintenance" : "Paused"
+        font.pixelSize: 11
+        font.weight: Font.DemiBold
+        color: trailing.popover.statusColourOf(trailing.status)
+        anchors.verticalCenter: parent.verticalCenter
+    }
     Text {
         visible: trailing.status === "down" && !trailing.stale
         text: trailing.downText
@@ -32,7 +43,7 @@ Row {
     }
     Sparkline {
         objectName: "sparkline"
-        visible: Preferences.showSparklines && trailing.history.length >= 2 && trailing.status !== "down" && !trailing.stale
+        visible: Preferences.showSparklines && trailing.history.length >= 2 && trailing.status !== "down" && !trailing.honest && !trailing.stale
         values: trailing.history
         width: 44
         height: 16
@@ -40,7 +51,7 @@ Row {
     }
     LatencyPill {
         popover: trailing.popover
-        visible: trailing.status !== "down" && !trailing.stale
+        visible: trailing.status !== "down" && !trailing.honest && !trailing.stale
         latencyMs: trailing.latencyMs
         anchors.verticalCenter: parent.verticalCenter
     }

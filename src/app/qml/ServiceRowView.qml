@@ -16,6 +16,7 @@ RowChrome {
         StatusOrb {
             id: orb
             color: view.popover.statusColourOf(view.row.status)
+            status: view.row.status
             anchors.verticalCenter: parent.verticalCenter
         }
         TitleBlock {
