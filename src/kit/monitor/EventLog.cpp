@@ -1,9 +1,6 @@
 #include "EventLog.h"
 
-#include "kit/base/Logging.h"
 #include "kit/monitor/EventLogStore.h"
-
-#include <QPointer>
 
 #include <algorithm>
 
@@ -12,17 +9,20 @@ namespace tw {
 EventLog::EventLog(QString directory, SleepFunction sleep, Clock now, QObject *parent)
     : QObject(parent)
     , m_directory(std::move(directory))
-    , m_sleep(std::move(sleep))
     , m_now(std::move(now))
     // A file edited by hand may be in any order; old events go, and that alone is no reason to write.
     , m_events(trimmed(EventLogStore::load(m_directory), m_now()))
-{ }
-
-EventLog::~EventLog()
+    , m_window(new WriteWindow(
+          writeWindowSeconds,
+          std::move(sleep),
+          [this] { EventLogStore::save(m_events, m_directory); },
+          this))
 {
-    if (m_pendingWrite)
-        m_pendingWrite->requestStop();
+    connect(m_window, &WriteWindow::written, this, &EventLog::written);
+    connect(m_window, &WriteWindow::writeErrorChanged, this, &EventLog::writeErrorChanged);
 }
+
+EventLog::~EventLog() = default;
 
 QList<RecentEvent> EventLog::trimmed(QList<RecentEvent> events, const QDateTime &reference)
 {
@@ -57,53 +57,13 @@ QList<RecentEvent> EventLog::since(const QList<RecentEvent> &events, const QDate
 void EventLog::record(const RecentEvent &event)
 {
     m_events = trimmed(inserted(std::move(m_events), event), m_now());
-    m_dirty = true;
-    scheduleWrite();
+    m_window->markChanged();
     Q_EMIT changed();
 }
 
 void EventLog::flush()
 {
-    if (m_pendingWrite) {
-        m_pendingWrite->requestStop();
-        m_pendingWrite.reset();
-    }
-    write();
-}
-
-void EventLog::scheduleWrite()
-{
-    if (m_pendingWrite)
-        return; // rides on the window already open
-    m_pendingWrite = makeStopToken();
-    [](QPointer<EventLog> self, SleepFunction sleep, StopToken stop) -> QCoro::Task<> {
-        co_await sleep(writeWindowSeconds, stop);
-        if (stop->isStopped() || !self)
-            co_return;
-        self->m_pendingWrite.reset();
-        self->write();
-    }(this, m_sleep, m_pendingWrite);
-}
-
-void EventLog::write()
-{
-    if (!m_dirty)
-        return;
-    QString error;
-    try {
-        EventLogStore::save(m_events, m_directory);
-        m_dirty = false;
-    } catch (const std::exception &failure) {
-        // The events stay in memory and dirty: the next event, or the flush at quitting, tries again.
-        error = QString::fromUtf8(failure.what());
-        qCWarning(logging::storage, "%s", failure.what());
-    }
-    if (error != m_writeError) {
-        m_writeError = error;
-        Q_EMIT writeErrorChanged();
-    }
-    if (error.isEmpty())
-        Q_EMIT written();
+    m_window->flush();
 }
 
 } // namespace tw

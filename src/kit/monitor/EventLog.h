@@ -1,13 +1,12 @@
 #pragma once
 
 #include "kit/base/Sleep.h"
-#include "kit/base/StopSource.h"
 #include "kit/monitor/RecentEvent.h"
+#include "kit/monitor/WriteWindow.h"
 
 #include <QObject>
 
 #include <functional>
-#include <memory>
 
 namespace tw {
 
@@ -34,7 +33,7 @@ public:
     void flush();
     // The text of the last write's failure ("Could not save events.json: …"); empty once a write
     // succeeds.
-    const QString &writeError() const { return m_writeError; }
+    const QString &writeError() const { return m_window->writeError(); }
 
     // Newest first, none older than a week before `reference`, at most maxEvents. Events of the
     // same time keep their order.
@@ -50,16 +49,10 @@ Q_SIGNALS:
     void writeErrorChanged();
 
 private:
-    void scheduleWrite();
-    void write();
-
     QString m_directory;
-    SleepFunction m_sleep;
     Clock m_now;
     QList<RecentEvent> m_events;
-    bool m_dirty = false;
-    QString m_writeError;
-    std::shared_ptr<StopSource> m_pendingWrite;
+    WriteWindow *m_window; // a child
 };
 
 } // namespace tw

@@ -1,16 +1,15 @@
 #pragma once
 
 #include "kit/base/Sleep.h"
-#include "kit/base/StopSource.h"
 #include "kit/model/SourceSnapshot.h"
 #include "kit/monitor/HistorySample.h"
+#include "kit/monitor/WriteWindow.h"
 
 #include <QObject>
 #include <QSet>
 #include <QUuid>
 
 #include <functional>
-#include <memory>
 
 namespace tw {
 
@@ -39,7 +38,7 @@ public:
     void flush();
     // The text of the last write's failure ("Could not save history.json: …"); empty once a write
     // succeeds.
-    const QString &writeError() const { return m_writeError; }
+    const QString &writeError() const { return m_window->writeError(); }
 
     // Keeps the samples at or after `reference` minus seven days, and the newest 500 of those.
     static QList<HistorySample> trimmed(QList<HistorySample> samples, const QDateTime &reference);
@@ -49,16 +48,10 @@ Q_SIGNALS:
     void writeErrorChanged();
 
 private:
-    void scheduleWrite();
-    void write();
-
     QString m_directory;
-    SleepFunction m_sleep;
     Clock m_now;
     PollHistory m_history;
-    bool m_dirty = false;
-    QString m_writeError;
-    std::shared_ptr<StopSource> m_pendingWrite;
+    WriteWindow *m_window; // a child
 };
 
 } // namespace tw
