@@ -106,14 +106,13 @@ void describeStale(QVariantMap &map, const std::optional<QDateTime> &since)
 // The sources that sit behind a source that is down, and that source's name.
 QHash<QUuid, QString> behindNames(const AppState &state)
 {
+    QHash<QUuid, QString> nameOf;
+    for (const AnySourceConfig &source : state.sources())
+        nameOf.insert(source.id(), source.common().displayName);
     QHash<QUuid, QString> names;
     for (const AnySourceConfig &source : state.sources()) {
-        if (const auto parent = state.blockedBy(source.id())) {
-            for (const AnySourceConfig &candidate : state.sources()) {
-                if (candidate.id() == *parent)
-                    names.insert(source.id(), candidate.common().displayName);
-            }
-        }
+        if (const auto parent = state.blockedBy(source.id()))
+            names.insert(source.id(), nameOf.value(*parent));
     }
     return names;
 }

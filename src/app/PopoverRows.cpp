@@ -114,18 +114,16 @@ QList<Row> rowsForSource(const QUuid &sourceID, const State &state)
                        // Hidden widgets still colour the header: hiding a widget must not hide an outage.
                        worstStatus(snapshot->widgets),
                        state.layout.collapsed.contains(sourceText(*source))};
+    // Old readings say nothing about now, an old outage included; a failing source's are always old.
+    if (stale) {
+        header.avgLatencyMs.reset();
+        header.status = ServiceStatus::Unknown;
+    }
     if (behind) {
         header.aggregate = QStringLiteral("Behind ") + state.behind.value(sourceID);
-        header.avgLatencyMs.reset();
-        header.status = ServiceStatus::Unknown;
     } else if (failing) {
         header.aggregate = QStringLiteral("Can't be reached \u00B7 ") + *error;
-        header.avgLatencyMs.reset();
-        header.status = ServiceStatus::Down;
-    } else if (stale) {
-        // Old readings say nothing about now, an old outage included.
-        header.avgLatencyMs.reset();
-        header.status = ServiceStatus::Unknown;
+        header.status = ServiceStatus::Down; // its own failure, unlike one behind a down source
     }
     QList<Row> rows{Row{header}};
     if (!header.collapsed) {
