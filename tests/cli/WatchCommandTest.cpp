@@ -5,13 +5,16 @@
 #include "kit/monitor/HistoryStore.h"
 #include "support/CliProcess.h"
 #include "support/Files.h"
-#include "support/TestData.h"
 #include "support/WatchProcess.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -22,6 +25,65 @@
 using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
+
+namespace {
+
+// One request on a fresh connection, as a scraper makes it; the whole reply.
+QByteArray ask(quint16 port, const QByteArray &request)
+{
+    QTcpSocket socket;
+    socket.connectToHost(u"127.0.0.1"_s, port);
+    if (!socket.waitForConnected(3000))
+        return {};
+    socket.write(request);
+    QByteArray reply;
+    while (socket.state() == QAbstractSocket::ConnectedState && socket.waitForReadyRead(3000))
+        reply += socket.readAll();
+    return reply + socket.readAll();
+}
+
+QByteArray body(const QByteArray &reply)
+{
+    return reply.mid(reply.indexOf("\r\n\r\n") + 4);
+}
+
+// The page as Prometheus' own parser reads it: one [name, labels, value] per sample.
+QJsonArray parsedByPrometheus(const QByteArray &page)
+{
+    QProcess python;
+    // Debian's own interpreter, which sees Debian's python3-prometheus-client.
+    python.start(u"/usr/bin/python3"_s,
+                 {u"-c"_s,
+                  u"import sys, json\n"
+                  "from prometheus_client.parser import text_string_to_metric_families\n"
+                  "print(json.dumps([[s.name, s.labels, s.value] for f in "
+                  "text_string_to_metric_families(sys.stdin.read()) for s in f.samples]))\n"_s});
+    python.write(page);
+    python.closeWriteChannel();
+    if (!python.waitForFinished(20000) || python.exitCode() != 0) {
+        qWarning("%s", python.readAllStandardError().constData());
+        return {};
+    }
+    return QJsonDocument::fromJson(python.readAllStandardOutput()).array();
+}
+
+double sample(const QJsonArray &samples, const QString &name, const QJsonObject &labels)
+{
+    for (const QJsonValue &entry : samples) {
+        const QJsonArray s = entry.toArray();
+        if (s.at(0).toString() != name)
+            continue;
+        const QJsonObject have = s.at(1).toObject();
+        bool matches = true;
+        for (auto it = labels.begin(); it != labels.end(); ++it)
+            matches = matches && have.value(it.key()) == it.value();
+        if (matches)
+            return s.at(2).toDouble();
+    }
+    return -1;
+}
+
+} // namespace
 
 class WatchCommandTest : public QObject
 {
@@ -70,15 +132,13 @@ private Q_SLOTS:
         m_server.disconnect(this);
     }
 
-    // The application's snoozes, quiet hours and mute switch, as it stores them, silence the
-    // watch too: the outage is polled and printed as polls, never as an alert.
+    // The application's silences, as it stores them, silence the watch too: the outage is polled
+    // and printed as polls, never as an alert. Which silence covers what is AppStateTest's.
     void honoursTheApplicationsSilences_data()
     {
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("value"); // %1: the source's id, %2: an hour from now (UTC)
         QTest::newRow("source snoozed for an hour") << u"snoozes"_s << uR"([{"source":"%1","until":"%2"}])"_s;
-        QTest::newRow("everything snoozed") << u"snoozes"_s << uR"([{"until":"%2"}])"_s;
-        QTest::newRow("inside quiet hours") << u"quietHoursEnabled"_s << u"true"_s;
         QTest::newRow("muted") << u"globalQuiet"_s << u"true"_s;
     }
     void honoursTheApplicationsSilences()
@@ -88,14 +148,9 @@ private Q_SLOTS:
         QFile::remove(m_dir.filePath(u"config/Tidewatch/preferences.json"_s));
         PreferenceStore settings(m_dir.filePath(u"config/Tidewatch/preferences.json"_s));
         const QDateTime hence = QDateTime::currentDateTimeUtc().addSecs(3600);
-        QString value = TW_DATA(QString, value);
+        QFETCH(QString, value);
         value.replace(u"%1"_s, m_id.toString(QUuid::WithoutBraces)).replace(u"%2"_s, hence.toString(Qt::ISODate));
         settings.setValue(key, value);
-        if (key == u"quietHoursEnabled"_s) {
-            const QTime now = QTime::currentTime();
-            settings.setValue(u"quietHoursStart"_s, now.addSecs(-3600).toString(u"HH:mm"_s));
-            settings.setValue(u"quietHoursEnd"_s, now.addSecs(3600).toString(u"HH:mm"_s));
-        }
 
         const quint16 port = m_server.serverPort();
         WatchProcess watch(m_dir.path(), 0.02);
@@ -142,66 +197,6 @@ private Q_SLOTS:
         QCOMPARE(statuses.last(), ServiceStatus::Up);
     }
 
-    // Five hosts sit behind a router. When all six stop answering, the router's alert is the one
-    // line, and it counts them; when all six are back, the router's recovery is the one line.
-    void oneAlertForARouterAndTheFiveBehindIt()
-    {
-        std::vector<std::unique_ptr<QTcpServer>> servers;
-        QList<quint16> ports;
-        QList<AnySourceConfig> sources;
-        const QUuid router = QUuid::createUuid();
-        for (int i = 0; i < 6; ++i) {
-            auto server = std::make_unique<QTcpServer>();
-            QVERIFY(server->listen(QHostAddress::LocalHost, 0));
-            ports.append(server->serverPort());
-            TCPPortConfig config(i == 0 ? router : QUuid::createUuid(),
-                                 i == 0 ? u"Router"_s : u"Host %1"_s.arg(i),
-                                 u"127.0.0.1"_s,
-                                 ports.last());
-            config.pollInterval = 5;
-            config.alertThreshold = 1;
-            if (i > 0)
-                config.dependsOn = router;
-            sources.append(config);
-            servers.push_back(std::move(server));
-        }
-        SourcesStore::save(sources, m_dir.path());
-        putPrivate(m_dir.filePath(u"credentials.json"_s), "{}");
-        const auto isAlert = [](const QString &line) {
-            return !line.contains(u" poll "_s) && (line.contains(u" down "_s) || line.contains(u" recovered "_s));
-        };
-
-        WatchProcess watch(m_dir.path(), 0.02);
-        for (int i = 0; i < 6; ++i) {
-            const QString name = i == 0 ? u"Router"_s : u"Host %1"_s.arg(i);
-            QVERIFY2(!watch.waitForLine(name + u": "_s + name + u" up"_s).isEmpty(), qPrintable(watch.transcript()));
-        }
-        for (const auto &server : servers)
-            server->close();
-        const QString down = watch.waitForLine(u"Router is down"_s);
-        QVERIFY2(down.endsWith(u"Router is down — 5 sources behind it — Unreachable for less than a minute"_s),
-                 qPrintable(watch.transcript()));
-        // Every host fails, twice over, and none of them is told.
-        for (int round = 0; round < 2; ++round) {
-            for (int i = 1; i < 6; ++i)
-                QVERIFY2(!watch.waitForLine(u"Host %1: Host %1 down"_s.arg(i)).isEmpty(),
-                         qPrintable(watch.transcript()));
-        }
-
-        for (std::size_t i = 0; i < servers.size(); ++i)
-            QVERIFY(servers[i]->listen(QHostAddress::LocalHost, ports[qsizetype(i)]));
-        const QString recovered = watch.waitForLine(u"Router recovered"_s);
-        QVERIFY2(!recovered.isEmpty(), qPrintable(watch.transcript()));
-        for (int i = 1; i < 6; ++i)
-            QVERIFY2(!watch.waitForLine(u"Host %1: Host %1 up"_s.arg(i)).isEmpty(), qPrintable(watch.transcript()));
-        watch.waitForLine(u"\x01"_s, 500);
-        QCOMPARE(watch.stop(SIGTERM), 0);
-        QStringList alerts = watch.transcript().split(u'\n');
-        alerts.removeIf([&](const QString &line) { return !isAlert(line); });
-        QCOMPARE(alerts.size(), 2);
-        QVERIFY2(alerts[0] == down && alerts[1] == recovered, qPrintable(alerts.join(u'\n')));
-    }
-
     // A poll that fails before its first wait (here its secret is not there) counts from the very
     // first poll: the alert comes after one back-off, not a step later.
     void aMissingSecretAlertsOnSchedule()
@@ -223,39 +218,116 @@ private Q_SLOTS:
             QVERIFY2(poll.endsWith(u"Beszel: failed: missing credential: beszel-missing"_s), qPrintable(poll));
     }
 
-    void signalFlushesHistoryAndExitsCleanly_data()
-    {
-        QTest::addColumn<int>("signal");
-        QTest::newRow("SIGINT, as Ctrl+C sends") << SIGINT;
-        QTest::newRow("SIGTERM, as systemd and logout send") << SIGTERM;
-    }
-    void signalFlushesHistoryAndExitsCleanly()
-    {
-        QFETCH(int, signal);
-        writeSources(3);
-        WatchProcess watch(m_dir.path(), 0.2); // the history's write window is 6 s: only a flush writes sooner
-        QVERIFY2(!watch.waitForLine(u"NAS up"_s).isEmpty(), qPrintable(watch.transcript()));
-        QVERIFY(!QFile::exists(m_dir.filePath(u"history.json"_s)));
-        QCOMPARE(watch.stop(signal), 0);
-        QVERIFY(!recordedStatuses().isEmpty());
-    }
-
-    void refusesToStartWithoutSources_data()
-    {
-        QTest::addColumn<QByteArray>("sourcesFile");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("empty list") << QByteArray("[]") << u"no sources to watch"_s;
-        QTest::newRow("corrupt file") << QByteArray("[{") << u"is not a valid sources file"_s;
-    }
+    // An unreadable file is CheckCommandTest's; an empty one is no reason to sit and watch.
     void refusesToStartWithoutSources()
     {
-        QFETCH(QByteArray, sourcesFile);
-        const QString file = m_dir.filePath(u"bad-sources.json"_s);
-        put(file, sourcesFile);
+        const QString file = m_dir.filePath(u"empty-sources.json"_s);
+        put(file, "[]");
         const CliRun run = runCli({u"watch"_s, u"--sources"_s, file});
         QCOMPARE(run.exitCode, 3);
-        QVERIFY2(QString::fromUtf8(run.err).contains(TW_DATA(QString, message)), run.err.constData());
-        QVERIFY(QFile::exists(file)); // never quarantined by the command line
+        QVERIFY2(run.err.contains("no sources to watch"), run.err.constData());
+    }
+
+    // Prometheus reads every widget's state and latency and every source's last poll from a running
+    // watch, names with quotes and backslashes included.
+    void scrapedWhileWatching()
+    {
+        QTemporaryDir dir;
+        QTcpServer listener;
+        QVERIFY(listener.listen(QHostAddress::LocalHost));
+        QTcpServer closed;
+        QVERIFY(closed.listen(QHostAddress::LocalHost));
+        const quint16 closedPort = closed.serverPort();
+        closed.close();
+        const QString oddName = u"NAS \"main\" \\ rack"_s;
+        TCPPortConfig up(QUuid::createUuid(), oddName, u"127.0.0.1"_s, listener.serverPort());
+        TCPPortConfig down(QUuid::createUuid(), u"Printer"_s, u"127.0.0.1"_s, closedPort);
+        up.pollInterval = down.pollInterval = 5;
+        SourcesStore::save({up, down}, dir.path());
+        putPrivate(dir.filePath(u"credentials.json"_s), "{}");
+
+        QProcess watch;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"XDG_CONFIG_HOME"_s, dir.filePath(u"config"_s));
+        watch.setProcessEnvironment(environment);
+        watch.start(cliPath(),
+                    {u"watch"_s,
+                     u"--sources"_s,
+                     dir.filePath(u"sources.json"_s),
+                     u"--credentials"_s,
+                     dir.filePath(u"credentials.json"_s),
+                     u"--metrics"_s,
+                     u"127.0.0.1:0"_s});
+        QByteArray err;
+        const QRegularExpression announced(u"metrics on http://127\\.0\\.0\\.1:(\\d+)/metrics"_s);
+        QRegularExpressionMatch match;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (err += watch.readAllStandardError(), match = announced.match(QString::fromUtf8(err)), match.hasMatch()),
+            10000);
+        const quint16 port = match.captured(1).toUShort();
+
+        QByteArray page;
+        QTRY_VERIFY_WITH_TIMEOUT((page = body(ask(port, "GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n")),
+                                  page.count("tidewatch_source_up{") == 2),
+                                 10000);
+        const QJsonArray samples = parsedByPrometheus(page);
+        QVERIFY2(!samples.isEmpty(), page.constData());
+        const QJsonObject upSource{{u"source"_s, oddName}, {u"widget"_s, oddName}};
+        const QJsonObject downSource{{u"source"_s, u"Printer"_s}, {u"widget"_s, u"Printer"_s}};
+        const auto state = [](QJsonObject labels, const QString &value) {
+            labels.insert(u"state"_s, value);
+            return labels;
+        };
+        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(upSource, u"up"_s)), 1.0);
+        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(upSource, u"down"_s)), 0.0);
+        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(downSource, u"down"_s)), 1.0);
+        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(downSource, u"up"_s)), 0.0);
+        QVERIFY(sample(samples, u"tidewatch_widget_latency_seconds"_s, upSource) >= 0);
+        for (const QString &name : {oddName, u"Printer"_s}) {
+            QCOMPARE(sample(samples, u"tidewatch_source_up"_s, {{u"source"_s, name}}), 1.0);
+            const double seconds = sample(samples, u"tidewatch_source_poll_duration_seconds"_s, {{u"source"_s, name}});
+            QVERIFY2(seconds >= 0 && seconds < 5, qPrintable(name));
+        }
+
+        QVERIFY(ask(port, "GET / HTTP/1.0\r\n\r\n").startsWith("HTTP/1.0 404"));
+        QVERIFY(ask(port, "POST /metrics HTTP/1.0\r\n\r\n").startsWith("HTTP/1.0 405"));
+        const QByteArray head = ask(port, "HEAD /metrics HTTP/1.0\r\n\r\n");
+        QVERIFY(head.startsWith("HTTP/1.0 200") && body(head).isEmpty());
+        // A request that never ends is let go rather than held.
+        QVERIFY(ask(port, QByteArray(9000, 'x')).isEmpty());
+
+        watch.terminate();
+        QVERIFY(watch.waitForFinished(10000));
+        QCOMPARE(watch.exitCode(), 0);
+    }
+
+    void badAddressesAreRefused_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("words") << u"metrics"_s << 64 << u"--metrics takes PORT or ADDRESS:PORT"_s;
+        QTest::newRow("port too large") << u"70000"_s << 64 << u"--metrics takes"_s;
+        QTest::newRow("not an address") << u"nas.lan:9100"_s << 64 << u"--metrics takes"_s;
+        QTest::newRow("not ours") << u"192.0.2.1:9100"_s << 3 << u"cannot serve the metrics on 192.0.2.1:9100"_s;
+    }
+    void badAddressesAreRefused()
+    {
+        QFETCH(QString, address);
+        QFETCH(int, exitCode);
+        QFETCH(QString, said);
+        QTemporaryDir dir;
+        SourcesStore::save({TCPPortConfig(QUuid::createUuid(), u"T"_s, u"127.0.0.1"_s, 9)}, dir.path());
+        putPrivate(dir.filePath(u"credentials.json"_s), "{}");
+        const CliRun run = runCli({u"watch"_s,
+                                   u"--sources"_s,
+                                   dir.filePath(u"sources.json"_s),
+                                   u"--credentials"_s,
+                                   dir.filePath(u"credentials.json"_s),
+                                   u"--metrics"_s,
+                                   address});
+        QCOMPARE(run.exitCode, exitCode);
+        QVERIFY2(QString::fromUtf8(run.err).contains(said), run.err.constData());
     }
 };
 
