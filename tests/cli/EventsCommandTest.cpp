@@ -151,7 +151,6 @@ private Q_SLOTS:
         QTest::addColumn<int>("exitCode");
         QTest::newRow("no file yet: no events") << QByteArray() << 0;
         QTest::newRow("not JSON") << QByteArray("{\"events\":[") << 3;
-        QTest::newRow("unknown kind") << QByteArray(R"({"events":[{"kind":"exploded","time":1,"title":"x"}]})") << 3;
     }
     void aFileThatDoesNotReadIsReportedAndLeftAlone()
     {

@@ -1,6 +1,7 @@
 #include "kit/model/SourcesStore.h"
 #include "support/CliProcess.h"
 #include "support/Files.h"
+#include "support/TestData.h"
 
 #include <QDir>
 #include <QFile>
@@ -53,7 +54,7 @@ private Q_SLOTS:
     void failedSaveLeavesTheOldFile_data()
     {
         QTest::addColumn<QString>("mode");
-        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("arguments");
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<QString>("file");
         QTest::addColumn<int>("exitCode");
@@ -62,34 +63,24 @@ private Q_SLOTS:
         for (const auto &[label, mode] : modes) {
             const QString reason = mode == u"full"_s ? u"No space left on device"_s : u"File too large"_s;
             QTest::addRow("add, %s", label)
-                << mode << QStringList{u"add"_s, u"tcpPort"_s, u"--name"_s, u"NAS"_s, u"--host"_s, u"nas:22"_s}
-                << QByteArray() << u"sources.json"_s << 73
+                << mode << u"add tcpPort --name NAS --host nas:22"_s << QByteArray() << u"sources.json"_s << 73
                 << QString(u"Could not save sources.json: "_s + reason + u"; nothing added"_s);
             QTest::addRow("add with a credentials file, %s", label)
-                << mode
-                << QStringList{u"add"_s,
-                               u"beszel"_s,
-                               u"--name"_s,
-                               u"B"_s,
-                               u"--url"_s,
-                               u"https://beszel"_s,
-                               u"--secret-stdin"_s,
-                               u"--credentials"_s,
-                               u"@/secrets.json"_s}
+                << mode << u"add beszel --name B --url https://beszel --secret-stdin --credentials @/secrets.json"_s
                 << QByteArray("a-token\n") << u"secrets.json"_s << 69
                 << QString(u"Could not save secrets.json: "_s + reason + u"; nothing added"_s);
             QTest::addRow("export, %s", label)
-                << mode << QStringList{u"export"_s, u"@/export.json"_s, u"--force"_s} << QByteArray()
-                << u"export.json"_s << 73 << QString(u"Could not save export.json: "_s + reason);
+                << mode << u"export @/export.json --force"_s << QByteArray() << u"export.json"_s << 73
+                << QString(u"Could not save export.json: "_s + reason);
             QTest::addRow("import, %s", label)
-                << mode << QStringList{u"import"_s, u"@stage/../import.json"_s} << QByteArray() << u"sources.json"_s
-                << 73 << QString(u"Could not save sources.json: "_s + reason + u"; nothing was changed"_s);
+                << mode << u"import @stage/../import.json"_s << QByteArray() << u"sources.json"_s << 73
+                << QString(u"Could not save sources.json: "_s + reason + u"; nothing was changed"_s);
         }
     }
     void failedSaveLeavesTheOldFile()
     {
         QFETCH(QString, mode);
-        QFETCH(QStringList, arguments);
+        QStringList arguments = QProcess::splitCommand(TW_DATA(QString, arguments));
         QFETCH(QByteArray, input);
         QFETCH(QString, file);
         QFETCH(int, exitCode);
