@@ -1,6 +1,7 @@
 #include "kit/desktop/KeychainCredentialStore.h"
 
 #include "kit/base/CredentialError.h"
+#include "kit/desktop/SecretServiceStatus.h"
 #include "kit/model/SourcesStore.h"
 #include "support/Await.h"
 #include "support/CliProcess.h"
@@ -20,7 +21,8 @@ using namespace tw::test;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-// Against the real Secret Service of the test session (gnome-keyring, unlocked).
+// Against the real Secret Service of the test session (gnome-keyring, unlocked), as the store and
+// the settings window's keyring state read it.
 class KeychainCredentialStoreTest : public QObject
 {
     Q_OBJECT
@@ -35,17 +37,11 @@ private Q_SLOTS:
                  "needs the Secret Service of scripts/with-session");
     }
 
-    void writeOverwriteReadDelete()
+    void keyringState()
     {
-        KeychainCredentialStore store(m_service, 10s);
-        const QString name = u"kuma-round-trip"_s;
-        QCOMPARE(await(store.read(name)), std::nullopt);
-        await(store.write(name, u"first"_s));
-        await(store.write(name, u"sëcond ✓"_s));
-        QCOMPARE(await(store.read(name)), std::optional<QString>(u"sëcond ✓"_s));
-        await(store.remove(name));
-        QCOMPARE(await(store.read(name)), std::nullopt);
-        await(store.remove(name)); // deleting nothing is no failure
+        QCOMPARE(await(SecretServiceStatus().read()), SecretServiceStatus::State::Unlocked);
+        QCOMPARE(await(SecretServiceStatus(QDBusConnection(u"not-connected"_s)).read()),
+                 SecretServiceStatus::State::Missing);
     }
 
     // A keyring that cannot be used is told in words. Each row runs the command line in a session
@@ -140,20 +136,15 @@ private Q_SLOTS:
         QElapsedTimer clock;
         clock.start();
         QString first, second;
-        auto firstTask = [](KeychainCredentialStore &s, QString &text) -> QCoro::Task<> {
+        const auto failure = [](KeychainCredentialStore &s, QString name, QString &text) -> QCoro::Task<> {
             try {
-                co_await s.read(u"blocked-1"_s);
+                co_await s.read(name);
             } catch (const CredentialError &error) {
                 text = error.description();
             }
-        }(store, first);
-        auto secondTask = [](KeychainCredentialStore &s, QString &text) -> QCoro::Task<> {
-            try {
-                co_await s.read(u"blocked-2"_s);
-            } catch (const CredentialError &error) {
-                text = error.description();
-            }
-        }(store, second);
+        };
+        auto firstTask = failure(store, u"blocked-1"_s, first);
+        auto secondTask = failure(store, u"blocked-2"_s, second);
         await(std::move(firstTask));
         await(std::move(secondTask));
         const QString expected =
