@@ -1,5 +1,3 @@
-#include "kit/desktop/ConnectivityWatcher.h"
-
 #include "kit/model/SourcesStore.h"
 #include "support/Files.h"
 #include "support/TestData.h"
@@ -8,7 +6,6 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QFile>
-#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -61,24 +58,9 @@ class ConnectivityWatcherTest : public QObject
 private Q_SLOTS:
     void initTestCase() { QVERIFY2(!qgetenv("DBUS_SESSION_BUS_ADDRESS").isEmpty(), "run under scripts/with-session"); }
 
-    void sleepAndResumeComeFromLogind()
-    {
-        FakeLogind logind;
-        QVERIFY(logind.isRegistered());
-        ConnectivityWatcher watcher(QDBusConnection::sessionBus(), false);
-        QVERIFY(watcher.watchesSleep());
-        QVERIFY(watcher.isOnline()); // no network backend asked: never offline
-        QSignalSpy asleep(&watcher, &ConnectivityWatcher::asleepChanged);
-        logind.prepareForSleep(true);
-        logind.prepareForSleep(false);
-        QTRY_COMPARE(asleep.size(), 2);
-        QCOMPARE(asleep[0][0].toBool(), true);
-        QCOMPARE(asleep[1][0].toBool(), false);
-    }
-
     // Three sources on one local target that goes away across a suspend and is back within the
-    // grace period: the watcher says nothing. Without the sleep signals the same outage is three
-    // alerts.
+    // grace period: the watch, told of the sleep by logind, says nothing. Without the sleep signals
+    // the same outage is three alerts.
     void aResumeSilencesTheBurstOfAStoppedTarget_data()
     {
         QTest::addColumn<bool>("sleeps");
@@ -93,13 +75,10 @@ private Q_SLOTS:
         QTcpServer target;
         QVERIFY(target.listen(QHostAddress::LocalHost, 0));
         const quint16 port = target.serverPort();
-        const auto serve = [&target] {
-            QObject::connect(&target, &QTcpServer::newConnection, &target, [&target] {
-                while (QTcpSocket *socket = target.nextPendingConnection())
-                    socket->deleteLater();
-            });
-        };
-        serve();
+        QObject::connect(&target, &QTcpServer::newConnection, &target, [&target] {
+            while (QTcpSocket *socket = target.nextPendingConnection())
+                socket->deleteLater();
+        });
         QList<AnySourceConfig> sources;
         for (int i = 1; i <= 3; ++i) {
             TCPPortConfig rack(QUuid::createUuid(), u"Rack %1"_s.arg(i), u"127.0.0.1"_s, port);
@@ -127,9 +106,8 @@ private Q_SLOTS:
         QVERIFY2(!watch.waitForLine(u"Rack 3 down"_s).isEmpty(), qPrintable(watch.transcript()));
         QTest::qWait(400);
         QVERIFY(target.listen(QHostAddress::LocalHost, port));
-        for (int i = 1; i <= 3; ++i) {
+        for (int i = 1; i <= 3; ++i)
             QVERIFY2(!watch.waitForLine(u"Rack %1 up"_s.arg(i)).isEmpty(), qPrintable(watch.transcript()));
-        }
         watch.waitForLine(u"\x01"_s, 3500); // past the grace period
         const QString transcript = watch.transcript();
         QCOMPARE(transcript.count(u" is down — "_s), TW_DATA(int, alerts));

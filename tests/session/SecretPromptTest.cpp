@@ -1,6 +1,7 @@
 #include "kit/desktop/KeychainCredentialStore.h"
 #include "support/Await.h"
 #include "support/CliProcess.h"
+#include "support/Files.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -8,6 +9,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -123,10 +125,7 @@ class SecretPromptTest : public QObject
             KeychainCredentialStore store(QString::fromLatin1(KeychainCredentialStore::productionService), 10s);
             return await(store.read(m_name));
         }
-        QFile file(m_dir.filePath(u"secrets.json"_s));
-        if (!file.open(QIODevice::ReadOnly))
-            return std::nullopt;
-        const QJsonObject secrets = QJsonDocument::fromJson(file.readAll()).object();
+        const QJsonObject secrets = QJsonDocument::fromJson(contents(m_dir.filePath(u"secrets.json"_s))).object();
         if (secrets.size() != 1)
             return std::nullopt;
         return secrets.constBegin().value().toString();
@@ -157,18 +156,11 @@ private Q_SLOTS:
         QFETCH(QByteArray, typed);
         QFETCH(bool, stores);
         QFile::remove(m_dir.filePath(u"secrets.json"_s));
-        const QStringList arguments = command == u"secret"_s ? QStringList{u"secret"_s, u"set"_s, m_name}
-                                                             : QStringList{u"add"_s,
-                                                                           u"beszel"_s,
-                                                                           u"--name"_s,
-                                                                           u"Hub"_s,
-                                                                           u"--url"_s,
-                                                                           u"beszel.lan:8090"_s,
-                                                                           u"--secret-stdin"_s,
-                                                                           u"--sources"_s,
-                                                                           m_dir.filePath(u"sources.json"_s),
-                                                                           u"--credentials"_s,
-                                                                           m_dir.filePath(u"secrets.json"_s)};
+        const QStringList arguments = command == u"secret"_s
+            ? QStringList{u"secret"_s, u"set"_s, m_name}
+            : QProcess::splitCommand(
+                u"add beszel --name Hub --url beszel.lan:8090 --secret-stdin --sources %1 "
+                "--credentials %2"_s.arg(m_dir.filePath(u"sources.json"_s), m_dir.filePath(u"secrets.json"_s)));
         const QByteArray secret = typed.left(typed.size() - 1);
 
         const TerminalRun run = runAtTerminal(arguments, typed);

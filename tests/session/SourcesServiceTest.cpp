@@ -75,8 +75,6 @@ private Q_SLOTS:
                                                          << before << QStringList{u"NAS"_s, u"Web"_s};
         QTest::newRow("add, the name's owner does not answer")
             << u"add"_s << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
-        QTest::newRow("import, the name's owner does not answer")
-            << u"import"_s << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
     }
     void cliChangesGoThroughTheRunningHub()
     {

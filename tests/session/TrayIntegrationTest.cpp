@@ -2,17 +2,11 @@
 #include "support/CliProcess.h"
 #include "support/XInput.h"
 
-#include <QFile>
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <csignal>
 
 using namespace tw;
 using namespace tw::test;
@@ -102,25 +96,6 @@ private Q_SLOTS:
         m_listener.close();
         QTRY_VERIFY_WITH_TIMEOUT(pixelsNear(grabIcon(), red) > 4, 12000);
         QCOMPARE(pixelsNear(grabIcon(), green), 0);
-    }
-
-    void terminationKeepsPendingHistory()
-    {
-        // The samples so far sit in memory, waiting for the 30-second write window.
-        const QString history = m_home.filePath(u"data/Tidewatch/history.json"_s);
-        QVERIFY(!QFile::exists(history));
-        ::kill(pid_t(m_app.processId()), SIGTERM);
-        QVERIFY(m_app.waitForFinished(5000));
-        QCOMPARE(m_app.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(m_app.exitCode(), 0);
-        QFile file(history);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QJsonObject samples = QJsonDocument::fromJson(file.readAll()).object().value(u"samples"_s).toObject();
-        QVERIFY2(!samples.isEmpty(), "history.json holds no samples");
-        const auto entries = samples.constBegin().value().toArray();
-        QVERIFY(entries.size() >= 2); // one up, at least one down
-        QCOMPARE(entries.first().toObject().value(u"status"_s).toString(), u"up"_s);
-        QCOMPARE(entries.last().toObject().value(u"status"_s).toString(), u"down"_s);
     }
 
     void cleanupTestCase()

@@ -42,21 +42,17 @@ class WaylandPopoverTest : public QObject
         return reply.arguments().first().value<QDBusVariant>().variant();
     }
 
-    QStringList registeredItems()
-    {
-        return property(u"org.kde.StatusNotifierWatcher"_s,
-                        u"/StatusNotifierWatcher"_s,
-                        u"org.kde.StatusNotifierWatcher"_s,
-                        u"RegisteredStatusNotifierItems"_s)
-            .toStringList();
-    }
-
     // The item the program registered: the watcher lists "service/path" entries; the service's
     // owner is the program.
     QString itemOfTheProgram()
     {
         QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
-        for (const QString &entry : registeredItems()) {
+        const QStringList entries = property(u"org.kde.StatusNotifierWatcher"_s,
+                                             u"/StatusNotifierWatcher"_s,
+                                             u"org.kde.StatusNotifierWatcher"_s,
+                                             u"RegisteredStatusNotifierItems"_s)
+                                        .toStringList();
+        for (const QString &entry : entries) {
             const QString service = entry.section(u'/', 0, 0);
             if (bus->servicePid(service).value() == m_app.processId())
                 return service;
