@@ -20,6 +20,7 @@
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
+#include <utmp.h>
 #include <vector>
 
 using namespace tw;
@@ -69,13 +70,9 @@ TerminalRun runAtTerminal(const QStringList &arguments, const QByteArray &typed)
     argv.push_back(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
-        ::setsid();
-        ::ioctl(slave, TIOCSCTTY, 0);
-        ::dup2(slave, STDIN_FILENO);
-        ::dup2(slave, STDOUT_FILENO);
-        ::dup2(slave, STDERR_FILENO);
         ::close(master);
-        ::close(slave);
+        // A session of its own, with the terminal as its controlling one and its standard streams.
+        ::login_tty(slave);
         ::execv(argv[0], argv.data());
         ::_exit(127);
     }
