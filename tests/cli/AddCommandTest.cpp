@@ -47,7 +47,7 @@ class AddCommandTest : public QObject
     // The source every row finds in the file already.
     static constexpr QStringView earlierId = u"5E1F0C2A-9B8D-4E7F-A6C5-B4D3E2F1A0B9";
 
-    CliRun add(const QString &arguments, const QString &folder, const QByteArray &input = {})
+    CliRun runAdd(const QString &arguments, const QString &folder, const QByteArray &input = {})
     {
         QStringList given = QProcess::splitCommand(arguments);
         // The scratch files go right after the kind, so a flag left without its value stays last.
@@ -140,7 +140,7 @@ private Q_SLOTS:
         const TCPPortConfig earlier(QUuid::fromString(earlierId), u"Earlier"_s, u"router"_s, 80);
         SourcesStore::save({earlier}, dir.path());
 
-        const CliRun run = add(TW_DATA(QString, arguments), dir.path(), TW_DATA(QByteArray, input));
+        const CliRun run = runAdd(TW_DATA(QString, arguments), dir.path(), TW_DATA(QByteArray, input));
         QCOMPARE(run.exitCode, TW_DATA(int, exitCode));
         const QList<AnySourceConfig> saved = SourcesStore::load(dir.path());
         if (run.exitCode != 0) {
@@ -191,7 +191,7 @@ private Q_SLOTS:
         put(credentials, "{}");
         QVERIFY(QFile::setPermissions(credentials,
                                       QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther));
-        const CliRun run = add(u"beszel --name B --url https://b --secret-stdin"_s, dir.path(), "tok\n");
+        const CliRun run = runAdd(u"beszel --name B --url https://b --secret-stdin"_s, dir.path(), "tok\n");
         QCOMPARE(run.exitCode, 69);
         QVERIFY(QString::fromUtf8(run.err).contains(u"Cannot use "_s + credentials));
         QVERIFY(!QFile::exists(dir.filePath(u"sources.json"_s)));
