@@ -14,21 +14,30 @@ namespace {
 
 const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
 
-TCPPortConfig source(qint64 threshold)
+// "name:state". The host "nas" may also read "over" (up, past its limits), the game server
+// "valheim" reads "online" or "offline"; anything else is a service row.
+WidgetData widget(const QString &token)
 {
-    TCPPortConfig config(QUuid::createUuid(), u"NAS"_s, u"nas"_s, 22);
-    config.alertThreshold = threshold;
-    return config;
-}
-
-WidgetData service(const QString &id, ServiceStatus status)
-{
-    return ServiceRow{id, u"svc-"_s + id, status, {}, {}};
-}
-
-SourceSnapshot snapshot(const QUuid &id, QList<WidgetData> widgets)
-{
-    return {id, t0, std::move(widgets)};
+    const QString name = token.section(u':', 0, 0);
+    const QString state = token.section(u':', 1);
+    const QHash<QString, ServiceStatus> statuses{{u"up"_s, ServiceStatus::Up},
+                                                 {u"over"_s, ServiceStatus::Up},
+                                                 {u"down"_s, ServiceStatus::Down},
+                                                 {u"warn"_s, ServiceStatus::Warn},
+                                                 {u"maintenance"_s, ServiceStatus::Maintenance},
+                                                 {u"paused"_s, ServiceStatus::Paused}};
+    const ServiceStatus status = statuses.value(state, ServiceStatus::Unknown);
+    if (name == u"nas"_s) {
+        HostStats host{u"h"_s, name, status, 10, 20, 94.2, {}, {}};
+        if (state == u"over"_s)
+            host.overLimits = {u"disk 94 %"_s};
+        return host;
+    }
+    if (name == u"valheim"_s)
+        return GameServerStatus{u"g"_s, name, state == u"online"_s, {}, {}, {}, {}, {}};
+    if (name == u"values"_s)
+        return KeyValues{name, {}};
+    return ServiceRow{name, name, status, {}, {}};
 }
 
 } // namespace
@@ -38,98 +47,93 @@ class AlertEvaluatorTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void oneAlertPerOutage_data()
+    // Polls a minute apart; each alert's key names the source, the widget or the host's limits, and a
+    // recovery carries the time its outage was told.
+    void outagesAndRecoveries_data()
     {
         QTest::addColumn<int>("threshold");
-        QTest::addColumn<int>("failures");
-        QTest::addColumn<int>("firesAt"); // 0: never
-        QTest::newRow("threshold 3, long outage") << 3 << 100 << 3;
-        QTest::newRow("threshold 3, short outage") << 3 << 2 << 0;
-        QTest::newRow("threshold 1") << 1 << 5 << 1;
-        QTest::newRow("threshold 0 acts as 1") << 0 << 1 << 1;
-        QTest::newRow("negative threshold acts as 1") << -4 << 2 << 1;
-    }
-    void oneAlertPerOutage()
-    {
-        QFETCH(int, failures);
-        QFETCH(int, firesAt);
-        const TCPPortConfig config = source(TW_DATA(int, threshold));
-        AlertEvaluator evaluator;
-        QList<int> firedOn;
-        for (int i = 1; i <= failures; ++i) {
-            const QList<AlertEvent> events = evaluator.recordFailure(config, t0.addSecs(i * 60));
-            if (!events.isEmpty()) {
-                firedOn.append(i);
-                QCOMPARE(events,
-                         (QList<AlertEvent>{{config.id,
-                                             AlertEvent::Kind::Down,
-                                             u"NAS is unreachable"_s,
-                                             t0.addSecs(i * 60),
-                                             JsonRead::uuidText(config.id),
-                                             {}}}));
-            }
-        }
-        QCOMPARE(firedOn, firesAt ? QList<int>{firesAt} : QList<int>{});
-        const QList<AlertEvent> after = evaluator.recordSuccess(config, snapshot(config.id, {}), t0.addSecs(999'999));
-        if (firesAt)
-            QCOMPARE(after,
-                     (QList<AlertEvent>{{config.id,
-                                         AlertEvent::Kind::Recovered,
-                                         u"NAS recovered"_s,
-                                         t0.addSecs(firesAt * 60),
-                                         JsonRead::uuidText(config.id),
-                                         {}}}));
-        else
-            QVERIFY(after.isEmpty());
-        // The count starts again after a success.
-        for (int i = 1; i < std::max(firesAt, 1); ++i)
-            QVERIFY(evaluator.recordFailure(config, t0).isEmpty());
-    }
-
-    // A host's limits are an outage of their own: counted apart from the host being down, only while
-    // it is up, and told with their readings.
-    void hostLimits_data()
-    {
-        QTest::addColumn<QStringList>("readings"); // per poll: up, over (up past a limit), down, unknown
-        QTest::addColumn<QStringList>("alerts"); // per poll, the alerts' titles and bodies
-        QTest::newRow("past for the threshold, then back")
-            << QStringList{u"over"_s, u"over"_s, u"over"_s, u"up"_s}
-            << QStringList{{}, u"nas is past its limits: disk 94 %"_s, {}, u"nas is back within its limits"_s};
-        QTest::newRow("one reading past is no alert")
-            << QStringList{u"over"_s, u"up"_s, u"over"_s, u"up"_s} << QStringList{{}, {}, {}, {}};
+        QTest::addColumn<QStringList>("polls"); // "-" a failed poll, else its widgets
+        QTest::addColumn<QStringList>("alerts"); // per poll, the titles and details
+        const QString down = u"NAS is unreachable"_s;
+        const QString back = u"NAS recovered"_s;
+        const QString past = u"nas is past its limits: disk 94 %"_s;
+        const QString within = u"nas is back within its limits"_s;
+        QTest::newRow("threshold 3, a long outage, and the count starts again")
+            << 3 << QStringList{u"-"_s, u"-"_s, u"-"_s, u"-"_s, {}, u"-"_s, u"-"_s, u"-"_s}
+            << QStringList{{}, {}, down, {}, back, {}, {}, down};
+        QTest::newRow("threshold 3, a short outage") << 3 << QStringList{u"-"_s, u"-"_s, {}} << QStringList{{}, {}, {}};
+        QTest::newRow("threshold 0 acts as 1") << 0 << QStringList{u"-"_s, u"-"_s, {}} << QStringList{down, {}, back};
+        QTest::newRow("negative threshold acts as 1") << -4 << QStringList{u"-"_s, {}} << QStringList{down, back};
+        QTest::newRow("warn, unknown, maintenance and paused neither advance nor reset")
+            << 3
+            << QStringList{u"a:down"_s,
+                           u"a:warn"_s,
+                           u"a:down"_s,
+                           u"a:unknown"_s,
+                           u"a:maintenance"_s,
+                           u"a:paused values"_s,
+                           u"a:down"_s,
+                           u"a:warn"_s,
+                           u"a:maintenance"_s,
+                           u"a:up"_s}
+            << QStringList{{}, {}, {}, {}, {}, {}, u"a is down"_s, {}, {}, u"a recovered"_s};
+        QTest::newRow("equal keys count twice in one poll")
+            << 2 << QStringList{u"a:down a:down"_s} << QStringList{u"a is down"_s};
+        QTest::newRow("a failed poll leaves the widgets' counts alone")
+            << 2 << QStringList{u"a:down"_s, u"-"_s, u"a:down"_s} << QStringList{{}, {}, u"a is down"_s};
+        QTest::newRow("the source's recovery comes before its widgets' news")
+            << 1 << QStringList{u"-"_s, u"a:up valheim:offline"_s, u"valheim:online"_s}
+            << QStringList{down, back + u" | valheim is down"_s, u"valheim recovered"_s};
+        // A host's limits are an outage of their own: counted apart from the host being down, only
+        // while it is up, and told with their readings.
+        QTest::newRow("past its limits for the threshold, then back")
+            << 2 << QStringList{u"nas:over"_s, u"nas:over"_s, u"nas:over"_s, u"nas:up"_s}
+            << QStringList{{}, past, {}, within};
+        QTest::newRow("one reading past its limits is no alert")
+            << 2 << QStringList{u"nas:over"_s, u"nas:up"_s, u"nas:over"_s, u"nas:up"_s} << QStringList{{}, {}, {}, {}};
         QTest::newRow("down or unknown between readings past neither counts nor ends")
-            << QStringList{u"over"_s, u"down"_s, u"unknown"_s, u"over"_s, u"up"_s}
-            << QStringList{{}, {}, {}, u"nas is past its limits: disk 94 %"_s, u"nas is back within its limits"_s};
+            << 2 << QStringList{u"nas:over"_s, u"nas:down"_s, u"nas:unknown"_s, u"nas:over"_s, u"nas:up"_s}
+            << QStringList{{}, {}, {}, past, within};
         // Coming back from an outage past a limit is still a recovery; the limits then count afresh.
-        QTest::newRow("down, then up past a limit")
-            << QStringList{u"down"_s, u"down"_s, u"over"_s, u"over"_s}
-            << QStringList{{}, u"nas is down"_s, u"nas recovered"_s, u"nas is past its limits: disk 94 %"_s};
-        QTest::newRow("past a limit, then down: two outages")
-            << QStringList{u"over"_s, u"over"_s, u"down"_s, u"down"_s, u"up"_s}
-            << QStringList{{},
-                           u"nas is past its limits: disk 94 %"_s,
-                           {},
-                           u"nas is down"_s,
-                           u"nas recovered | nas is back within its limits"_s};
+        QTest::newRow("down, then up past its limits")
+            << 2 << QStringList{u"nas:down"_s, u"nas:down"_s, u"nas:over"_s, u"nas:over"_s}
+            << QStringList{{}, u"nas is down"_s, u"nas recovered"_s, past};
+        QTest::newRow("past its limits, then down: two outages")
+            << 2 << QStringList{u"nas:over"_s, u"nas:over"_s, u"nas:down"_s, u"nas:down"_s, u"nas:up"_s}
+            << QStringList{{}, past, {}, u"nas is down"_s, u"nas recovered | "_s + within};
     }
-    void hostLimits()
+    void outagesAndRecoveries()
     {
-        const TCPPortConfig config = source(2);
+        TCPPortConfig config(QUuid::createUuid(), u"NAS"_s, u"nas"_s, 22);
+        config.alertThreshold = TW_DATA(int, threshold);
         AlertEvaluator evaluator;
+        QHash<QString, QDateTime> toldAt;
         QStringList alerts;
-        for (const QString &reading : TW_DATA(QStringList, readings)) {
-            HostStats host{u"h"_s, u"nas"_s, ServiceStatus::Up, 10, 20, 94.2, {}, {}};
-            if (reading == u"over"_s)
-                host.overLimits = {u"disk 94 %"_s};
-            else if (reading == u"down"_s)
-                host.status = ServiceStatus::Down;
-            else if (reading == u"unknown"_s)
-                host.status = ServiceStatus::Unknown;
+        QDateTime now = t0;
+        for (const QString &poll : TW_DATA(QStringList, polls)) {
+            now = now.addSecs(60);
+            QList<WidgetData> widgets;
+            for (const QString &token : poll.split(u' ', Qt::SkipEmptyParts))
+                widgets.append(widget(token));
+            const QList<AlertEvent> events = poll == u"-"_s
+                ? evaluator.recordFailure(config, now)
+                : evaluator.recordSuccess(config, {config.id, now, widgets}, now);
             QStringList texts;
-            for (const AlertEvent &event : evaluator.recordSuccess(config, snapshot(config.id, {host}), t0)) {
+            for (const AlertEvent &event : events) {
                 texts.append(event.title + (event.detail ? u": "_s + *event.detail : QString()));
-                const QString hostKey = WidgetData(host).widgetKey(config.id);
-                QCOMPARE(event.key, event.title.contains(u"limits"_s) ? hostKey + u"#limits"_s : hostKey);
+                QCOMPARE(event.sourceID, config.id);
+                const QString name = event.title.section(u' ', 0, 0);
+                QString key = JsonRead::uuidText(config.id);
+                if (name != config.displayName)
+                    key = widget(name + u":up"_s).widgetKey(config.id)
+                        + (event.title.contains(u"limits"_s) ? u"#limits"_s : QString());
+                QCOMPARE(event.key, key);
+                if (event.kind == AlertEvent::Kind::Down) {
+                    QCOMPARE(event.downSince, now);
+                    toldAt.insert(key, now);
+                } else {
+                    QCOMPARE(event.downSince, toldAt.take(key));
+                }
             }
             alerts.append(texts.join(u" | "_s));
         }
@@ -148,7 +152,6 @@ private Q_SLOTS:
                                 << u"Hub can't be reached"_s;
         QTest::newRow("json") << AnySourceConfig(JSONWidgetConfig(id, u"API"_s, u"http://j"_s, {}))
                               << u"API can't be reached"_s;
-        QTest::newRow("tcp") << AnySourceConfig(TCPPortConfig(id, u"SSH"_s, u"nas"_s, 22)) << u"SSH is unreachable"_s;
         QTest::newRow("http") << AnySourceConfig(HTTPPingConfig(id, u"Web"_s, u"http://w"_s))
                               << u"Web is unreachable"_s;
     }
@@ -158,74 +161,6 @@ private Q_SLOTS:
         source.common().alertThreshold = 1;
         AlertEvaluator evaluator;
         QCOMPARE(evaluator.recordFailure(source, t0).value(0).title, TW_DATA(QString, title));
-    }
-
-    void warnNeitherAdvancesNorResets()
-    {
-        const TCPPortConfig config = source(3);
-        AlertEvaluator evaluator;
-        const auto poll = [&](ServiceStatus status) {
-            return evaluator.recordSuccess(config, snapshot(config.id, {service(u"a"_s, status)}), t0);
-        };
-        QVERIFY(poll(ServiceStatus::Down).isEmpty());
-        QVERIFY(poll(ServiceStatus::Warn).isEmpty());
-        QVERIFY(poll(ServiceStatus::Down).isEmpty());
-        QVERIFY(poll(ServiceStatus::Unknown).isEmpty());
-        QVERIFY(poll(ServiceStatus::Maintenance).isEmpty());
-        QVERIFY(poll(ServiceStatus::Paused).isEmpty());
-        const QList<AlertEvent> third = poll(ServiceStatus::Down);
-        QCOMPARE(third.size(), 1);
-        QCOMPARE(third.first().title, u"svc-a is down"_s);
-        QVERIFY(poll(ServiceStatus::Warn).isEmpty()); // a warning is no recovery
-        QVERIFY(poll(ServiceStatus::Maintenance).isEmpty()); // nor is maintenance
-        QCOMPARE(poll(ServiceStatus::Up).value(0).title, u"svc-a recovered"_s);
-    }
-
-    void equalKeysCountTwiceInOnePoll()
-    {
-        const TCPPortConfig config = source(2);
-        AlertEvaluator evaluator;
-        const QList<AlertEvent> events = evaluator.recordSuccess(
-            config,
-            snapshot(config.id, {service(u"a"_s, ServiceStatus::Down), service(u"a"_s, ServiceStatus::Down)}),
-            t0);
-        QCOMPARE(events.size(), 1);
-        QCOMPARE(events.first().kind, AlertEvent::Kind::Down);
-    }
-
-    void sourceRecoveryComesBeforeWidgetEvents()
-    {
-        const TCPPortConfig config = source(1);
-        AlertEvaluator evaluator;
-        QCOMPARE(evaluator.recordFailure(config, t0).size(), 1);
-        const WidgetData offline = GameServerStatus{u"g"_s, u"Valheim"_s, false, {}, {}, {}, {}, {}};
-        const QList<AlertEvent> events =
-            evaluator.recordSuccess(config,
-                                    snapshot(config.id, {service(u"a"_s, ServiceStatus::Up), offline}),
-                                    t0.addSecs(120));
-        QCOMPARE(events.size(), 2);
-        QCOMPARE(events[0].kind, AlertEvent::Kind::Recovered);
-        QCOMPARE(events[0].downSince, t0);
-        QCOMPARE(events[1],
-                 (AlertEvent{config.id,
-                             AlertEvent::Kind::Down,
-                             u"Valheim is down"_s,
-                             t0.addSecs(120),
-                             offline.widgetKey(config.id),
-                             {}}));
-    }
-
-    void failedPollsLeaveWidgetCountsAlone()
-    {
-        const TCPPortConfig config = source(2);
-        AlertEvaluator evaluator;
-        QVERIFY(
-            evaluator.recordSuccess(config, snapshot(config.id, {service(u"a"_s, ServiceStatus::Down)}), t0).isEmpty());
-        evaluator.recordFailure(config, t0);
-        const QList<AlertEvent> events =
-            evaluator.recordSuccess(config, snapshot(config.id, {service(u"a"_s, ServiceStatus::Down)}), t0);
-        QCOMPARE(events.size(), 1); // the widget's second failing reading
-        QCOMPARE(events.first().title, u"svc-a is down"_s);
     }
 };
 
