@@ -5,7 +5,6 @@
 #include <QTest>
 
 #include <cmath>
-#include <functional>
 #include <limits>
 
 using namespace tw;
@@ -13,7 +12,6 @@ using namespace Qt::StringLiterals;
 
 using Type = SourceFormState::SourceType;
 Q_DECLARE_METATYPE(Type)
-Q_DECLARE_METATYPE(tw::SourceFormState)
 Q_DECLARE_METATYPE(tw::AnySourceConfig)
 
 namespace {
@@ -25,17 +23,13 @@ QString orNone(const std::optional<QString> &value)
     return value.value_or(none);
 }
 
-QString orNone(const std::optional<double> &value)
-{
-    return value ? QString::number(*value) : none;
-}
-
-QString orNone(const std::optional<qint64> &value)
-{
-    return value ? QString::number(*value) : none;
-}
-
 const QUuid fixedID(u"{6F2C1D0E-9A3B-4C5D-8E7F-0123456789AB}"_s);
+
+// The name a secret of this kind is stored under for fixedID.
+QString secretName(const QString &kind)
+{
+    return kind + u'-' + fixedID.toString(QUuid::WithoutBraces).toUpper();
+}
 
 SourceFormState named(Type type)
 {
@@ -44,26 +38,83 @@ SourceFormState named(Type type)
     return form;
 }
 
-// Which of the seven outcomes a message is, so the tables name the rule rather than repeat text.
-QString messageKey(const std::optional<QString> &message)
+// A form as the sheet or the command line fills it: "kind|field=value|…", named "Thing" unless it
+// says otherwise, or an example by its command-line name. "game=" chooses a game and "editPort="
+// types a port as the user does; "stored" says a secret is kept, "quiet" turns alerts off.
+SourceFormState form(const QString &text)
 {
-    if (!message)
-        return u"ok"_s;
-    if (message->startsWith(u"The URL contains a username/password."_s))
-        return u"credentials"_s;
-    if (*message == u"Enter a full URL starting with http:// or https://."_s)
-        return u"scheme"_s;
-    if (message->startsWith(u"Enter a full URL including a host, e.g. https://"_s) && message->endsWith(u'.'))
-        return u"noHost"_s;
-    if (message->startsWith(u"Enter a plain host or IP, like "_s)
-        && message->endsWith(u" — no spaces, line breaks, or scheme."_s))
-        return u"badHost"_s;
-    if (*message == u"Enter a check interval between 5 and 3600 seconds."_s)
-        return u"interval"_s;
-    if (*message == u"Enter a query port between 1 and 65535, or leave it blank."_s)
-        return u"queryPort"_s;
-    return u"unexpected: "_s + *message;
+    const QStringList parts = text.split(u'|');
+    const std::optional<Type> kind = sourceKindFromString(parts.first());
+    if (!kind)
+        return SourceFormState(*exampleFromText(parts.first()));
+    SourceFormState form = named(*kind);
+    const QHash<QString, QString SourceFormState::*> fields{
+        {u"name"_s, &SourceFormState::displayName},
+        {u"url"_s, &SourceFormState::baseURL},
+        {u"host"_s, &SourceFormState::host},
+        {u"port"_s, &SourceFormState::port},
+        {u"queryPort"_s, &SourceFormState::gameQueryPort},
+        {u"user"_s, &SourceFormState::username},
+        {u"slug"_s, &SourceFormState::statusPageSlug},
+        {u"secret"_s, &SourceFormState::secret},
+        {u"count"_s, &SourceFormState::pingCount},
+        {u"record"_s, &SourceFormState::recordName},
+        {u"type"_s, &SourceFormState::recordType},
+        {u"nameserver"_s, &SourceFormState::nameserver},
+        {u"sni"_s, &SourceFormState::sniName},
+        {u"days"_s, &SourceFormState::warningDays},
+        {u"cpu"_s, &SourceFormState::cpuLimit},
+        {u"mem"_s, &SourceFormState::memLimit},
+        {u"disk"_s, &SourceFormState::diskLimit},
+        {u"temp"_s, &SourceFormState::tempLimit},
+        {u"interval"_s, &SourceFormState::pollSeconds},
+    };
+    for (const QString &part : parts.mid(1)) {
+        const QString key = part.section(u'=', 0, 0);
+        const QString value = part.section(u'=', 1);
+        if (key == u"game"_s)
+            form.chooseGame(value);
+        else if (key == u"editPort"_s)
+            form.editPort(value);
+        else if (key == u"fields"_s)
+            form.jsonFields = SourceFormState::parseFields(value);
+        else if (key == u"stored"_s)
+            form.hasStoredSecret = true;
+        else if (key == u"quiet"_s)
+            form.alertsEnabled = false;
+        else if (key == u"tls"_s)
+            form.useTLS = true;
+        else if (key == u"threshold"_s)
+            form.alertThreshold = value.toLongLong();
+        else if (fields.contains(key))
+            form.*fields.value(key) = value;
+        else
+            qFatal("no form field %s", qPrintable(key));
+    }
+    return form;
 }
+
+// Each rule's message in full, as the sheet shows it under the field.
+const QHash<QString, QString> messages{
+    {u"credentials"_s,
+     u"The URL contains a username/password. Remove it and use the username/token field(s) below instead."_s},
+    {u"scheme"_s, u"Enter a full URL starting with http:// or https://."_s},
+    {u"noHost"_s, u"Enter a full URL including a host, e.g. https://status.home.lan."_s},
+    {u"badHost"_s, u"Enter a plain host or IP, like nas.local or 192.168.1.20 — no spaces, line breaks, or scheme."_s},
+    {u"interval"_s, u"Enter a check interval between 5 and 3600 seconds."_s},
+    {u"queryPort"_s, u"Enter a query port between 1 and 65535, or leave it blank."_s},
+    {u"count"_s, u"Enter a ping count between 1 and 5."_s},
+    {u"dnsName"_s, u"Enter a DNS name like nas.local — no spaces, scheme, or port."_s},
+    {u"recordType"_s, u"Choose a record type: A, AAAA, CNAME, MX, TXT or SRV."_s},
+    {u"nameserver"_s,
+     u"Enter the nameserver as an IP address, like 192.168.1.1 (a port after a colon if it is not 53), or leave it blank."_s},
+    {u"sni"_s, u"Enter the certificate name as a plain host name, or leave it blank."_s},
+    {u"days"_s, u"Enter a warning period between 1 and 365 days."_s},
+    {u"cpu"_s, u"Enter a CPU limit from 1 to 100 percent, or leave it blank."_s},
+    {u"mem"_s, u"Enter a memory limit from 1 to 100 percent, or leave it blank."_s},
+    {u"disk"_s, u"Enter a disk limit from 1 to 100 percent, or leave it blank."_s},
+    {u"temp"_s, u"Enter a drive temperature limit from 1 to 150 °C, or leave it blank."_s},
+};
 
 } // namespace
 
@@ -72,54 +123,156 @@ class SourceFormStateTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void examplesAreReadyToSave_data()
+    // The one thing wrong, the first rule that fires whatever else is wrong, and whether the form
+    // saves: an empty required field is incomplete but not wrong.
+    void rules_data()
     {
-        QTest::addColumn<SourceFormState::Example>("example");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("label");
-        QTest::newRow("status page") << SourceFormState::Example::StatusPage << u"kuma"_s << u"Status Page example"_s;
-        QTest::newRow("website") << SourceFormState::Example::Website << u"httpPing"_s << u"Website example"_s;
-        QTest::newRow("minecraft") << SourceFormState::Example::Minecraft << u"gameServer"_s
-                                   << u"Minecraft Server example"_s;
+        QTest::addColumn<QString>("form");
+        QTest::addColumn<QString>("message"); // a key of `messages`, or empty
+        QTest::addColumn<bool>("complete");
+        const auto row = [](const char *name, const QString &form, const QString &message, bool complete) {
+            QTest::newRow(name) << form << message << complete;
+        };
+        row("examples are ready to save: status page", u"statusPage"_s, {}, true);
+        row("examples: website", u"website"_s, {}, true);
+        row("examples: minecraft", u"minecraft"_s, {}, true);
+
+        const QString game = u"gameServer|host=nas"_s;
+        row("all fine", u"gameServer|url=https://kuma.local|host=nas"_s, {}, true);
+        row("empty fields say nothing", u"gameServer"_s, {}, false);
+        row("credentials before all",
+            u"gameServer|url=https://u:p@x|host=http://nas|interval=1|queryPort=0"_s,
+            u"credentials"_s,
+            false);
+        row("user alone", u"kuma|url=https://u@x|slug=home"_s, u"credentials"_s, false);
+        row("scheme before host", u"gameServer|url=ftp://x|host=nas local|interval=1"_s, u"scheme"_s, false);
+        row("no host", u"gameServer|url=https://|host=nas local"_s, u"noHost"_s, false);
+        row("upper-case scheme, no host", u"kuma|url=HTTPS://|slug=home"_s, u"noHost"_s, false);
+        row("bad host before interval", u"gameServer|host=a:b:c|interval=1"_s, u"badHost"_s, false);
+        row("interval before query port", game + u"|interval=x|queryPort=0"_s, u"interval"_s, false);
+        row("query port last", game + u"|queryPort=70000"_s, u"queryPort"_s, false);
+        row("bare host is no scheme error", u"kuma|url=kuma.local:3001|slug=home"_s, {}, true);
+
+        row("interval, lowest", game + u"|interval=5"_s, {}, true);
+        row("interval, highest", game + u"|interval=3600"_s, {}, true);
+        row("interval, below", game + u"|interval=4"_s, u"interval"_s, false);
+        row("interval, above", game + u"|interval=3601"_s, u"interval"_s, false);
+        row("interval, blanks around", game + u"|interval= 60 "_s, {}, true);
+        row("interval, minus sign", game + u"|interval=-60"_s, u"interval"_s, false);
+        row("interval, fraction", game + u"|interval=60.5"_s, u"interval"_s, false);
+        row("interval, empty", game + u"|interval="_s, u"interval"_s, false);
+        row("interval, overflowing", game + u"|interval=99999999999999999999999"_s, u"interval"_s, false);
+
+        row("query port, blank", game + u"|queryPort=  "_s, {}, true);
+        row("query port, blanks around", game + u"|queryPort= 27016 "_s, {}, true);
+        row("query port, zero", game + u"|queryPort=0"_s, u"queryPort"_s, false);
+        row("query port, text", game + u"|queryPort=auto"_s, u"queryPort"_s, false);
+        row("query port, another kind ignores it", u"tcpPort|host=nas:22|queryPort=0"_s, {}, true);
+
+        row("host:port", u"tcpPort|host=nas:25565"_s, {}, true);
+        row("host, port zero", u"tcpPort|host=nas:0"_s, u"badHost"_s, false);
+        row("host, port too big", u"tcpPort|host=nas:65536"_s, u"badHost"_s, false);
+        row("host, negative port", u"tcpPort|host=nas:-1"_s, u"badHost"_s, false);
+        row("host, no port", u"tcpPort|host=nas:"_s, u"badHost"_s, false);
+        row("host, no host", u"tcpPort|host=:22"_s, u"badHost"_s, false);
+        row("host, named port", u"tcpPort|host=nas:ssh"_s, u"badHost"_s, false);
+        row("host, scheme", u"tcpPort|host=http://nas|port=22"_s, u"badHost"_s, false);
+        row("host, blanks only", u"tcpPort|host=   "_s, u"badHost"_s, false);
+        row("host, bare IPv6", u"tcpPort|host=::1|port=22"_s, u"badHost"_s, false);
+        row("tcp, host and port", u"tcpPort|host=nas|port=22"_s, {}, true);
+        row("tcp, port field zero", u"tcpPort|host=nas|port=0"_s, {}, false);
+        row("tcp, host:port ignores the port field", u"tcpPort|host=nas:22|port=x"_s, {}, true);
+
+        const QString kuma = u"kuma|url=kuma.local:3001"_s;
+        row("kuma without slug or user", kuma, {}, false);
+        row("kuma with slug", kuma + u"|slug=public"_s, {}, true);
+        row("kuma user without secret", kuma + u"|user=admin"_s, {}, false);
+        row("kuma user and slug, no secret", kuma + u"|user=admin|slug=public"_s, {}, true);
+        row("kuma user with stored secret", kuma + u"|user=admin|stored"_s, {}, true);
+        row("blank name", kuma + u"|slug=public|name=  \n"_s, {}, false);
+        row("beszel without secret", u"beszel|url=https://beszel.lan"_s, {}, false);
+        row("beszel with secret", u"beszel|url=https://beszel.lan|secret=token"_s, {}, true);
+        row("ping without url", u"httpPing"_s, {}, false);
+        row("ping ftp", u"httpPing|url=ftp://example.com"_s, u"scheme"_s, false);
+        row("json without fields", u"jsonWidget|url=https://api.lan/stats"_s, {}, false);
+        row("json with a field", u"jsonWidget|url=https://api.lan/stats|fields=Users = data.users"_s, {}, true);
+
+        row("minecraft default port", u"gameServer|host=mc.lan"_s, {}, true);
+        row("palworld without password", u"gameServer|game=palworld|host=pal.lan"_s, {}, false);
+        row("palworld with stored password", u"gameServer|game=palworld|host=pal.lan|stored"_s, {}, true);
+        row("fivem token is optional", u"gameServer|game=fivem|host=fivem.lan"_s, {}, true);
+        row("unknown game has port 0", u"gameServer|game=no-such-game|host=x.lan"_s, {}, false);
+        row("unknown game with a port", u"gameServer|game=no-such-game|host=x.lan|editPort=1234"_s, {}, true);
+
+        row("ping, a host", u"icmpPing|host=nas"_s, {}, true);
+        row("ping, no host yet", u"icmpPing"_s, {}, false);
+        row("ping, IPv6 address", u"icmpPing|host=2001:db8::1"_s, {}, true);
+        row("ping, a port is no host", u"icmpPing|host=nas:22"_s, u"badHost"_s, false);
+        row("ping, count 0", u"icmpPing|host=nas|count=0"_s, u"count"_s, false);
+        row("ping, count 6", u"icmpPing|host=nas|count=6"_s, u"count"_s, false);
+        row("ping, count 5", u"icmpPing|host=nas|count=5"_s, {}, true);
+        row("dns, a name", u"dnsRecord|record=nas.lan"_s, {}, true);
+        row("dns, a URL", u"dnsRecord|record=https://nas.lan"_s, u"dnsName"_s, false);
+        row("dns, a type it does not ask", u"dnsRecord|record=nas.lan|type=PTR"_s, u"recordType"_s, false);
+        row("dns, a nameserver by name", u"dnsRecord|record=nas.lan|nameserver=dns.lan"_s, u"nameserver"_s, false);
+        row("dns, a nameserver on port 0",
+            u"dnsRecord|record=nas.lan|nameserver=192.168.1.1:0"_s,
+            u"nameserver"_s,
+            false);
+        row("dns, unbound beside Pi-hole", u"dnsRecord|record=nas.lan|nameserver=192.168.1.2:5335"_s, {}, true);
+        row("dns, an IPv6 nameserver", u"dnsRecord|record=nas.lan|nameserver=fd00::53"_s, {}, true);
+        row("tls, host and the default port", u"tlsCertificate|host=nas"_s, {}, true);
+        row("tls, SNI with a port", u"tlsCertificate|host=nas|sni=nas.lan:443"_s, u"sni"_s, false);
+        row("tls, no warning days", u"tlsCertificate|host=nas|days=0"_s, u"days"_s, false);
+
+        const QString beszel = u"beszel|url=https://hub.lan|secret=token"_s;
+        row("limits, edges", beszel + u"|cpu=1|mem=100|temp=150"_s, {}, true);
+        row("limits, cpu zero", beszel + u"|cpu=0"_s, u"cpu"_s, false);
+        row("limits, cpu past 100", beszel + u"|cpu=101"_s, u"cpu"_s, false);
+        row("limits, percent sign", beszel + u"|cpu=90%"_s, u"cpu"_s, false);
+        row("limits, fraction", beszel + u"|cpu=90.5"_s, u"cpu"_s, false);
+        row("limits, memory wrong", beszel + u"|mem=x"_s, u"mem"_s, false);
+        row("limits, disk wrong", beszel + u"|disk=-5"_s, u"disk"_s, false);
+        row("limits, too hot", beszel + u"|temp=151"_s, u"temp"_s, false);
+        row("limits, the first wrong field speaks", beszel + u"|cpu=0|temp=999"_s, u"cpu"_s, false);
     }
-    void examplesAreReadyToSave()
+    void rules()
     {
-        QFETCH(SourceFormState::Example, example);
-        const SourceFormState form(example);
-        QCOMPARE(toText(form.type), TW_DATA(QString, kind));
-        QCOMPARE(SourceFormState::exampleLabel(example), TW_DATA(QString, label));
-        QVERIFY2(form.isComplete(), qPrintable(form.validationMessage().value_or(u"incomplete"_s)));
-        const auto config = form.makeConfig(fixedID);
-        QVERIFY(config);
-        if (const auto *kuma = config->as<KumaConfig>()) {
-            QVERIFY(kuma->baseURL.startsWith(u"https://"_s));
-            QCOMPARE(kuma->statusPageSlug, u"public"_s);
-            QCOMPARE(kuma->passwordRef, std::nullopt);
-        }
-        if (const auto *game = config->as<GameServerConfig>())
-            QCOMPARE(game->port, 25565);
+        const SourceFormState filled = form(TW_DATA(QString, form));
+        const QString message = TW_DATA(QString, message);
+        QVERIFY2(message.isEmpty() || messages.contains(message), qPrintable(message));
+        QCOMPARE(orNone(filled.validationMessage()), message.isEmpty() ? none : messages.value(message));
+        QCOMPARE(filled.isComplete(), TW_DATA(bool, complete));
+        QCOMPARE(filled.makeConfig(fixedID).has_value(), TW_DATA(bool, complete));
     }
 
-    void pollSeconds_data()
+    // What a complete form saves: trimmed, a bare host made a URL, host:port split, the secret named.
+    void saved_data()
     {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("parsed");
-        QTest::newRow("lowest") << u"5"_s << u"5"_s;
-        QTest::newRow("highest") << u"3600"_s << u"3600"_s;
-        QTest::newRow("below") << u"4"_s << none;
-        QTest::newRow("above") << u"3601"_s << none;
-        QTest::newRow("blanks around") << u" 60 "_s << u"60"_s;
-        QTest::newRow("plus sign") << u"+60"_s << u"60"_s;
-        QTest::newRow("minus sign") << u"-60"_s << none;
-        QTest::newRow("fraction") << u"60.5"_s << none;
-        QTest::newRow("empty") << QString() << none;
-        QTest::newRow("overflowing") << u"99999999999999999999999"_s << none;
+        QTest::addColumn<QString>("form");
+        QTest::addColumn<AnySourceConfig>("config");
+        KumaConfig kuma(fixedID, u"Kuma"_s, u"https://kuma.local:3001"_s);
+        kuma.username = u"admin"_s;
+        kuma.passwordRef = secretName(u"kuma"_s);
+        kuma.pollInterval = 45;
+        kuma.alertsEnabled = false;
+        kuma.alertThreshold = 7;
+        QTest::newRow("kuma") << u"kuma|name=  Kuma \n|url=kuma.local:3001|user=admin|secret=pw|interval=+45|quiet|"
+                                 "threshold=7"_s
+                              << AnySourceConfig(kuma);
+        GameServerConfig valheim(fixedID, u"Thing"_s, u"valheim"_s, u"nas"_s, 2460);
+        valheim.queryPort = 2461;
+        valheim.useTLS = true;
+        QTest::newRow("game server") << u"gameServer|game=valheim|host= nas:2460 |queryPort=2461|tls"_s
+                                     << AnySourceConfig(valheim);
+        BeszelConfig beszel(fixedID, u"Thing"_s, u"https://hub.lan"_s, secretName(u"beszel"_s));
+        beszel.limits = {std::nullopt, 1, 85, 150};
+        QTest::newRow("beszel limits") << u"beszel|url=hub.lan|secret=t|cpu=  |mem=1|disk= 85 |temp=150"_s
+                                       << AnySourceConfig(beszel);
     }
-    void pollSeconds()
+    void saved()
     {
-        SourceFormState form = named(Type::HTTPPing);
-        form.pollSeconds = TW_DATA(QString, typed);
-        QCOMPARE(orNone(form.parsedPollSeconds()), TW_DATA(QString, parsed));
+        QCOMPARE(form(TW_DATA(QString, form)).makeConfig(fixedID), std::optional(TW_DATA(AnySourceConfig, config)));
     }
 
     void bareHosts_data()
@@ -143,182 +296,6 @@ private Q_SLOTS:
         QCOMPARE(orNone(form.normalizedBaseURL()), TW_DATA(QString, normalized));
     }
 
-    void hostAndPort_data()
-    {
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<QString>("split");
-        QTest::addColumn<bool>("bad");
-        QTest::newRow("plain") << u"nas"_s << none << false;
-        QTest::newRow("host:port") << u"nas:25565"_s << u"nas 25565"_s << false;
-        QTest::newRow("blanks around") << u"  nas:22 "_s << u"nas 22"_s << false;
-        QTest::newRow("port zero") << u"nas:0"_s << none << true;
-        QTest::newRow("port too big") << u"nas:65536"_s << none << true;
-        QTest::newRow("negative port") << u"nas:-1"_s << none << true;
-        QTest::newRow("two colons") << u"a:b:c"_s << none << true;
-        QTest::newRow("no port") << u"nas:"_s << none << true;
-        QTest::newRow("no host") << u":22"_s << none << true;
-        QTest::newRow("named port") << u"nas:ssh"_s << none << true;
-        QTest::newRow("scheme") << u"http://nas"_s << none << true;
-        QTest::newRow("space") << u"nas local"_s << none << true;
-        QTest::newRow("blanks only") << u"   "_s << none << true;
-        QTest::newRow("bare IPv6") << u"::1"_s << none << true;
-    }
-    void hostAndPort()
-    {
-        SourceFormState form = named(Type::TCPPort);
-        form.host = TW_DATA(QString, host);
-        const auto split = form.parsedHostPort();
-        QCOMPARE(split ? split->first + u' ' + split->second : none, TW_DATA(QString, split));
-        QCOMPARE(messageKey(form.validationMessage()) == u"badHost"_s, TW_DATA(bool, bad));
-    }
-
-    void queryPort_data()
-    {
-        QTest::addColumn<Type>("type");
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("parsed");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("blank") << Type::GameServer << u"  "_s << none << u"ok"_s;
-        QTest::newRow("given") << Type::GameServer << u"27016"_s << u"27016"_s << u"ok"_s;
-        QTest::newRow("blanks around") << Type::GameServer << u" 27016 "_s << u"27016"_s << u"ok"_s;
-        QTest::newRow("zero") << Type::GameServer << u"0"_s << none << u"queryPort"_s;
-        QTest::newRow("too big") << Type::GameServer << u"65536"_s << none << u"queryPort"_s;
-        QTest::newRow("text") << Type::GameServer << u"auto"_s << none << u"queryPort"_s;
-        QTest::newRow("other kind ignores it") << Type::TCPPort << u"0"_s << none << u"ok"_s;
-    }
-    void queryPort()
-    {
-        SourceFormState form = named(TW_DATA(Type, type));
-        form.host = u"nas"_s;
-        form.gameQueryPort = TW_DATA(QString, typed);
-        QCOMPARE(orNone(form.parsedQueryPort()), TW_DATA(QString, parsed));
-        QCOMPARE(messageKey(form.validationMessage()), TW_DATA(QString, message));
-    }
-
-    // The first rule that fires speaks, whatever else is wrong.
-    void messagesInOrder_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<QString>("interval");
-        QTest::addColumn<QString>("queryPort");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("all fine") << u"https://kuma.local"_s << u"nas"_s << u"60"_s << QString() << u"ok"_s;
-        QTest::newRow("empty fields say nothing") << QString() << QString() << u"60"_s << QString() << u"ok"_s;
-        QTest::newRow("credentials before all")
-            << u"https://u:p@x"_s << u"http://nas"_s << u"1"_s << u"0"_s << u"credentials"_s;
-        QTest::newRow("user alone") << u"https://u@x"_s << QString() << u"60"_s << QString() << u"credentials"_s;
-        QTest::newRow("scheme before host") << u"ftp://x"_s << u"nas local"_s << u"1"_s << QString() << u"scheme"_s;
-        QTest::newRow("no host") << u"https://"_s << u"nas local"_s << u"60"_s << QString() << u"noHost"_s;
-        QTest::newRow("upper-case scheme, no host")
-            << u"HTTPS://"_s << QString() << u"60"_s << QString() << u"noHost"_s;
-        QTest::newRow("bad host before interval") << QString() << u"a:b:c"_s << u"1"_s << QString() << u"badHost"_s;
-        QTest::newRow("interval before query port") << QString() << u"nas"_s << u"x"_s << u"0"_s << u"interval"_s;
-        QTest::newRow("query port last") << QString() << u"nas"_s << u"60"_s << u"70000"_s << u"queryPort"_s;
-        QTest::newRow("bare host is no scheme error")
-            << u"kuma.local:3001"_s << QString() << u"60"_s << QString() << u"ok"_s;
-    }
-    void messagesInOrder()
-    {
-        SourceFormState form = named(Type::GameServer);
-        form.baseURL = TW_DATA(QString, url);
-        form.host = TW_DATA(QString, host);
-        form.pollSeconds = TW_DATA(QString, interval);
-        form.gameQueryPort = TW_DATA(QString, queryPort);
-        QCOMPARE(messageKey(form.validationMessage()), TW_DATA(QString, message));
-    }
-
-    void completeness_data()
-    {
-        QTest::addColumn<SourceFormState>("form");
-        QTest::addColumn<bool>("complete");
-
-        auto kuma = named(Type::Kuma);
-        kuma.baseURL = u"kuma.local:3001"_s;
-        QTest::newRow("kuma without slug or user") << kuma << false;
-        auto slug = kuma;
-        slug.statusPageSlug = u"public"_s;
-        QTest::newRow("kuma with slug") << slug << true;
-        auto userOnly = kuma;
-        userOnly.username = u"admin"_s;
-        QTest::newRow("kuma user without secret") << userOnly << false;
-        auto userSlug = userOnly;
-        userSlug.statusPageSlug = u"public"_s;
-        QTest::newRow("kuma user and slug, no secret") << userSlug << true;
-        auto userStored = userOnly;
-        userStored.hasStoredSecret = true;
-        QTest::newRow("kuma user with stored secret") << userStored << true;
-        auto blankName = slug;
-        blankName.displayName = u"  \n"_s;
-        QTest::newRow("blank name") << blankName << false;
-        auto badInterval = slug;
-        badInterval.pollSeconds = u"3"_s;
-        QTest::newRow("bad interval") << badInterval << false;
-        auto credentials = slug;
-        credentials.baseURL = u"https://u:p@kuma.local"_s;
-        QTest::newRow("url with credentials") << credentials << false;
-
-        auto beszel = named(Type::Beszel);
-        beszel.baseURL = u"https://beszel.lan"_s;
-        QTest::newRow("beszel without secret") << beszel << false;
-        beszel.secret = u"token"_s;
-        QTest::newRow("beszel with secret") << beszel << true;
-
-        auto tcp = named(Type::TCPPort);
-        tcp.host = u"nas"_s;
-        tcp.port = u"22"_s;
-        QTest::newRow("tcp host and port") << tcp << true;
-        tcp.port = u"0"_s;
-        QTest::newRow("tcp port zero") << tcp << false;
-        tcp.port = u"x"_s;
-        tcp.host = u"nas:22"_s;
-        QTest::newRow("tcp host:port ignores port field") << tcp << true;
-        tcp.host = u"http://nas"_s;
-        tcp.port = u"22"_s;
-        QTest::newRow("tcp host with scheme") << tcp << false;
-
-        auto game = named(Type::GameServer);
-        game.host = u"mc.lan"_s;
-        QTest::newRow("minecraft default port") << game << true;
-        game.gameQueryPort = u"0"_s;
-        QTest::newRow("bad query port") << game << false;
-        auto palworld = named(Type::GameServer);
-        palworld.chooseGame(u"palworld"_s);
-        palworld.host = u"pal.lan"_s;
-        QTest::newRow("palworld without password") << palworld << false;
-        palworld.hasStoredSecret = true;
-        QTest::newRow("palworld with stored password") << palworld << true;
-        auto fivem = named(Type::GameServer);
-        fivem.chooseGame(u"fivem"_s);
-        fivem.host = u"fivem.lan"_s;
-        QTest::newRow("fivem token is optional") << fivem << true;
-        auto unknown = named(Type::GameServer);
-        unknown.chooseGame(u"no-such-game"_s);
-        unknown.host = u"x.lan"_s;
-        QTest::newRow("unknown game has port 0") << unknown << false;
-        unknown.editPort(u"1234"_s);
-        QTest::newRow("unknown game with a port") << unknown << true;
-
-        auto ping = named(Type::HTTPPing);
-        QTest::newRow("ping without url") << ping << false;
-        ping.baseURL = u"example.com"_s;
-        QTest::newRow("ping bare url") << ping << true;
-        ping.baseURL = u"ftp://example.com"_s;
-        QTest::newRow("ping ftp") << ping << false;
-
-        auto json = named(Type::JSONWidget);
-        json.baseURL = u"https://api.lan/stats"_s;
-        QTest::newRow("json without fields") << json << false;
-        json.jsonFields = SourceFormState::parseFields(u"Users = data.users"_s);
-        QTest::newRow("json with a field") << json << true;
-    }
-    void completeness()
-    {
-        QFETCH(SourceFormState, form);
-        QCOMPARE(form.isComplete(), TW_DATA(bool, complete));
-        QCOMPARE(form.makeConfig(fixedID).has_value(), TW_DATA(bool, complete));
-    }
-
     void credentialNames_data()
     {
         QTest::addColumn<Type>("type");
@@ -333,12 +310,10 @@ private Q_SLOTS:
         QTest::newRow("beszel") << Type::Beszel << QString() << u"t"_s << false << u"beszel-"_s + id;
         QTest::newRow("json") << Type::JSONWidget << QString() << u"t"_s << false << u"jsonWidget-"_s + id;
         QTest::newRow("ping never") << Type::HTTPPing << QString() << u"t"_s << true << none;
-        QTest::newRow("tcp never") << Type::TCPPort << QString() << u"t"_s << true << none;
         QTest::newRow("palworld") << Type::GameServer << u"palworld"_s << u"pw"_s << false << u"gameServer-"_s + id;
         QTest::newRow("palworld without") << Type::GameServer << u"palworld"_s << QString() << false << none;
         QTest::newRow("redm") << Type::GameServer << u"redm"_s << QString() << true << u"gameServer-"_s + id;
         QTest::newRow("tshock takes none") << Type::GameServer << u"terraria-tshock"_s << u"t"_s << true << none;
-        QTest::newRow("valheim takes none") << Type::GameServer << u"valheim"_s << u"t"_s << false << none;
         QTest::newRow("unknown game") << Type::GameServer << u"Palworld"_s << u"t"_s << true << none;
     }
     void credentialNames()
@@ -393,70 +368,24 @@ private Q_SLOTS:
         }
     }
 
-    void makeConfigFields()
-    {
-        SourceFormState kuma = named(Type::Kuma);
-        kuma.displayName = u"  Kuma \n"_s;
-        kuma.baseURL = u"kuma.local:3001"_s;
-        kuma.username = u"admin"_s;
-        kuma.secret = u"pw"_s;
-        kuma.pollSeconds = u"+45"_s;
-        kuma.alertsEnabled = false;
-        kuma.alertThreshold = 7;
-        const auto config = kuma.makeConfig(fixedID);
-        QVERIFY(config);
-        const auto *k = config->as<KumaConfig>();
-        QVERIFY(k);
-        QCOMPARE(k->displayName, u"Kuma"_s);
-        QCOMPARE(k->baseURL, u"https://kuma.local:3001"_s);
-        QCOMPARE(k->username, u"admin"_s);
-        QCOMPARE(k->statusPageSlug, std::nullopt);
-        QCOMPARE(k->passwordRef, u"kuma-6F2C1D0E-9A3B-4C5D-8E7F-0123456789AB"_s);
-        QCOMPARE(k->pollInterval, 45.0);
-        QCOMPARE(k->alertsEnabled, false);
-        QCOMPARE(k->alertThreshold, 7);
-
-        SourceFormState game = named(Type::GameServer);
-        game.chooseGame(u"valheim"_s);
-        game.host = u" nas:2460 "_s;
-        game.gameQueryPort = u"2461"_s;
-        game.useTLS = true;
-        const auto gameConfig = game.makeConfig(fixedID);
-        QVERIFY(gameConfig);
-        const auto *g = gameConfig->as<GameServerConfig>();
-        QVERIFY(g);
-        QCOMPARE(g->host, u"nas"_s);
-        QCOMPARE(g->port, 2460);
-        QCOMPARE(g->queryPort, 2461);
-        QCOMPARE(g->gameID, u"valheim"_s);
-        QCOMPARE(g->credentialRef, std::nullopt);
-        QVERIFY(g->useTLS);
-    }
-
     // An edited source saved unchanged is the source it was: nothing is lost or rewritten.
     void roundTrip_data()
     {
         QTest::addColumn<AnySourceConfig>("config");
         KumaConfig kuma(fixedID, u"Kuma"_s, u"https://kuma.lan"_s);
         kuma.username = u"admin"_s;
-        kuma.passwordRef = u"kuma-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper();
+        kuma.passwordRef = secretName(u"kuma"_s);
         kuma.statusPageSlug = u"home"_s;
         kuma.pollInterval = 120;
         kuma.alertThreshold = 5;
         QTest::newRow("kuma") << AnySourceConfig(kuma);
         QTest::newRow("beszel") << AnySourceConfig(
-            BeszelConfig(fixedID,
-                         u"Hub"_s,
-                         u"https://hub.lan"_s,
-                         u"beszel-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper()));
-        BeszelConfig limited(fixedID,
-                             u"Hub"_s,
-                             u"https://hub.lan"_s,
-                             u"beszel-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper());
+            BeszelConfig(fixedID, u"Hub"_s, u"https://hub.lan"_s, secretName(u"beszel"_s)));
+        BeszelConfig limited(fixedID, u"Hub"_s, u"https://hub.lan"_s, secretName(u"beszel"_s));
         limited.limits = {95, std::nullopt, 90, 60};
         QTest::newRow("beszel, some limits") << AnySourceConfig(limited);
         GameServerConfig game(fixedID, u"Pal"_s, u"palworld"_s, u"pal.lan"_s, 8213);
-        game.credentialRef = u"gameServer-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper();
+        game.credentialRef = secretName(u"gameServer"_s);
         game.useTLS = true;
         game.alertsEnabled = false;
         QTest::newRow("palworld") << AnySourceConfig(game);
@@ -466,7 +395,7 @@ private Q_SLOTS:
         QTest::newRow("ping") << AnySourceConfig(HTTPPingConfig(fixedID, u"Web"_s, u"https://example.com/"_s));
         QTest::newRow("tcp") << AnySourceConfig(TCPPortConfig(fixedID, u"SSH"_s, u"nas"_s, 22));
         JSONWidgetConfig json(fixedID, u"API"_s, u"https://api.lan"_s, {{u"A"_s, u"a.b"_s}, {u"X"_s, u"x=y"_s}});
-        json.bearerTokenRef = u"jsonWidget-"_s + fixedID.toString(QUuid::WithoutBraces).toUpper();
+        json.bearerTokenRef = secretName(u"jsonWidget"_s);
         QTest::newRow("json") << AnySourceConfig(json);
         QTest::newRow("icmp") << AnySourceConfig(ICMPPingConfig(fixedID, u"Router"_s, u"fe80::1"_s, 1));
         DNSRecordConfig dns(fixedID, u"Mail"_s, u"example.test"_s, DNSRecordType::MX);
@@ -491,148 +420,6 @@ private Q_SLOTS:
         // An edit keeps the source it sits behind.
         config.common().dependsOn = QUuid::createUuid();
         QCOMPARE(SourceFormState(config).makeConfig(fixedID), std::optional(config));
-    }
-
-    void networkCheckRules_data()
-    {
-        QTest::addColumn<SourceFormState>("form");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<bool>("complete");
-        const auto form = [](Type type, const std::function<void(SourceFormState &)> &edit) {
-            SourceFormState f = named(type);
-            edit(f);
-            return f;
-        };
-        const QString countMessage = u"Enter a ping count between 1 and 5."_s;
-        QTest::newRow("ping, defaults and a host")
-            << form(Type::ICMPPing, [](auto &f) { f.host = u"nas"_s; }) << QString() << true;
-        QTest::newRow("ping, no host yet") << form(Type::ICMPPing, [](auto &) {}) << QString() << false;
-        QTest::newRow("ping, IPv6 address")
-            << form(Type::ICMPPing, [](auto &f) { f.host = u"2001:db8::1"_s; }) << QString() << true;
-        QTest::newRow("ping, a port is no host")
-            << form(Type::ICMPPing, [](auto &f) { f.host = u"nas:22"_s; })
-            << u"Enter a plain host or IP, like nas.local or 192.168.1.20 — no spaces, line breaks, or scheme."_s
-            << false;
-        QTest::newRow("ping, count 0") << form(Type::ICMPPing, [](auto &f) {
-            f.host = u"nas"_s;
-            f.pingCount = u"0"_s;
-        }) << countMessage << false;
-        QTest::newRow("ping, count 6") << form(Type::ICMPPing, [](auto &f) {
-            f.host = u"nas"_s;
-            f.pingCount = u"6"_s;
-        }) << countMessage << false;
-        QTest::newRow("ping, count 5") << form(Type::ICMPPing, [](auto &f) {
-            f.host = u"nas"_s;
-            f.pingCount = u"5"_s;
-        }) << QString() << true;
-        QTest::newRow("dns, a name") << form(Type::DNSRecord, [](auto &f) { f.recordName = u"nas.lan"_s; }) << QString()
-                                     << true;
-        QTest::newRow("dns, a URL") << form(Type::DNSRecord, [](auto &f) { f.recordName = u"https://nas.lan"_s; })
-                                    << u"Enter a DNS name like nas.local — no spaces, scheme, or port."_s << false;
-        QTest::newRow("dns, a type it does not ask")
-            << form(Type::DNSRecord,
-                    [](auto &f) {
-                        f.recordName = u"nas.lan"_s;
-                        f.recordType = u"PTR"_s;
-                    })
-            << u"Choose a record type: A, AAAA, CNAME, MX, TXT or SRV."_s << false;
-        QTest::newRow("dns, a nameserver by name")
-            << form(Type::DNSRecord,
-                    [](auto &f) {
-                        f.recordName = u"nas.lan"_s;
-                        f.nameserver = u"dns.lan"_s;
-                    })
-            << u"Enter the nameserver as an IP address, like 192.168.1.1 (a port after a colon if it is not 53), or leave it blank."_s
-            << false;
-        QTest::newRow("dns, a nameserver on port 0")
-            << form(Type::DNSRecord,
-                    [](auto &f) {
-                        f.recordName = u"nas.lan"_s;
-                        f.nameserver = u"192.168.1.1:0"_s;
-                    })
-            << u"Enter the nameserver as an IP address, like 192.168.1.1 (a port after a colon if it is not 53), or leave it blank."_s
-            << false;
-        QTest::newRow("dns, unbound beside Pi-hole") << form(Type::DNSRecord, [](auto &f) {
-            f.recordName = u"nas.lan"_s;
-            f.nameserver = u"192.168.1.2:5335"_s;
-        }) << QString() << true;
-        QTest::newRow("dns, an IPv6 nameserver") << form(Type::DNSRecord, [](auto &f) {
-            f.recordName = u"nas.lan"_s;
-            f.nameserver = u"fd00::53"_s;
-        }) << QString() << true;
-        QTest::newRow("tls, host and the default port")
-            << form(Type::TLSCertificate, [](auto &f) { f.host = u"nas"_s; }) << QString() << true;
-        QTest::newRow("tls, SNI with a port")
-            << form(Type::TLSCertificate,
-                    [](auto &f) {
-                        f.host = u"nas"_s;
-                        f.sniName = u"nas.lan:443"_s;
-                    })
-            << u"Enter the certificate name as a plain host name, or leave it blank."_s << false;
-        QTest::newRow("tls, no warning days") << form(Type::TLSCertificate,
-                                                      [](auto &f) {
-                                                          f.host = u"nas"_s;
-                                                          f.warningDays = u"0"_s;
-                                                      })
-                                              << u"Enter a warning period between 1 and 365 days."_s << false;
-    }
-    void networkCheckRules()
-    {
-        QFETCH(SourceFormState, form);
-        const QString message = TW_DATA(QString, message);
-        QCOMPARE(form.validationMessage(), message.isEmpty() ? std::nullopt : std::optional(message));
-        QCOMPARE(form.isComplete(), TW_DATA(bool, complete));
-        QCOMPARE(form.makeConfig(fixedID).has_value(), TW_DATA(bool, complete));
-        QCOMPARE(form.credentialRef(fixedID), std::nullopt);
-    }
-
-    void beszelLimits_data()
-    {
-        QTest::addColumn<QStringList>("typed"); // CPU, memory, disk, drive temperature
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QString>("saved"); // the limits saved, "-" for off
-        const QString cpu = u"Enter a CPU limit from 1 to 100 percent, or leave it blank."_s;
-        const QString temp = u"Enter a drive temperature limit from 1 to 150 °C, or leave it blank."_s;
-        QTest::newRow("all blank") << QStringList{{}, {}, {}, {}} << QString() << u"- - - -"_s;
-        QTest::newRow("suggested") << QStringList{u"90"_s, u"90"_s, u"90"_s, u"60"_s} << QString() << u"90 90 90 60"_s;
-        QTest::newRow("blanks around, one set")
-            << QStringList{{}, {}, u" 85 "_s, u"  "_s} << QString() << u"- - 85 -"_s;
-        QTest::newRow("edges") << QStringList{u"1"_s, u"100"_s, {}, u"150"_s} << QString() << u"1 100 - 150"_s;
-        QTest::newRow("cpu zero") << QStringList{u"0"_s, {}, {}, {}} << cpu << QString();
-        QTest::newRow("cpu past 100") << QStringList{u"101"_s, {}, {}, {}} << cpu << QString();
-        QTest::newRow("percent sign") << QStringList{u"90%"_s, {}, {}, {}} << cpu << QString();
-        QTest::newRow("fraction") << QStringList{u"90.5"_s, {}, {}, {}} << cpu << QString();
-        QTest::newRow("memory wrong") << QStringList{{}, u"x"_s, {}, {}}
-                                      << u"Enter a memory limit from 1 to 100 percent, or leave it blank."_s
-                                      << QString();
-        QTest::newRow("disk wrong") << QStringList{{}, {}, u"-5"_s, {}}
-                                    << u"Enter a disk limit from 1 to 100 percent, or leave it blank."_s << QString();
-        QTest::newRow("too hot") << QStringList{{}, {}, {}, u"151"_s} << temp << QString();
-        QTest::newRow("first wrong field speaks") << QStringList{u"0"_s, {}, {}, u"999"_s} << cpu << QString();
-    }
-    void beszelLimits()
-    {
-        const QStringList typed = TW_DATA(QStringList, typed);
-        SourceFormState form = named(Type::Beszel);
-        form.baseURL = u"https://hub.lan"_s;
-        form.secret = u"token"_s;
-        form.cpuLimit = typed[0];
-        form.memLimit = typed[1];
-        form.diskLimit = typed[2];
-        form.tempLimit = typed[3];
-        const QString message = TW_DATA(QString, message);
-        QCOMPARE(form.validationMessage(), message.isEmpty() ? std::nullopt : std::optional(message));
-        const std::optional<AnySourceConfig> config = form.makeConfig(fixedID);
-        QCOMPARE(config.has_value(), message.isEmpty());
-        if (!config)
-            return;
-        const HostLimits limits = config->as<BeszelConfig>()->limits;
-        const auto text = [](const std::optional<qint64> &limit) {
-            return limit ? QString::number(*limit) : u"-"_s;
-        };
-        QCOMPARE(QStringList({text(limits.cpuPct), text(limits.memPct), text(limits.diskPct), text(limits.tempC)})
-                     .join(u' '),
-                 TW_DATA(QString, saved));
     }
 
     void loadingClamps_data()
