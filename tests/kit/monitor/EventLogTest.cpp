@@ -5,10 +5,8 @@
 #include "support/Files.h"
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
-#include "support/WriteBlocker.h"
 
 #include <QFile>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -206,51 +204,6 @@ private Q_SLOTS:
         log.flush();
         QCOMPARE(sleeper.pending(), 0);
         QCOMPARE(contents(EventLogStore::eventsPath(dir.path())), before);
-    }
-
-    void aBurstIsOneWriteAndFlushWritesAtOnce()
-    {
-        QTemporaryDir dir;
-        ManualSleeper sleeper;
-        EventLog log(dir.path(), sleeper.function(), [] { return t0; });
-        QSignalSpy written(&log, &EventLog::written);
-        QSignalSpy changed(&log, &EventLog::changed);
-        for (int i = 10; i > 0; --i)
-            log.record(aged(i));
-        QCOMPARE(changed.size(), 10);
-        QTRY_COMPARE(sleeper.pending(), 1);
-        QCOMPARE(sleeper.delays(), QList<double>{EventLog::writeWindowSeconds});
-        QVERIFY(!QFile::exists(EventLogStore::eventsPath(dir.path())));
-        sleeper.release();
-        QTRY_COMPARE(written.size(), 1);
-        QCOMPARE(EventLogStore::load(dir.path()), log.events());
-
-        log.record(aged(0));
-        log.flush();
-        QCOMPARE(written.size(), 2);
-        QCOMPARE(EventLogStore::load(dir.path()).first(), aged(0));
-        sleeper.release();
-        QTest::qWait(10);
-        QCOMPARE(written.size(), 2);
-    }
-
-    void failedWriteIsReportedAndTriedAgain()
-    {
-        QTemporaryDir dir;
-        ManualSleeper sleeper;
-        EventLog log(dir.path(), sleeper.function(), [] { return t0; });
-        QSignalSpy problem(&log, &EventLog::writeErrorChanged);
-        {
-            WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, dir.path());
-            log.record(aged(5));
-            log.flush();
-            QCOMPARE(problem.size(), 1);
-            QCOMPARE(log.writeError(), u"Could not save events.json: %1"_s.arg(blocker.reason()));
-        }
-        log.flush(); // nothing new: the events kept in memory are written all the same
-        QCOMPARE(problem.size(), 2);
-        QCOMPARE(log.writeError(), QString());
-        QCOMPARE(titles(EventLogStore::load(dir.path())), QStringList{u"5"_s});
     }
 };
 
