@@ -131,7 +131,6 @@ private Q_SLOTS:
             << u"AR R:2"_s << u"A- R- R+ A-"_s << u"poll R | poll A | A is unreachable"_s;
         QTest::newRow("a parent's blip the child recovers from")
             << u"AR R:2"_s << u"A- R- R+ A+"_s << u"poll R | poll A"_s;
-        QTest::newRow("one source behind it") << u"AR R"_s << u"R-"_s << u"R is down — 1 source behind it"_s;
         QTest::newRow("nothing behind it") << u"A R"_s << u"R- A-"_s << u"R is unreachable | A is unreachable"_s;
         QTest::newRow("a loop: each alerts on its own")
             << u"AB BA R"_s << u"A- B-"_s << u"A is unreachable | B is unreachable"_s;
