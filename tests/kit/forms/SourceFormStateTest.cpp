@@ -158,7 +158,6 @@ private Q_SLOTS:
         row("interval, below", game + u"|interval=4"_s, u"interval"_s, false);
         row("interval, above", game + u"|interval=3601"_s, u"interval"_s, false);
         row("interval, blanks around", game + u"|interval= 60 "_s, {}, true);
-        row("interval, minus sign", game + u"|interval=-60"_s, u"interval"_s, false);
         row("interval, fraction", game + u"|interval=60.5"_s, u"interval"_s, false);
         row("interval, empty", game + u"|interval="_s, u"interval"_s, false);
         row("interval, overflowing", game + u"|interval=99999999999999999999999"_s, u"interval"_s, false);
@@ -171,6 +170,7 @@ private Q_SLOTS:
         row("host:port", u"tcpPort|host=nas:25565"_s, {}, true);
         row("host, port zero", u"tcpPort|host=nas:0"_s, u"badHost"_s, false);
         row("host, port too big", u"tcpPort|host=nas:65536"_s, u"badHost"_s, false);
+        row("host, negative port", u"tcpPort|host=nas:-1"_s, u"badHost"_s, false);
         row("host, no port", u"tcpPort|host=nas:"_s, u"badHost"_s, false);
         row("host, no host", u"tcpPort|host=:22"_s, u"badHost"_s, false);
         row("host, named port", u"tcpPort|host=nas:ssh"_s, u"badHost"_s, false);
