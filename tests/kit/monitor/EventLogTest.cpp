@@ -20,6 +20,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
+const QUuid nasID = QUuid::createUuid();
 
 // An event `age` seconds before t0, named after its age so that an order reads as a list of ages.
 RecentEvent aged(qint64 age, RecentEvent::Kind kind = RecentEvent::Kind::Down)
@@ -112,48 +113,45 @@ private Q_SLOTS:
                  TW_DATA(QStringList, order));
     }
 
+    // An outage is logged at the time it began, anything else now; a recovery says how long it took.
     void texts_data()
     {
         QTest::addColumn<RecentEvent>("event");
-        QTest::addColumn<RecentEvent>("expected");
-        const QUuid nas = QUuid::createUuid();
-        const QDateTime now = t0;
-        const auto down = [&](qint64 minutesAgo, const QString &title) {
-            return AlertEvent{nas, AlertEvent::Kind::Down, title, now.addSecs(-60 * minutesAgo), u"k"_s, {}};
+        QTest::addColumn<QString>("text"); // kind, seconds after now, whose: title | detail
+        const QUuid nas = nasID;
+        const auto alert = [](AlertEvent::Kind kind, const QString &title, qint64 minutesAgo) {
+            return RecentEvent::ofAlert({nasID, kind, title, t0.addSecs(-60 * minutesAgo), u"k"_s, {}}, t0);
         };
-        AlertEvent recovered = down(125, u"NAS recovered"_s);
-        recovered.kind = AlertEvent::Kind::Recovered;
-        AlertEvent quick = down(0, u"Plex recovered"_s);
-        quick.kind = AlertEvent::Kind::Recovered;
-        AlertEvent long_ = down(60 * 50 + 30, u"NAS recovered"_s);
-        long_.kind = AlertEvent::Kind::Recovered;
-        using K = RecentEvent::Kind;
+        using A = AlertEvent::Kind;
         QTest::newRow("down at the time it began")
-            << RecentEvent::ofAlert(down(3, u"NAS is unreachable"_s), now)
-            << RecentEvent{now.addSecs(-180), K::Down, u"NAS is unreachable"_s, {}, nas};
+            << alert(A::Down, u"NAS is unreachable"_s, 3) << u"down -180 NAS: NAS is unreachable | "_s;
         QTest::newRow("recovery now, with its length")
-            << RecentEvent::ofAlert(recovered, now)
-            << RecentEvent{now, K::Recovered, u"NAS recovered"_s, u"Back after 2 hours 5 minutes"_s, nas};
-        QTest::newRow("a quick recovery")
-            << RecentEvent::ofAlert(quick, now)
-            << RecentEvent{now, K::Recovered, u"Plex recovered"_s, u"Back after less than a minute"_s, nas};
-        QTest::newRow("days and hours") << RecentEvent::ofAlert(
-            long_,
-            now) << RecentEvent{now, K::Recovered, u"NAS recovered"_s, u"Back after 2 days 2 hours"_s, nas};
-        QTest::newRow("a source for an hour") << RecentEvent::ofSnooze({nas, now.addSecs(3600)}, u"NAS"_s, now)
-                                              << RecentEvent{now, K::Snoozed, u"NAS snoozed for 1 hour"_s, {}, nas};
-        QTest::newRow("a source until it recovers")
-            << RecentEvent::ofSnooze({nas, std::nullopt}, u"NAS"_s, now)
-            << RecentEvent{now, K::Snoozed, u"NAS snoozed until it recovers"_s, {}, nas};
-        QTest::newRow("everything") << RecentEvent::ofSnooze({std::nullopt, now.addSecs(4 * 3600)}, {}, now)
-                                    << RecentEvent{now, K::Snoozed, u"All notifications snoozed for 4 hours"_s, {}, {}};
+            << alert(A::Recovered, u"NAS recovered"_s, 125)
+            << u"recovered 0 NAS: NAS recovered | Back after 2 hours 5 minutes"_s;
+        QTest::newRow("a quick recovery") << alert(A::Recovered, u"Plex recovered"_s, 0)
+                                          << u"recovered 0 NAS: Plex recovered | Back after less than a minute"_s;
+        QTest::newRow("days and hours") << alert(A::Recovered, u"NAS recovered"_s, 60 * 50 + 30)
+                                        << u"recovered 0 NAS: NAS recovered | Back after 2 days 2 hours"_s;
+        QTest::newRow("a source for an hour") << RecentEvent::ofSnooze({nas, t0.addSecs(3600)}, u"NAS"_s, t0)
+                                              << u"snoozed 0 NAS: NAS snoozed for 1 hour | "_s;
+        QTest::newRow("a source until it recovers") << RecentEvent::ofSnooze({nas, std::nullopt}, u"NAS"_s, t0)
+                                                    << u"snoozed 0 NAS: NAS snoozed until it recovers | "_s;
+        QTest::newRow("everything") << RecentEvent::ofSnooze({std::nullopt, t0.addSecs(4 * 3600)}, {}, t0)
+                                    << u"snoozed 0 all: All notifications snoozed for 4 hours | "_s;
         QTest::newRow("a source's snooze ended")
-            << RecentEvent::ofSnoozeEnd(nas, u"NAS"_s, now)
-            << RecentEvent{now, K::SnoozeEnded, u"Notifications for NAS resumed"_s, {}, nas};
-        QTest::newRow("every snooze ended") << RecentEvent::ofSnoozeEnd(std::nullopt, {}, now)
-                                            << RecentEvent{now, K::SnoozeEnded, u"All notifications resumed"_s, {}, {}};
+            << RecentEvent::ofSnoozeEnd(nas, u"NAS"_s, t0) << u"snoozeEnded 0 NAS: Notifications for NAS resumed | "_s;
+        QTest::newRow("every snooze ended")
+            << RecentEvent::ofSnoozeEnd(std::nullopt, {}, t0) << u"snoozeEnded 0 all: All notifications resumed | "_s;
     }
-    void texts() { QCOMPARE(TW_DATA(RecentEvent, event), TW_DATA(RecentEvent, expected)); }
+    void texts()
+    {
+        const RecentEvent event = TW_DATA(RecentEvent, event);
+        const QString whose = event.sourceID == nasID ? u"NAS"_s : event.sourceID.isNull() ? u"all"_s : u"?"_s;
+        QCOMPARE(u"%1 %2 %3: %4 | %5"_s.arg(toText(event.kind))
+                     .arg(t0.secsTo(event.time))
+                     .arg(whose, event.title, event.detail),
+                 TW_DATA(QString, text));
+    }
 
     void fileRoundTrip()
     {
