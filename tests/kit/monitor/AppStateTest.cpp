@@ -566,6 +566,8 @@ private Q_SLOTS:
         const QList<RecentEvent> events = rig.state->eventLog().events();
         QCOMPARE(titles(events), TW_DATA(QStringList, logged));
         QCOMPARE(rig.posted.size(), TW_DATA(int, posted));
+        for (const auto &[alert, sound] : std::as_const(rig.posted))
+            QVERIFY(sound); // alerts sound unless the user turns that off
         for (const RecentEvent &event : events) {
             QCOMPARE(event.sourceID, nas.id);
             if (event.kind == RecentEvent::Kind::Down)
