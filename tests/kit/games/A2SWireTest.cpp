@@ -60,12 +60,9 @@ class A2SWireTest : public QObject
 private Q_SLOTS:
     void requests()
     {
-        const QByteArray first = A2SWire::infoRequest(std::nullopt);
-        QCOMPARE(first.size(), 25);
-        QCOMPARE(first, hex("FFFFFFFF54") + text("Source Engine Query"));
-        const QByteArray answered = A2SWire::infoRequest(0x01020304);
-        QCOMPARE(answered.size(), 29);
-        QCOMPARE(answered, first + hex("04030201"));
+        const QByteArray first = hex("FFFFFFFF54") + text("Source Engine Query");
+        QCOMPARE(A2SWire::infoRequest(std::nullopt), first);
+        QCOMPARE(A2SWire::infoRequest(0x01020304), first + hex("04030201"));
         QCOMPARE(A2SWire::playerRequest(A2SWire::noChallenge), hex("FFFFFFFF55FFFFFFFF"));
         QCOMPARE(A2SWire::playerRequest(0xA1B2C3D4), hex("FFFFFFFF55D4C3B2A1"));
     }
@@ -106,20 +103,14 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("reply");
         QTest::addColumn<bool>("countsInKeywords");
         QTest::addColumn<QString>("facts");
-        const QByteArray full = A2SResponder::infoReply({});
-        QTest::newRow("a full reply") << full << false << u"2/16 Tidewatch test"_s;
         QTest::newRow("ends at the VAC byte") << info("x", 3, 8) << false << u"3/8 x"_s;
         QTest::newRow("bots are not subtracted")
             << info("x", 5, 8).replace(hex("0508 04"), hex("0508 05")) << false << u"5/8 x"_s;
         QTest::newRow("empty name") << info("", 0, 0) << false << u"0/0 "_s;
         QTest::newRow("VAC byte missing") << info("x", 3, 8).chopped(1) << false << u"nothing"_s;
-        QTest::newRow("type 0x6D") << info("x", 3, 8).replace(4, 1, hex("6D")) << false << u"nothing"_s;
         QTest::newRow("header not FF") << info("x", 3, 8).replace(0, 1, hex("FE")) << false << u"nothing"_s;
-        QTest::newRow("no protocol byte") << hex("FFFFFFFF49") << false << u"nothing"_s;
         QTest::newRow("name without its end") << hex("FFFFFFFF4911") + "Tidewatch" << false << u"nothing"_s;
         // Texts decode leniently, as qstat and gamedig read them: a stray byte costs a character.
-        QTest::newRow("invalid UTF-8 in the map")
-            << info("x", 3, 8).replace("map", hex("6DC0AF")) << false << u"3/8 x"_s;
         QTest::newRow("Latin-1 name") << info("caf\xE9", 3, 8) << false << u"3/8 caf\uFFFD"_s;
         QTest::newRow("UTF-8 name") << info("Wikinger Ø", 1, 10) << false << u"1/10 Wikinger Ø"_s;
 
@@ -131,9 +122,6 @@ private Q_SLOTS:
             << A2SResponder::infoReply(A2SResponder::rustInfo()) << true << u"280/300 Tidewatch Rust | Monthly"_s;
         QTest::newRow("keywords ignored unless asked for")
             << A2SResponder::infoReply(A2SResponder::rustInfo()) << false << u"255/255 Tidewatch Rust | Monthly"_s;
-        QTest::newRow("a full reply's keywords") << A2SResponder::infoReply({.version = "1.0", .keywords = "cp40,mp50"})
-                                                 << true << u"40/50 Tidewatch test"_s;
-        QTest::newRow("nothing after VAC") << info("r", 3, 8) << true << u"3/8 r"_s;
         QTest::newRow("version without its end") << info("r", 3, 8, "1.0") << true << u"3/8 r"_s;
         QTest::newRow("version, no flags") << info("r", 3, 8, text("1.0")) << true << u"3/8 r"_s;
         QTest::newRow("flag 0x80 skips two bytes")
@@ -148,8 +136,6 @@ private Q_SLOTS:
             << info("r", 3, 8, extra("21", "cp4" + hex("00") + "1234567")) << true << u"3/8 r"_s;
         QTest::newRow("flag 0x01 with its eight bytes")
             << info("r", 3, 8, extra("21", "cp4" + hex("00") + "12345678")) << true << u"4/8 r"_s;
-        QTest::newRow("keywords over 255")
-            << info("r", 255, 255, extra("20", "cp1000,mp2000" + hex("00"))) << true << u"1000/2000 r"_s;
         QTest::newRow("keywords without counts")
             << info("r", 3, 8, extra("20", "pve,modded" + hex("00"))) << true << u"3/8 r"_s;
         QTest::newRow("a count with a stray byte is no count")
@@ -171,7 +157,6 @@ private Q_SLOTS:
         QTest::newRow("zero declared") << hex("FFFFFFFF4400") << QString();
         QTest::newRow("five bytes") << hex("FFFFFFFF44") << u"nothing"_s;
         QTest::newRow("wrong type") << hex("FFFFFFFF4500") << u"nothing"_s;
-        QTest::newRow("wrong header") << hex("FFFFFFFE4400") << u"nothing"_s;
         QTest::newRow("declares more than it has")
             << hex("FFFFFFFF4403") + hex("00") + text("Alex") + score << u"Alex"_s;
         QTest::newRow("last entry without its score")
@@ -179,8 +164,6 @@ private Q_SLOTS:
             << u"Alex"_s;
         QTest::newRow("name without its end")
             << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01") + "No" << u"Alex"_s;
-        QTest::newRow("index byte last") << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01")
-                                         << u"Alex"_s;
         QTest::newRow("invalid UTF-8 costs a character, not the list") << hex("FFFFFFFF4403") + hex("00") + text("Alex")
                 + score + hex("01") + text(hex("C3")) + score + hex("02") + text("Noor")
                 + score << u"Alex|\uFFFD|Noor"_s;

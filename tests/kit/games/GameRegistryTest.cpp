@@ -16,9 +16,6 @@ private Q_SLOTS:
     void catalogueInvariants()
     {
         const QList<GameDefinition> &games = GameRegistry::all();
-        QCOMPARE(games.size(), 42);
-        QCOMPARE(games.first().id, u"minecraft-java"_s);
-        QCOMPARE(games.last().id, u"a2s-custom"_s);
         QSet<QString> ids;
         for (const GameDefinition &game : games) {
             QVERIFY2(!ids.contains(game.id), qPrintable(game.id));

@@ -8,6 +8,8 @@
 #include "support/A2SResponder.h"
 #include "support/Await.h"
 #include "support/DnsResponder.h"
+#include "support/GamesFacts.h"
+#include "support/LocalHttpServer.h"
 #include "support/MinecraftResponder.h"
 #include "support/TestData.h"
 
@@ -24,10 +26,8 @@ using OptPort = std::optional<quint16>;
 using Answers = QList<std::optional<FailureKind>>; // per try: how it failed, or nothing when it answered
 Q_DECLARE_METATYPE(OptPort)
 Q_DECLARE_METATYPE(Answers)
-Q_DECLARE_METATYPE(tw::FailureKind)
 Q_DECLARE_METATYPE(std::optional<qint64>)
 Q_DECLARE_METATYPE(tw::test::A2SResponder::Info)
-Q_DECLARE_METATYPE(QList<tw::test::A2SResponder::Player>)
 
 namespace {
 
@@ -49,44 +49,20 @@ GameServerProvider::Dependencies local()
             1s};
 }
 
-struct Outcome
-{
-    std::optional<GameServerStatus> status;
-    QString failure;
-};
-
-Outcome poll(const GameServerConfig &config)
+// "online 3/10 [a,b] detail", "offline -/- [] why", or "fails: why" when the poll itself fails.
+QString poll(const GameServerConfig &config,
+             const GameServerProvider::Dependencies &dependencies = local(),
+             std::shared_ptr<CredentialStore> credentials = std::make_shared<InMemoryCredentialStore>())
 {
     try {
-        GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), local());
+        GameServerProvider provider(config, credentials, dependencies);
         const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
-        return {std::get<GameServerStatus>(snapshot.widgets.first().payload), {}};
+        const auto row = std::get<GameServerStatus>(snapshot.widgets.first().payload);
+        return (row.online ? u"online "_s : u"offline "_s)
+            + gamesFacts({row.playersCurrent, row.playersMax, row.playerNames, row.detail});
     } catch (const ProviderError &error) {
-        return {std::nullopt, error.description()};
+        return u"fails: "_s + error.description();
     }
-}
-
-// A Steam query stand-in: answers on some ports, fails the rest the one way, records every try.
-struct SteamServers
-{
-    Ports answering;
-    FailureKind failure = FailureKind::TimedOut;
-    Ports tries;
-};
-
-QCoro::Task<GameFacts> queryFake(std::shared_ptr<SteamServers> servers, quint16 port)
-{
-    servers->tries.append(port);
-    if (!servers->answering.contains(port))
-        throw ProviderError::failure(servers->failure);
-    co_return GameFacts{3, 10, {}, u"on :%1"_s.arg(port)};
-}
-
-QString describe(const Outcome &outcome)
-{
-    if (!outcome.status)
-        return u"fails: "_s + outcome.failure;
-    return outcome.status->online ? u"online: "_s + outcome.status->detail : u"offline: "_s + outcome.status->detail;
 }
 
 } // namespace
@@ -128,43 +104,8 @@ private Q_SLOTS:
                  TW_DATA(Ports, candidates));
     }
 
-    void probe_data()
+    void anEmptyListIsMisconfigured()
     {
-        QTest::addColumn<Ports>("candidates");
-        QTest::addColumn<Answers>("answers");
-        QTest::addColumn<Ports>("tried");
-        QTest::addColumn<QString>("result"); // "ok:<port>" or the failure
-        const std::optional<FailureKind> ok;
-        const FailureKind silent = FailureKind::TimedOut;
-        QTest::newRow("all silent") << Ports{2460, 2457} << Answers{FailureKind::ConnectionRefused, silent, silent}
-                                    << Ports{2460, 2457, 2460} << u"no query port answered (tried :2460, :2457)"_s;
-        QTest::newRow("host not found stops at once")
-            << Ports{2460, 2457} << Answers{FailureKind::HostNotFound} << Ports{2460} << u"host not found"_s;
-        QTest::newRow("host unreachable stops at once")
-            << Ports{2460, 2457} << Answers{FailureKind::HostUnreachable} << Ports{2460} << u"host unreachable"_s;
-        QTest::newRow("the first again at the end")
-            << Ports{27015} << Answers{silent, ok} << Ports{27015, 27015} << u"ok:27015"_s;
-    }
-    void probe()
-    {
-        QFETCH(Answers, answers);
-        Ports tried;
-        QString result;
-        try {
-            const auto probed = await(
-                GameServerProvider::probe(TW_DATA(Ports, candidates), [&](quint16 port) -> QCoro::Task<GameFacts> {
-                    const std::optional<FailureKind> failure = answers.value(tried.size());
-                    tried.append(port);
-                    if (failure)
-                        throw ProviderError::failure(*failure);
-                    co_return GameFacts{};
-                }));
-            result = u"ok:"_s + QString::number(probed.port);
-        } catch (const ProviderError &error) {
-            result = error.description();
-        }
-        QCOMPARE(tried, TW_DATA(Ports, tried));
-        QCOMPARE(result, TW_DATA(QString, result));
         try {
             await(GameServerProvider::probe({}, [](quint16) -> QCoro::Task<GameFacts> { co_return GameFacts{}; }));
             QFAIL("an empty list was probed");
@@ -182,15 +123,12 @@ private Q_SLOTS:
         facts.playerNames[0] = QString(80, u'n');
         facts.detail = QString(150, u'a') + QString(150, u'é');
         const GameServerStatus online = GameServerProvider::makeStatus(config, facts, 12.5, {});
-        QVERIFY(online.online);
-        QCOMPARE(online.id, u"Survival"_s);
         QCOMPARE(online.playerNames.size(), 64);
         QCOMPARE(online.playerNames.first().size(), 64);
         QCOMPARE(online.detail.size(), 200);
         // A flag is two code points and one character: cutting never splits it.
         const QString flags = QString(199, u'x') + u"🇩🇪🇩🇪"_s;
         const GameServerStatus offline = GameServerProvider::makeStatus(config, std::nullopt, 3.0, flags);
-        QVERIFY(!offline.online);
         QCOMPARE(offline.latencyMs, std::nullopt);
         QCOMPARE(offline.detail, QString(199, u'x') + u"🇩🇪"_s);
     }
@@ -228,13 +166,7 @@ private Q_SLOTS:
                                 25565);
         QElapsedTimer clock;
         clock.start();
-        GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), dependencies);
-        const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
-        const auto status = std::get<GameServerStatus>(snapshot.widgets.first().payload);
-        qInfo("a good source among eight silent names: %s in %lld ms",
-              status.online ? "online" : qPrintable(status.detail),
-              clock.elapsed());
-        QVERIFY2(status.online, qPrintable(status.detail));
+        QCOMPARE(poll(config, dependencies), u"online 2/20 [] Paper"_s);
         QVERIFY(clock.elapsed() < 1000);
         stopSilent->requestStop();
     }
@@ -243,30 +175,36 @@ private Q_SLOTS:
     {
         QTest::addColumn<std::optional<qint64>>("userPort");
         QTest::addColumn<OptPort>("cachedBefore");
-        QTest::addColumn<Ports>("answering");
-        QTest::addColumn<FailureKind>("failure");
+        QTest::addColumn<Answers>("answers");
         QTest::addColumn<Ports>("tries");
         QTest::addColumn<OptPort>("cachedAfter");
         QTest::addColumn<QString>("outcome");
         const std::optional<qint64> none;
-        const FailureKind timedOut = FailureKind::TimedOut;
+        const std::optional<FailureKind> ok;
+        const FailureKind silent = FailureKind::TimedOut;
         QTest::newRow("the offset answers")
-            << none << OptPort() << Ports{2457} << timedOut << Ports{2457} << OptPort(2457) << u"online: on :2457"_s;
-        QTest::newRow("a stale cache costs one try") << none << OptPort(2460) << Ports{2457} << timedOut
-                                                     << Ports{2460, 2457} << OptPort(2457) << u"online: on :2457"_s;
-        QTest::newRow("nothing answers") << none << OptPort() << Ports{} << timedOut << Ports{2457, 2457} << OptPort()
-                                         << u"offline: no query port answered (tried :2457)"_s;
+            << none << OptPort() << Answers{ok} << Ports{2457} << OptPort(2457) << u"online 3/10 [] on :2457"_s;
+        QTest::newRow("a stale cache costs one try")
+            << none << OptPort(2460) << Answers{silent, ok} << Ports{2460, 2457} << OptPort(2457)
+            << u"online 3/10 [] on :2457"_s;
+        QTest::newRow("the first again at the end")
+            << none << OptPort(2460) << Answers{FailureKind::ConnectionRefused, silent, ok} << Ports{2460, 2457, 2460}
+            << OptPort(2460) << u"online 3/10 [] on :2460"_s;
         QTest::newRow("a failure keeps the old entry")
-            << none << OptPort(2460) << Ports{} << timedOut << Ports{2460, 2457, 2460} << OptPort(2460)
-            << u"offline: no query port answered (tried :2460, :2457)"_s;
+            << none << OptPort(2460) << Answers{silent, silent, silent} << Ports{2460, 2457, 2460} << OptPort(2460)
+            << u"offline -/- [] no query port answered (tried :2460, :2457)"_s;
         QTest::newRow("the user's port alone, and cached")
-            << std::optional<qint64>(27020) << OptPort(2460) << Ports{27020, 2460} << timedOut << Ports{27020}
-            << OptPort(27020) << u"online: on :27020"_s;
+            << std::optional<qint64>(27020) << OptPort(2460) << Answers{ok} << Ports{27020} << OptPort(27020)
+            << u"online 3/10 [] on :27020"_s;
         QTest::newRow("the user's port out of range")
-            << std::optional<qint64>(70000) << OptPort() << Ports{2457} << timedOut << Ports{} << OptPort()
+            << std::optional<qint64>(70000) << OptPort() << Answers{} << Ports{} << OptPort()
             << u"fails: query port 70000 out of range (1-65535)"_s;
-        QTest::newRow("host not found ends the probe") << none << OptPort(2460) << Ports{} << FailureKind::HostNotFound
-                                                       << Ports{2460} << OptPort(2460) << u"offline: host not found"_s;
+        QTest::newRow("host not found ends the probe")
+            << none << OptPort(2460) << Answers{FailureKind::HostNotFound} << Ports{2460} << OptPort(2460)
+            << u"offline -/- [] host not found"_s;
+        QTest::newRow("host unreachable ends the probe")
+            << none << OptPort() << Answers{FailureKind::HostUnreachable} << Ports{2457} << OptPort()
+            << u"offline -/- [] host unreachable"_s;
     }
     void steamQueryPortsAcrossPolls()
     {
@@ -275,23 +213,21 @@ private Q_SLOTS:
         config.queryPort = TW_DATA(std::optional<qint64>, userPort);
         if (const OptPort before = TW_DATA(OptPort, cachedBefore))
             cache.store(*before, config.id);
-        auto servers =
-            std::make_shared<SteamServers>(SteamServers{TW_DATA(Ports, answering), TW_DATA(FailureKind, failure), {}});
+        const auto tries = std::make_shared<Ports>();
         GameServerProvider::Dependencies dependencies = local();
         dependencies.portCache = &cache;
-        dependencies.queryServer = [servers](QString, quint16 port, GameDefinition, StopToken) {
-            return queryFake(servers, port);
+        dependencies.queryServer = [tries, answers = TW_DATA(Answers, answers)](QString,
+                                                                                quint16 port,
+                                                                                GameDefinition,
+                                                                                StopToken) -> QCoro::Task<GameFacts> {
+            const std::optional<FailureKind> failure = answers.value(tries->size());
+            tries->append(port);
+            if (failure)
+                throw ProviderError::failure(*failure);
+            co_return GameFacts{3, 10, {}, u"on :%1"_s.arg(port)};
         };
-        Outcome outcome;
-        try {
-            GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), dependencies);
-            const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
-            outcome.status = std::get<GameServerStatus>(snapshot.widgets.first().payload);
-        } catch (const ProviderError &error) {
-            outcome.failure = error.description();
-        }
-        QCOMPARE(describe(outcome), TW_DATA(QString, outcome));
-        QCOMPARE(servers->tries, TW_DATA(Ports, tries));
+        QCOMPARE(poll(config, dependencies), TW_DATA(QString, outcome));
+        QCOMPARE(*tries, TW_DATA(Ports, tries));
         QCOMPARE(cache.port(config.id), TW_DATA(OptPort, cachedAfter));
     }
 
@@ -299,45 +235,21 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("game");
         QTest::addColumn<A2SResponder::Info>("info");
-        QTest::addColumn<QList<A2SResponder::Player>>("players");
         QTest::addColumn<QString>("row");
         QTest::newRow("Valheim asks no player list")
-            << u"valheim"_s << A2SResponder::valheimInfo() << QList<A2SResponder::Player>{{"Ragnar"}}
-            << u"online 3/10 [] Viking Hall"_s;
+            << u"valheim"_s << A2SResponder::valheimInfo() << u"online 3/10 [] Viking Hall"_s;
         QTest::newRow("Rust counts in its keywords, names from the list")
-            << u"rust"_s << A2SResponder::rustInfo() << QList<A2SResponder::Player>{{"Alex"}, {"Noor"}}
-            << u"online 280/300 [Alex,Noor] Tidewatch Rust | Monthly"_s;
-        A2SResponder::Info latin1 = A2SResponder::valheimInfo();
-        latin1.name = "caf\xE9";
-        QTest::newRow("a Latin-1 name reads, its stray byte replaced")
-            << u"valheim"_s << latin1 << QList<A2SResponder::Player>{} << u"online 3/10 [] caf\uFFFD"_s;
-        QTest::newRow("Counter-Strike 2 counts its nameless players")
-            << u"cs2"_s << A2SResponder::cs2Info() << A2SResponder::cs2Players()
-            << u"online 4/12 [] Tidewatch CS2 Retakes"_s;
+            << u"rust"_s << A2SResponder::rustInfo() << u"online 280/300 [Alex,Noor] Tidewatch Rust | Monthly"_s;
     }
     void steamQueryOfRealGames()
     {
         A2SResponder responder;
         responder.setChallenge(A2SResponder::Challenge::Once);
         responder.setInfo(TW_DATA(A2SResponder::Info, info));
-        responder.setPlayers(TW_DATA(QList<A2SResponder::Player>, players));
-        const QString gameID = TW_DATA(QString, game);
         // The game port one below, so that every catalogue offset of these games is tried first.
-        GameServerConfig config(QUuid::createUuid(), u"G"_s, gameID, u"127.0.0.1"_s, 2456);
+        GameServerConfig config(QUuid::createUuid(), u"G"_s, TW_DATA(QString, game), u"127.0.0.1"_s, 2456);
         config.queryPort = responder.port();
-        const Outcome outcome = poll(config);
-        QVERIFY2(outcome.status, qPrintable(outcome.failure));
-        const GameServerStatus &row = *outcome.status;
-        const auto count = [](std::optional<qint64> n) {
-            return n ? QString::number(*n) : u"-"_s;
-        };
-        QCOMPARE(u"%1 %2/%3 [%4] %5"_s.arg(row.online ? u"online"_s : u"offline"_s,
-                                           count(row.playersCurrent),
-                                           count(row.playersMax),
-                                           row.playerNames.join(u','),
-                                           row.detail),
-                 TW_DATA(QString, row));
-        QVERIFY(row.latencyMs.has_value());
+        QCOMPARE(poll(config), TW_DATA(QString, row));
     }
 
     void aWrongSteamReplyStopsTheProbe()
@@ -351,11 +263,7 @@ private Q_SLOTS:
         cache.store(wrong.port(), config.id);
         GameServerProvider::Dependencies dependencies = local();
         dependencies.portCache = &cache;
-        GameServerProvider provider(config, std::make_shared<InMemoryCredentialStore>(), dependencies);
-        const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
-        const auto row = std::get<GameServerStatus>(snapshot.widgets.first().payload);
-        QVERIFY(!row.online);
-        QCOMPARE(row.detail, u"compressed reply not supported"_s);
+        QCOMPARE(poll(config, dependencies), u"offline -/- [] compressed reply not supported"_s);
         QCOMPARE(wrong.infoRequests(), 1);
         QCOMPARE(right.infoRequests(), 0);
     }
@@ -364,11 +272,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("game");
         QTest::addColumn<qint64>("port");
-        QTest::addColumn<QString>("failure"); // empty: an offline row instead
-        QTest::newRow("unknown game") << u"tetris"_s << qint64(1) << u"unknown game \"tetris\""_s;
-        QTest::newRow("port 0") << u"minecraft-java"_s << qint64(0) << u"port 0 out of range (1-65535)"_s;
-        QTest::newRow("port 70000") << u"minecraft-java"_s << qint64(70000) << u"port 70000 out of range (1-65535)"_s;
-        QTest::newRow("refused is offline") << u"minecraft-java"_s << qint64(1) << QString();
+        QTest::addColumn<QString>("outcome");
+        QTest::newRow("unknown game") << u"tetris"_s << qint64(1) << u"fails: unknown game \"tetris\""_s;
+        QTest::newRow("port 70000") << u"minecraft-java"_s << qint64(70000)
+                                    << u"fails: port 70000 out of range (1-65535)"_s;
+        QTest::newRow("refused is offline")
+            << u"minecraft-java"_s << qint64(1) << u"offline -/- [] connection refused"_s;
     }
     void whatFailsThePoll()
     {
@@ -377,12 +286,47 @@ private Q_SLOTS:
                                       TW_DATA(QString, game),
                                       u"127.0.0.1"_s,
                                       TW_DATA(qint64, port));
-        const Outcome outcome = poll(config);
-        QCOMPARE(outcome.failure, TW_DATA(QString, failure));
-        if (outcome.status) {
-            QVERIFY(!outcome.status->online);
-            QCOMPARE(outcome.status->detail, u"connection refused"_s);
-        }
+        QCOMPARE(poll(config), TW_DATA(QString, outcome));
+    }
+
+    void theSecretIsReadAsEachGameNeeds_data()
+    {
+        QTest::addColumn<QString>("game");
+        QTest::addColumn<QString>("credentialRef"); // empty: none set
+        QTest::addColumn<QString>("row");
+        QTest::newRow("Palworld with its password") << u"palworld"_s << u"pals"_s << u"online 2/32 [] Pals"_s;
+        QTest::newRow("Palworld without a reference")
+            << u"palworld"_s << QString() << u"fails: missing credential: palworld"_s;
+        QTest::newRow("Palworld with nothing stored")
+            << u"palworld"_s << u"nothing-here"_s << u"fails: missing credential: palworld"_s;
+        QTest::newRow("FiveM with nothing stored") << u"fivem"_s << u"nothing-here"_s << u"online 1/48 [ann] Five"_s;
+        QTest::newRow("TShock never reads the store")
+            << u"terraria-tshock"_s << u"broken-store"_s << u"online 2/8 [] Terra"_s;
+    }
+    void theSecretIsReadAsEachGameNeeds()
+    {
+        LocalHttpServer server;
+        server.route("/v1/api/info", {.body = R"({"version":"Pals"})"});
+        server.route("/v1/api/metrics", {.body = R"({"currentplayernum":2,"maxplayernum":32})"});
+        server.route("/info.json", {.body = R"({"vars":{"hostname":"Five","sv_maxClients":48}})"});
+        server.route("/players.json", {.body = R"([{"name":"ann"}])"});
+        server.route("/v2/server/status?players=true", {.body = R"({"name":"Terra","playercount":2,"maxplayers":8})"});
+        class Store : public InMemoryCredentialStore
+        {
+        public:
+            using InMemoryCredentialStore::InMemoryCredentialStore;
+            QCoro::Task<std::optional<QString>> read(QString name) override
+            {
+                if (name == u"broken-store")
+                    throw std::runtime_error("store unavailable");
+                return InMemoryCredentialStore::read(name);
+            }
+        };
+        GameServerConfig config(QUuid::createUuid(), u"G"_s, TW_DATA(QString, game), u"127.0.0.1"_s, server.port());
+        if (const QString reference = TW_DATA(QString, credentialRef); !reference.isEmpty())
+            config.credentialRef = reference;
+        const auto store = std::make_shared<Store>(QHash<QString, QString>{{u"pals"_s, u"secret"_s}});
+        QCOMPARE(poll(config, local(), store), TW_DATA(QString, row));
     }
 };
 

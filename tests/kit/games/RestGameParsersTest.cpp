@@ -1,10 +1,12 @@
 #include "kit/games/RestGameParsers.h"
 
 #include "kit/base/ProviderError.h"
+#include "support/GamesFacts.h"
 
 #include <QTest>
 
 using namespace tw;
+using namespace tw::test;
 using namespace tw::RestGames;
 using namespace Qt::StringLiterals;
 
@@ -13,18 +15,12 @@ Q_DECLARE_METATYPE(Body)
 
 namespace {
 
-// One line per outcome, so a table row reads as what the user would see: "3/32 [a,b] v1".
 QString describe(const std::function<GameFacts()> &parse)
 {
     try {
-        const GameFacts facts = parse();
-        const auto count = [](std::optional<qint64> n) {
-            return n ? QString::number(*n) : u"-"_s;
-        };
-        return count(facts.playersCurrent) + u'/' + count(facts.playersMax) + u" ["_s + facts.playerNames.join(u',')
-            + u"] "_s + facts.detail;
+        return gamesFacts(parse());
     } catch (const ProviderError &error) {
-        return u"fails: "_s + error.description();
+        return (error.kind() == ProviderError::Kind::Upstream ? u"offline: "_s : u"fails: "_s) + error.description();
     }
 }
 
@@ -67,11 +63,11 @@ private Q_SLOTS:
             << none() << none() << Body(R"({"currentplayernum":"+4","maxplayernum":31.9})") << u"4/31 [] "_s;
         QTest::newRow("garbage metric") << none() << none() << Body(R"({"currentplayernum":"4 players"})")
                                         << u"-/- [] "_s;
-        QTest::newRow("nothing") << none() << none() << none() << u"fails: malformed reply"_s;
+        QTest::newRow("nothing") << none() << none() << none() << u"offline: malformed reply"_s;
         QTest::newRow("only invalid JSON")
-            << Body("<html>") << Body(R"({"players":)") << Body("") << u"fails: malformed reply"_s;
+            << Body("<html>") << Body(R"({"players":)") << Body("") << u"offline: malformed reply"_s;
         QTest::newRow("lists instead of objects")
-            << Body("[]") << Body(R"([{"name":"a"}])") << Body("3") << u"fails: malformed reply"_s;
+            << Body("[]") << Body(R"([{"name":"a"}])") << Body("3") << u"offline: malformed reply"_s;
     }
     void palworld()
     {
@@ -107,9 +103,9 @@ private Q_SLOTS:
         QTest::newRow("player list with a non-object is missing")
             << Body(R"({"vars":{"hostname":"h"}})") << Body(R"([{"name":"a"},"b"])") << u"-/- [] h"_s;
         QTest::newRow("player object instead of list")
-            << none() << Body(R"({"name":"a"})") << u"fails: malformed reply"_s;
-        QTest::newRow("info list instead of object") << Body("[]") << none() << u"fails: malformed reply"_s;
-        QTest::newRow("nothing") << none() << none() << u"fails: malformed reply"_s;
+            << none() << Body(R"({"name":"a"})") << u"offline: malformed reply"_s;
+        QTest::newRow("info list instead of object") << Body("[]") << none() << u"offline: malformed reply"_s;
+        QTest::newRow("nothing") << none() << none() << u"offline: malformed reply"_s;
     }
     void fivem()
     {
@@ -137,14 +133,16 @@ private Q_SLOTS:
         QTest::newRow("no count, no list") << Body(R"({"name":"","maxplayers":"16"})") << u"-/16 [] "_s;
         QTest::newRow("list with a non-object is no list")
             << Body(R"({"players":[{"nickname":"a"},null]})") << u"-/- [] "_s;
-        QTest::newRow("list root") << Body(R"([{"nickname":"a"}])") << u"fails: malformed reply"_s;
+        QTest::newRow("list root") << Body(R"([{"nickname":"a"}])") << u"offline: malformed reply"_s;
         QTest::newRow("status 200 as a number") << Body(R"({"status":200,"playercount":1})") << u"1/- [] "_s;
         QTest::newRow("status without an error text")
-            << Body(R"({"status":"500","playercount":1})") << u"fails: TShock answered status 500"_s;
+            << Body(R"({"status":"500","playercount":1})") << u"offline: TShock answered status 500"_s;
+        QTest::newRow("a token refused in a 200 is the user's to repair")
+            << Body(R"({"status":"401","error":"Not authorized."})") << u"fails: Not authorized."_s;
         QTest::newRow("a response text stands in for the error")
-            << Body(R"({"status":"404","response":"Unknown endpoint"})") << u"fails: Unknown endpoint"_s;
-        QTest::newRow("invalid JSON") << Body(R"({"name":"Terra")") << u"fails: malformed reply"_s;
-        QTest::newRow("nothing") << none() << u"fails: malformed reply"_s;
+            << Body(R"({"status":"404","response":"Unknown endpoint"})") << u"offline: Unknown endpoint"_s;
+        QTest::newRow("invalid JSON") << Body(R"({"name":"Terra")") << u"offline: malformed reply"_s;
+        QTest::newRow("nothing") << none() << u"offline: malformed reply"_s;
     }
     void tshock()
     {
