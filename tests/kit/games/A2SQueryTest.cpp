@@ -2,6 +2,7 @@
 
 #include "kit/base/ProviderError.h"
 #include "kit/games/A2SReplyError.h"
+#include "kit/games/A2SWire.h"
 #include "support/A2SResponder.h"
 #include "support/Await.h"
 #include "support/GamesFacts.h"
@@ -86,9 +87,48 @@ QByteArray bigInfo()
     return A2SResponder::infoReply({.keywords = QByteArray(70000, 'k')});
 }
 
+using OptInt = std::optional<qint64>;
+
+QByteArray hex(const char *text)
+{
+    return QByteArray::fromHex(text);
+}
+
+QByteArray text(const QByteArray &bytes)
+{
+    return bytes + QByteArray(1, '\0');
+}
+
+// An info reply up to and including the VAC byte, then whatever follows.
+QByteArray info(const QByteArray &name, quint8 players, quint8 max, const QByteArray &after = {})
+{
+    return hex("FFFFFFFF4911") + text(name) + text("map") + text("folder") + text("game") + hex("DA03")
+        + QByteArray(1, char(players)) + QByteArray(1, char(max)) + hex("04") + hex("646C0001") + after;
+}
+
+QString describe(const std::optional<GameFacts> &facts)
+{
+    if (!facts)
+        return u"nothing"_s;
+    const auto count = [](OptInt n) {
+        return n ? QString::number(*n) : u"-"_s;
+    };
+    return count(facts->playersCurrent) + u'/' + count(facts->playersMax) + u' ' + facts->detail;
+}
+
+QString describe(const A2SWire::Packet &packet)
+{
+    if (const auto *simple = std::get_if<QByteArray>(&packet))
+        return u"simple "_s + QString::fromLatin1(simple->toHex());
+    const auto &split = std::get<A2SWire::SplitPacket>(packet);
+    return u"split id=%1 %2/%3 "_s.arg(split.id, 0, 16).arg(split.number).arg(split.total)
+        + QString::fromLatin1(split.payload.toHex());
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Script)
+Q_DECLARE_METATYPE(OptInt)
 
 class A2SQueryTest : public QObject
 {
@@ -217,6 +257,149 @@ private Q_SLOTS:
         QCOMPARE(failure, TW_DATA(QString, failure));
         QVERIFY(clock.elapsed() < 1000);
         QCOMPARE(*udp->closed, 1);
+    }
+
+    void requests()
+    {
+        const QByteArray first = hex("FFFFFFFF54") + text("Source Engine Query");
+        QCOMPARE(A2SWire::infoRequest(std::nullopt), first);
+        QCOMPARE(A2SWire::infoRequest(0x01020304), first + hex("04030201"));
+        QCOMPARE(A2SWire::playerRequest(A2SWire::noChallenge), hex("FFFFFFFF55FFFFFFFF"));
+        QCOMPARE(A2SWire::playerRequest(0xA1B2C3D4), hex("FFFFFFFF55D4C3B2A1"));
+    }
+
+    void parsePacket_data()
+    {
+        QTest::addColumn<QByteArray>("datagram");
+        QTest::addColumn<QString>("parsed");
+        QTest::newRow("three bytes") << hex("FFFFFF") << u"malformed reply"_s;
+        QTest::newRow("simple, header only") << hex("FFFFFFFF") << u"simple ffffffff"_s;
+        QTest::newRow("simple keeps its header") << hex("FFFFFFFF4941") << u"simple ffffffff4941"_s;
+        QTest::newRow("unknown header") << hex("FDFFFFFF49") << u"malformed reply"_s;
+        QTest::newRow("split of 11 bytes") << hex("FEFFFFFF0100000002") + hex("0000") << u"malformed reply"_s;
+        QTest::newRow("split, header only") << hex("FEFFFFFF010000000201E004") << u"split id=1 1/2 "_s;
+        QTest::newRow("split with payload") << hex("FEFFFFFF78563412030200FFAABB") << u"split id=12345678 2/3 aabb"_s;
+        QTest::newRow("total 1, number 0") << hex("FEFFFFFF070000000100E004CC") << u"split id=7 0/1 cc"_s;
+        QTest::newRow("total 32") << hex("FEFFFFFF07000000201FE004") << u"split id=7 31/32 "_s;
+        QTest::newRow("total 0") << hex("FEFFFFFF070000000000E004") << u"malformed reply"_s;
+        QTest::newRow("total 33") << hex("FEFFFFFF070000002100E004") << u"malformed reply"_s;
+        QTest::newRow("number equals total") << hex("FEFFFFFF070000000202E004") << u"malformed reply"_s;
+        QTest::newRow("compressed") << hex("FEFFFFFF070000800200E004") << u"compressed reply not supported"_s;
+        QTest::newRow("compressed wins over a bad total")
+            << hex("FEFFFFFF070000800000E004") << u"compressed reply not supported"_s;
+    }
+    void parsePacket()
+    {
+        QString parsed;
+        try {
+            parsed = describe(A2SWire::parsePacket(TW_DATA(QByteArray, datagram)));
+        } catch (const A2SReplyError &error) {
+            parsed = error.reason();
+        }
+        QCOMPARE(parsed, TW_DATA(QString, parsed));
+    }
+
+    void parseInfo_data()
+    {
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<bool>("countsInKeywords");
+        QTest::addColumn<QString>("facts");
+        QTest::newRow("ends at the VAC byte") << info("x", 3, 8) << false << u"3/8 x"_s;
+        QTest::newRow("bots are not subtracted")
+            << info("x", 5, 8).replace(hex("0508 04"), hex("0508 05")) << false << u"5/8 x"_s;
+        QTest::newRow("empty name") << info("", 0, 0) << false << u"0/0 "_s;
+        QTest::newRow("VAC byte missing") << info("x", 3, 8).chopped(1) << false << u"nothing"_s;
+        QTest::newRow("header not FF") << info("x", 3, 8).replace(0, 1, hex("FE")) << false << u"nothing"_s;
+        QTest::newRow("name without its end") << hex("FFFFFFFF4911") + "Tidewatch" << false << u"nothing"_s;
+        // Texts decode leniently, as qstat and gamedig read them: a stray byte costs a character.
+        QTest::newRow("Latin-1 name") << info("caf\xE9", 3, 8) << false << u"3/8 caf\uFFFD"_s;
+        QTest::newRow("UTF-8 name") << info("Wikinger Ø", 1, 10) << false << u"1/10 Wikinger Ø"_s;
+
+        // The keywords sit in the extra data after the version text, each flag adding its field.
+        const auto extra = [](const char *flags, const QByteArray &fields) -> QByteArray {
+            return text("1.0") + hex(flags) + fields;
+        };
+        QTest::newRow("Rust: 280 of 300 from the keywords, not the capped bytes")
+            << A2SResponder::infoReply(A2SResponder::rustInfo()) << true << u"280/300 Tidewatch Rust | Monthly"_s;
+        QTest::newRow("keywords ignored unless asked for")
+            << A2SResponder::infoReply(A2SResponder::rustInfo()) << false << u"255/255 Tidewatch Rust | Monthly"_s;
+        QTest::newRow("version without its end") << info("r", 3, 8, "1.0") << true << u"3/8 r"_s;
+        QTest::newRow("version, no flags") << info("r", 3, 8, text("1.0")) << true << u"3/8 r"_s;
+        QTest::newRow("flag 0x80 skips two bytes")
+            << info("r", 3, 8, extra("A0", "XYcp9" + hex("00"))) << true << u"9/8 r"_s;
+        QTest::newRow("flag 0x80 short") << info("r", 3, 8, extra("A0", "X")) << true << u"3/8 r"_s;
+        QTest::newRow("flag 0x10 skips eight bytes")
+            << info("r", 3, 8, extra("30", "12345678mp20" + hex("00"))) << true << u"3/20 r"_s;
+        QTest::newRow("flag 0x40 skips two bytes and a text")
+            << info("r", 3, 8, extra("60", "PPtv" + hex("00") + "cp4" + hex("00"))) << true << u"4/8 r"_s;
+        QTest::newRow("flag 0x40 with its text unended") << info("r", 3, 8, extra("60", "PPtv")) << true << u"3/8 r"_s;
+        QTest::newRow("flag 0x01 needs eight bytes after")
+            << info("r", 3, 8, extra("21", "cp4" + hex("00") + "1234567")) << true << u"3/8 r"_s;
+        QTest::newRow("flag 0x01 with its eight bytes")
+            << info("r", 3, 8, extra("21", "cp4" + hex("00") + "12345678")) << true << u"4/8 r"_s;
+        QTest::newRow("keywords without counts")
+            << info("r", 3, 8, extra("20", "pve,modded" + hex("00"))) << true << u"3/8 r"_s;
+        QTest::newRow("a count with a stray byte is no count")
+            << info("r", 3, 8, extra("20", "cp9" + hex("FF00"))) << true << u"3/8 r"_s;
+    }
+    void parseInfo()
+    {
+        QCOMPARE(describe(A2SWire::parseInfo(TW_DATA(QByteArray, reply), TW_DATA(bool, countsInKeywords))),
+                 TW_DATA(QString, facts));
+    }
+
+    void parsePlayers_data()
+    {
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<QString>("names"); // "|" between names; "nothing" when the reply is unreadable
+        const QByteArray score = hex("0100000000004842");
+        QTest::newRow("two players") << A2SResponder::playerReply({{"Alex"}, {"Noor"}}) << u"Alex|Noor"_s;
+        QTest::newRow("empty names kept") << A2SResponder::playerReply({{"a"}, {""}, {"b"}}) << u"a||b"_s;
+        QTest::newRow("zero declared") << hex("FFFFFFFF4400") << QString();
+        QTest::newRow("five bytes") << hex("FFFFFFFF44") << u"nothing"_s;
+        QTest::newRow("wrong type") << hex("FFFFFFFF4500") << u"nothing"_s;
+        QTest::newRow("declares more than it has")
+            << hex("FFFFFFFF4403") + hex("00") + text("Alex") + score << u"Alex"_s;
+        QTest::newRow("last entry without its score")
+            << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01") + text("Noor") + score.left(7)
+            << u"Alex"_s;
+        QTest::newRow("name without its end")
+            << hex("FFFFFFFF4402") + hex("00") + text("Alex") + score + hex("01") + "No" << u"Alex"_s;
+        QTest::newRow("invalid UTF-8 costs a character, not the list") << hex("FFFFFFFF4403") + hex("00") + text("Alex")
+                + score + hex("01") + text(hex("C3")) + score + hex("02") + text("Noor")
+                + score << u"Alex|\uFFFD|Noor"_s;
+        QTest::newRow("reads no more than declared")
+            << hex("FFFFFFFF4401") + hex("00") + text("Alex") + score + hex("01") + text("Noor") + score << u"Alex"_s;
+        QTest::newRow("a score with a zero byte in it")
+            << A2SResponder::playerReply({{"Alex", 0, 0}, {"Noor", 7, 1}}) << u"Alex|Noor"_s;
+    }
+    void parsePlayers()
+    {
+        const std::optional<QStringList> names = A2SWire::parsePlayers(TW_DATA(QByteArray, reply));
+        QCOMPARE(names ? names->join(u'|') : u"nothing"_s, TW_DATA(QString, names));
+    }
+
+    void parseKeywordCounts_data()
+    {
+        QTest::addColumn<QString>("keywords");
+        QTest::addColumn<OptInt>("current");
+        QTest::addColumn<OptInt>("max");
+        QTest::newRow("later wins") << u"cp5,mp100,cp7"_s << OptInt(7) << OptInt(100);
+        QTest::newRow("no digits") << u"cp,mpx"_s << OptInt() << OptInt();
+        QTest::newRow("negative") << u"cp-3"_s << OptInt() << OptInt();
+        QTest::newRow("a bad later piece keeps the earlier") << u"cp5,cpx,cp-1"_s << OptInt(5) << OptInt();
+        QTest::newRow("empty pieces") << u",,mp8,,"_s << OptInt() << OptInt(8);
+        QTest::newRow("spaces are not digits") << u"cp 5,mp8 "_s << OptInt() << OptInt();
+        QTest::newRow("plus sign") << u"cp+5"_s << OptInt(5) << OptInt();
+        QTest::newRow("other keywords") << u"pve,modded,v2531,qp0,cp0"_s << OptInt(0) << OptInt();
+        QTest::newRow("beyond 64 bits") << u"cp99999999999999999999"_s << OptInt() << OptInt();
+        QTest::newRow("prefix is case-sensitive") << u"CP5,Mp4"_s << OptInt() << OptInt();
+    }
+    void parseKeywordCounts()
+    {
+        const A2SWire::KeywordCounts counts = A2SWire::parseKeywordCounts(TW_DATA(QString, keywords));
+        QCOMPARE(counts.current, TW_DATA(OptInt, current));
+        QCOMPARE(counts.max, TW_DATA(OptInt, max));
     }
 };
 

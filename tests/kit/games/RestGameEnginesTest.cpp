@@ -3,6 +3,7 @@
 #include "kit/base/Cancelled.h"
 #include "kit/base/ProviderError.h"
 #include "kit/base/Wakeup.h"
+#include "kit/games/RestGameParsers.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "support/Await.h"
 #include "support/GamesFacts.h"
@@ -17,6 +18,7 @@ using namespace tw;
 using namespace tw::test;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using namespace tw::RestGames;
 
 namespace {
 
@@ -27,15 +29,7 @@ struct Route
     QByteArray body;
 };
 using Routes = QList<Route>;
-
-QString describe(const std::function<QCoro::Task<GameFacts>()> &run)
-{
-    try {
-        return u"online "_s + gamesFacts(await(run()));
-    } catch (const ProviderError &error) {
-        return (error.kind() == ProviderError::Kind::Upstream ? u"offline: "_s : u"fails: "_s) + error.description();
-    }
-}
+using Body = std::optional<QByteArray>;
 
 QCoro::Task<GameFacts> runEngine(const QString &engine, quint16 port, std::optional<QString> secret)
 {
@@ -84,9 +78,26 @@ const QByteArray fivePlayers = R"([{"name":"ann","id":1,"ping":40},{"name":"bo",
 const QByteArray tshockStatus = R"({"status":"200","name":"Terra","port":7777,"playercount":2,"maxplayers":8,)"
                                 R"("players":[{"nickname":"ann"},{"nickname":"","username":"bob"}]})";
 
+// How the user reads a poll: a row of readings, offline with the server's reason, or a failure of
+// the setup the user must repair.
+QString describe(const std::function<GameFacts()> &parse)
+{
+    try {
+        return gamesFacts(parse());
+    } catch (const ProviderError &error) {
+        return (error.kind() == ProviderError::Kind::Upstream ? u"offline: "_s : u"fails: "_s) + error.description();
+    }
+}
+
+Body none()
+{
+    return std::nullopt;
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Routes)
+Q_DECLARE_METATYPE(Body)
 
 class RestGameEnginesTest : public QObject
 {
@@ -136,7 +147,7 @@ private Q_SLOTS:
                                   << Routes{{"/v1/api/info", 200, palInfo},
                                             {"/v1/api/players", 200, palPlayers},
                                             {"/v1/api/metrics", 200, palMetrics}}
-                                  << u"online 2/32 [ann,bo] v0.5.1.61010"_s;
+                                  << u"2/32 [ann,bo] v0.5.1.61010"_s;
         QTest::newRow("Palworld: a 401 wins over two answers") << u"palworld"_s
                                                                << Routes{{"/v1/api/info", 200, palInfo},
                                                                          {"/v1/api/players", 401, {}},
@@ -146,7 +157,7 @@ private Q_SLOTS:
                                                                         << Routes{{"/v1/api/info", 500, {}},
                                                                                   {"/v1/api/players", 200, palPlayers},
                                                                                   {"/v1/api/metrics", 200, palMetrics}}
-                                                                        << u"online 2/32 [ann,bo] "_s;
+                                                                        << u"2/32 [ann,bo] "_s;
         QTest::newRow("Palworld: only invalid JSON")
             << u"palworld"_s
             << Routes{{"/v1/api/info", 200, "<html>"}, {"/v1/api/players", 200, "{"}, {"/v1/api/metrics", 200, "[1]"}}
@@ -157,14 +168,12 @@ private Q_SLOTS:
             << u"offline: HTTP 301"_s;
         QTest::newRow("FiveM") << u"fivem"_s
                                << Routes{{"/info.json", 200, fiveInfo}, {"/players.json", 200, fivePlayers}}
-                               << u"online 2/48 [ann,bo] RP City"_s;
+                               << u"2/48 [ann,bo] RP City"_s;
         QTest::newRow("FiveM: players hidden")
-            << u"fivem"_s << Routes{{"/info.json", 200, fiveInfo}, {"/players.json", 403, {}}}
-            << u"online -/48 [] RP City"_s;
+            << u"fivem"_s << Routes{{"/info.json", 200, fiveInfo}, {"/players.json", 403, {}}} << u"-/48 [] RP City"_s;
         QTest::newRow("FiveM: 401 on both is offline, with the info's status")
             << u"fivem"_s << Routes{{"/info.json", 401, {}}, {"/players.json", 403, {}}} << u"offline: HTTP 401"_s;
-        QTest::newRow("TShock") << u"tshock"_s << Routes{{tshockPath, 200, tshockStatus}}
-                                << u"online 2/8 [ann,bob] Terra"_s;
+        QTest::newRow("TShock") << u"tshock"_s << Routes{{tshockPath, 200, tshockStatus}} << u"2/8 [ann,bob] Terra"_s;
         QTest::newRow("TShock: 403") << u"tshock"_s << Routes{{tshockPath, 403, {}}}
                                      << u"fails: HTTP 403 — the REST interface needs a token"_s;
         QTest::newRow("TShock: without the players query")
@@ -180,14 +189,14 @@ private Q_SLOTS:
         const quint16 port = server->port();
         if (TW_DATA(Routes, routes).isEmpty())
             server.reset();
-        QCOMPARE(describe([&] { return runEngine(engine, port, std::nullopt); }), TW_DATA(QString, outcome));
+        QCOMPARE(describe([&] { return await(runEngine(engine, port, std::nullopt)); }), TW_DATA(QString, outcome));
     }
 
     void secretsGoInHeadersWhereTheyBelong()
     {
         LocalHttpServer server;
         const quint16 port = server.port();
-        describe([&] { return runEngine(u"palworld"_s, port, u"p:w"_s); });
+        describe([&] { return await(runEngine(u"palworld"_s, port, u"p:w"_s)); });
         QCOMPARE(server.requests().size(), 3);
         for (const LocalHttpServer::Request &request : server.requests()) {
             QCOMPARE(header(request.head, "Authorization"), "Basic " + QByteArray("admin:p:w").toBase64());
@@ -196,14 +205,14 @@ private Q_SLOTS:
 
         LocalHttpServer open;
         const quint16 openPort = open.port();
-        describe([&] { return runEngine(u"fivem"_s, openPort, std::nullopt); });
+        describe([&] { return await(runEngine(u"fivem"_s, openPort, std::nullopt)); });
         QCOMPARE(open.requests().size(), 2);
         for (const LocalHttpServer::Request &request : open.requests())
             QVERIFY2(!request.head.toLower().contains("x-players-token"), request.head.constData());
 
         LocalHttpServer guarded;
         const quint16 guardedPort = guarded.port();
-        describe([&] { return runEngine(u"fivem"_s, guardedPort, u"t0ken"_s); });
+        describe([&] { return await(runEngine(u"fivem"_s, guardedPort, u"t0ken"_s)); });
         QCOMPARE(guarded.requests().size(), 2);
         for (const LocalHttpServer::Request &request : guarded.requests()) {
             const QByteArray expected = request.path == "/players.json" ? "t0ken" : "";
@@ -222,7 +231,7 @@ private Q_SLOTS:
 
         auto untouched = std::make_shared<RecordingClient>();
         const QString failure =
-            describe([&] { return RestGames::fetchTShock(u"x y"_s, 7878, false, untouched, makeStopToken()); });
+            describe([&] { return await(RestGames::fetchTShock(u"x y"_s, 7878, false, untouched, makeStopToken())); });
         QCOMPARE(failure, u"fails: bad host \"x y\""_s);
         QVERIFY(untouched->requests.isEmpty());
     }
@@ -242,6 +251,121 @@ private Q_SLOTS:
             await(RestGames::fetchPalworld(u"127.0.0.1"_s, server.port(), u"pw"_s, false, http, stop)));
         QVERIFY(clock.elapsed() < 5000); // far below the client's own time-outs
         QCOMPARE(server.requests().size(), 3);
+    }
+
+    void palworldReplies_data()
+    {
+        QTest::addColumn<Body>("info");
+        QTest::addColumn<Body>("players");
+        QTest::addColumn<Body>("metrics");
+        QTest::addColumn<QString>("expected");
+        const Body info = QByteArray(R"({"version":"v0.3.1","servername":"x"})");
+        const Body metrics = QByteArray(R"({"currentplayernum":3,"maxplayernum":32})");
+        QTest::newRow("all three") << info << Body(R"({"players":[{"name":"ann"},{"name":"bo"}]})") << metrics
+                                   << u"2/32 [ann,bo] v0.3.1"_s;
+        QTest::newRow("names beat the metric")
+            << none() << Body(R"({"players":[{"name":"ann"}]})") << metrics << u"1/32 [ann] "_s;
+        QTest::newRow("empty list, metric zero")
+            << none() << Body(R"({"players":[]})") << Body(R"({"currentplayernum":0,"maxplayernum":"8"})")
+            << u"0/8 [] "_s;
+        QTest::newRow("nameless entries count without a metric")
+            << none() << Body(R"({"players":[{"name":""},{"ip":"1.2.3.4"}]})") << none() << u"2/- [] "_s;
+        QTest::newRow("metric beats nameless entries")
+            << none() << Body(R"({"players":[{"name":""}]})") << metrics << u"3/32 [] "_s;
+        QTest::newRow("list with a non-object is no list")
+            << none() << Body(R"({"players":[{"name":"ann"},7]})") << none() << u"-/- [] "_s;
+        QTest::newRow("info alone") << info << none() << none() << u"-/- [] v0.3.1"_s;
+        QTest::newRow("empty version") << Body(R"({"version":""})") << none() << none() << u"-/- [] "_s;
+        QTest::newRow("metrics as text and fraction")
+            << none() << none() << Body(R"({"currentplayernum":"+4","maxplayernum":31.9})") << u"4/31 [] "_s;
+        QTest::newRow("garbage metric") << none() << none() << Body(R"({"currentplayernum":"4 players"})")
+                                        << u"-/- [] "_s;
+        QTest::newRow("nothing") << none() << none() << none() << u"offline: malformed reply"_s;
+        QTest::newRow("only invalid JSON")
+            << Body("<html>") << Body(R"({"players":)") << Body("") << u"offline: malformed reply"_s;
+        QTest::newRow("lists instead of objects")
+            << Body("[]") << Body(R"([{"name":"a"}])") << Body("3") << u"offline: malformed reply"_s;
+    }
+    void palworldReplies()
+    {
+        QFETCH(Body, info);
+        QFETCH(Body, players);
+        QFETCH(Body, metrics);
+        QFETCH(QString, expected);
+        QCOMPARE(describe([&] { return parsePalworld(objectReply(info), objectReply(players), objectReply(metrics)); }),
+                 expected);
+    }
+
+    void fiveMReplies_data()
+    {
+        QTest::addColumn<Body>("info");
+        QTest::addColumn<Body>("players");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("both") << Body(R"({"vars":{"sv_projectName":"RP City","sv_maxClients":48,"hostname":"h"}})")
+                              << Body(R"([{"name":"ann","id":1},{"name":"bo"}])") << u"2/48 [ann,bo] RP City"_s;
+        QTest::newRow("empty project name falls back on hostname, max as text")
+            << Body(R"({"vars":{"sv_projectName":"","hostname":"Host","sv_maxClients":"48"}})") << none()
+            << u"-/48 [] Host"_s;
+        QTest::newRow("lower-case max") << Body(R"({"vars":{"sv_maxclients":"64","sv_maxClients":"lots"}})") << none()
+                                        << u"-/64 [] "_s;
+        QTest::newRow("vars missing") << Body(R"({"server":"FXServer"})") << none() << u"-/- [] "_s;
+        QTest::newRow("nameless players count")
+            << none() << Body(R"([{"id":1},{"name":""},{"name":"c"}])") << u"3/- [c] "_s;
+        QTest::newRow("empty player list") << none() << Body("[]") << u"0/- [] "_s;
+        QTest::newRow("placeholders count without names")
+            << none() << Body(R"([{"id":0,"name":"Player"},{"id":"0","name":"Player"}])") << u"2/- [] "_s;
+        QTest::newRow("a real player may be called Player")
+            << none() << Body(R"([{"id":7,"name":"Player"},{"id":0,"name":"Player"},{"name":"Player"}])")
+            << u"3/- [Player,Player] "_s;
+        QTest::newRow("player list with a non-object is missing")
+            << Body(R"({"vars":{"hostname":"h"}})") << Body(R"([{"name":"a"},"b"])") << u"-/- [] h"_s;
+        QTest::newRow("player object instead of list")
+            << none() << Body(R"({"name":"a"})") << u"offline: malformed reply"_s;
+        QTest::newRow("info list instead of object") << Body("[]") << none() << u"offline: malformed reply"_s;
+        QTest::newRow("nothing") << none() << none() << u"offline: malformed reply"_s;
+    }
+    void fiveMReplies()
+    {
+        QFETCH(Body, info);
+        QFETCH(Body, players);
+        QFETCH(QString, expected);
+        QCOMPARE(describe([&] { return parseFiveM(objectReply(info), objectListReply(players)); }), expected);
+    }
+
+    void tshockReplies_data()
+    {
+        QTest::addColumn<Body>("status");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("full") << Body(R"({"status":"200","name":"Terra","playercount":2,"maxplayers":8,)"
+                                      R"("players":[{"nickname":"ann","username":"a1"},{"nickname":"bo"}]})")
+                              << u"2/8 [ann,bo] Terra"_s;
+        QTest::newRow("empty nickname falls back on username")
+            << Body(R"({"players":[{"nickname":"","username":"bob"},{"nickname":7,"username":"cy"}]})")
+            << u"2/- [bob,cy] "_s;
+        QTest::newRow("nameless entry counts without a name")
+            << Body(R"({"players":[{"nickname":"ann"},{"group":"guest"}]})") << u"2/- [ann] "_s;
+        QTest::newRow("count beats an empty list") << Body(R"({"playercount":5,"players":[]})") << u"5/- [] "_s;
+        QTest::newRow("count as text beats the list")
+            << Body(R"({"playercount":"1","players":[{"nickname":"a"},{"nickname":"b"}]})") << u"1/- [a,b] "_s;
+        QTest::newRow("no count, no list") << Body(R"({"name":"","maxplayers":"16"})") << u"-/16 [] "_s;
+        QTest::newRow("list with a non-object is no list")
+            << Body(R"({"players":[{"nickname":"a"},null]})") << u"-/- [] "_s;
+        QTest::newRow("list root") << Body(R"([{"nickname":"a"}])") << u"offline: malformed reply"_s;
+        QTest::newRow("status 200 as a number") << Body(R"({"status":200,"playercount":1})") << u"1/- [] "_s;
+        QTest::newRow("status without an error text")
+            << Body(R"({"status":"500","playercount":1})") << u"offline: TShock answered status 500"_s;
+        QTest::newRow("a token refused in a 200 is the user's to repair")
+            << Body(R"({"status":"401","error":"Not authorized."})") << u"fails: Not authorized."_s;
+        QTest::newRow("a response text stands in for the error")
+            << Body(R"({"status":"404","response":"Unknown endpoint"})") << u"offline: Unknown endpoint"_s;
+        QTest::newRow("invalid JSON") << Body(R"({"name":"Terra")") << u"offline: malformed reply"_s;
+        QTest::newRow("nothing") << none() << u"offline: malformed reply"_s;
+    }
+    void tshockReplies()
+    {
+        QFETCH(Body, status);
+        QFETCH(QString, expected);
+        QCOMPARE(describe([&] { return parseTShock(objectReply(status)); }), expected);
     }
 };
 

@@ -2,6 +2,8 @@
 #include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/providers/BeszelProvider.h"
+#include "kit/providers/JSONPathEvaluator.h"
+#include "kit/providers/KumaMetricsParser.h"
 #include "kit/providers/KumaProvider.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"
@@ -84,6 +86,19 @@ KumaConfig kuma(const LocalHttpServer &server, std::optional<QString> user, std:
         config.passwordRef = u"kuma-key"_s;
     config.statusPageSlug = slug;
     return config;
+}
+
+using Rows = QList<ServiceRow>;
+
+ServiceRow metricsRow(const QString &name, ServiceStatus status, std::optional<double> latency = {})
+{
+    return {name, name, status, latency, std::nullopt};
+}
+
+ServiceRow linked(ServiceRow row, const QString &url)
+{
+    row.url = url;
+    return row;
 }
 
 } // namespace
@@ -393,6 +408,119 @@ private Q_SLOTS:
 
         server.route("/status", {.status = 500});
         QCOMPARE(poll(config, {{u"json-token"_s, u"abc"_s}}).failure, u"HTTP 500"_s);
+    }
+
+    void kumaMetricsPage_data()
+    {
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<Rows>("rows");
+        QTest::newRow("comments only") << u"# HELP monitor_status x\n# TYPE monitor_status gauge\n"_s << Rows{};
+        QTest::newRow("latency joined either way round")
+            << u"monitor_response_time{monitor_name=\"a\"} 12.5\nmonitor_status{monitor_name=\"a\"} 1\n"_s
+            << Rows{metricsRow(u"a"_s, ServiceStatus::Up, 12.5)};
+        QTest::newRow("negative response time is no latency")
+            << u"monitor_status{monitor_name=\"a\"} 1\nmonitor_response_time{monitor_name=\"a\"} -1\n"_s
+            << Rows{metricsRow(u"a"_s, ServiceStatus::Up)};
+        QTest::newRow("status table by exact text")
+            << u"monitor_status{monitor_name=\"w\"} 2\nmonitor_status{monitor_name=\"m\"} 3\n"
+               "monitor_status{monitor_name=\"d\"} 0\nmonitor_status{monitor_name=\"x\"} 7\n"
+               "monitor_status{monitor_name=\"f\"} 1.0\n"_s
+            << Rows{metricsRow(u"w"_s, ServiceStatus::Warn),
+                    metricsRow(u"m"_s, ServiceStatus::Maintenance),
+                    metricsRow(u"d"_s, ServiceStatus::Down),
+                    metricsRow(u"x"_s, ServiceStatus::Unknown),
+                    metricsRow(u"f"_s, ServiceStatus::Unknown)};
+        QTest::newRow("escaped quote and backslash, newline escape kept as n")
+            << u"monitor_status{monitor_name=\"say \\\"hi\\\" \\\\ \\n\"} 1\n"_s
+            << Rows{metricsRow(u"say \"hi\" \\ n"_s, ServiceStatus::Up)};
+        QTest::newRow("brace inside an earlier label")
+            << u"monitor_status{monitor_type=\"}x\",monitor_name=\"a\"} 1\n"_s
+            << Rows{metricsRow(u"a"_s, ServiceStatus::Up)};
+        // As Kuma 2.x writes them: tags and id first, the URL behind the name, nulls as text.
+        QTest::newRow("braces in the URL after the name keep a down monitor down")
+            << u"monitor_response_time{Production=\"Production\",monitor_id=\"4\",monitor_name=\"API\",monitor_type="
+               "\"http\",monitor_url=\"http://api.lan/v1/{tenant}/health\",monitor_hostname=\"null\",monitor_port="
+               "\"null\"} 48\n"
+               "monitor_status{Production=\"Production\",monitor_id=\"4\",monitor_name=\"API\",monitor_type=\"http\","
+               "monitor_url=\"http://api.lan/v1/{tenant}/health\",monitor_hostname=\"null\",monitor_port=\"null\"} 0\n"_s
+            << Rows{metricsRow(u"API"_s, ServiceStatus::Down, 48)};
+        QTest::newRow("brace in a name")
+            << u"monitor_status{monitor_id=\"5\",monitor_name=\"Grafana {prod}\",monitor_url=\"https://g\"} 1\n"_s
+            << Rows{linked(metricsRow(u"Grafana {prod}"_s, ServiceStatus::Up), u"https://g"_s)};
+        QTest::newRow("escaped backslash closes the value before a brace")
+            << u"monitor_status{monitor_name=\"C:\\\\\",monitor_url=\"http://x/{a}\"} 0\n"_s
+            << Rows{metricsRow(u"C:\\"_s, ServiceStatus::Down)};
+        QTest::newRow("a quote never closed loses the line")
+            << u"monitor_status{monitor_name=\"a} 1\nmonitor_status{monitor_name=\"b\"} 1\n"_s
+            << Rows{metricsRow(u"b"_s, ServiceStatus::Up)};
+        QTest::newRow("tags and id before the name, timestamp after the value")
+            << u"monitor_status{tag=\"prod\",monitor_id=\"4\",monitor_name=\"api\",monitor_url=\"https://x\"} 1 1700000000\n"_s
+            << Rows{linked(metricsRow(u"api"_s, ServiceStatus::Up), u"https://x"_s)};
+        QTest::newRow("no value is unknown")
+            << u"monitor_status{monitor_name=\"a\"}\n"_s << Rows{metricsRow(u"a"_s, ServiceStatus::Unknown)};
+        QTest::newRow("other metrics and labelless lines ignored")
+            << u"monitor_cert_days_remaining{monitor_name=\"a\"} 30\nmonitor_status 1\nmonitor_statusx{monitor_name=\"b\"} 1\n"_s
+            << Rows{};
+        QTest::newRow("duplicate names give two rows, later latency wins")
+            << u"monitor_response_time{monitor_name=\"a\"} 5\nmonitor_response_time{monitor_name=\"a\"} 7\n"
+               "monitor_status{monitor_name=\"a\"} 1\nmonitor_status{monitor_name=\"a\"} 0\n"_s
+            << Rows{metricsRow(u"a"_s, ServiceStatus::Up, 7), metricsRow(u"a"_s, ServiceStatus::Down, 7)};
+        QTest::newRow("latency that is not wholly a number") << u"monitor_status{monitor_name=\"a\"} 1\n"
+                                                                "monitor_response_time{monitor_name=\"a\"} 12ms\n"_s
+                                                             << Rows{metricsRow(u"a"_s, ServiceStatus::Up)};
+        QTest::newRow("exponent form") << u"monitor_status{monitor_name=\"a\"} 1\n"
+                                          "monitor_response_time{monitor_name=\"a\"} 1.5e2\n"_s
+                                       << Rows{metricsRow(u"a"_s, ServiceStatus::Up, 150)};
+    }
+    void kumaMetricsPage()
+    {
+        QFETCH(QString, page);
+        QCOMPARE(KumaMetricsParser::parse(page), TW_DATA(Rows, rows));
+    }
+
+    void jsonPath_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("text"); // null: nothing
+        QTest::newRow("nested key") << u"a.b"_s << QByteArray("{\"a\":{\"b\":1}}") << u"1"_s;
+        QTest::newRow("index into top-level array") << u"0.name"_s << QByteArray("[{\"name\":\"x\"}]") << u"x"_s;
+        QTest::newRow("negative index") << u"items.-1"_s << QByteArray("{\"items\":[1]}") << QString();
+        QTest::newRow("index past the end") << u"items.1"_s << QByteArray("{\"items\":[1]}") << QString();
+        QTest::newRow("through null") << u"a.b"_s << QByteArray("{\"a\":null}") << QString();
+        QTest::newRow("object does not print") << u"a"_s << QByteArray("{\"a\":{\"b\":1}}") << QString();
+        QTest::newRow("boolean") << u"a"_s << QByteArray("{\"a\":true}") << u"true"_s;
+        QTest::newRow("whole number") << u"a"_s << QByteArray("{\"a\":42.0}") << u"42"_s;
+        QTest::newRow("10^15 without an exponent") << u"a"_s << QByteArray(R"({"a":1e15})") << u"1000000000000000"_s;
+        QTest::newRow("2^53") << u"a"_s << QByteArray(R"({"a":9007199254740992})") << u"9007199254740992"_s;
+        QTest::newRow("above 2^53, as written")
+            << u"a.b"_s << QByteArray(R"({"a":{"b":9007199254740993}})") << u"9007199254740993"_s;
+        QTest::newRow("beyond 64 bits, as written")
+            << u"a"_s << QByteArray(R"({"a":123456789012345678901})") << u"123456789012345678901"_s;
+        QTest::newRow("negative, as written")
+            << u"a"_s << QByteArray(R"({"a":-9007199254740995})") << u"-9007199254740995"_s;
+        QTest::newRow("as written, past strings and siblings")
+            << u"list.1.id"_s
+            << QByteArray("{\"x\":\"a\\\"}{[\",\"list\":[ {\"id\":1}, {\"n\":[1,{\"id\":2}], \"i\\u0064\" : "
+                          "18446744073709551617 } ]}")
+            << u"18446744073709551617"_s;
+        QTest::newRow("large with an exponent") << u"a"_s << QByteArray(R"({"a":1e20})") << u"100000000000000000000"_s;
+        QTest::newRow("too large for digits") << u"a"_s << QByteArray(R"({"a":-1e21})") << u"-1e+21"_s;
+        QTest::newRow("large fraction") << u"a"_s << QByteArray(R"({"a":12345678901234567.5})")
+                                        << u"12345678901234568"_s;
+        QTest::newRow("empty path on an object") << QString() << QByteArray("{\"a\":1}") << QString();
+        QTest::newRow("bare number body") << QString() << QByteArray("42") << QString();
+        QTest::newRow("extra dots") << u".a..b."_s << QByteArray("{\"a\":{\"b\":\"v\"}}") << u"v"_s;
+        QTest::newRow("numeric key is a key") << u"a.0"_s << QByteArray("{\"a\":{\"0\":\"k\"}}") << u"k"_s;
+        QTest::newRow("plus sign index") << u"a.+0"_s << QByteArray("{\"a\":[\"p\"]}") << u"p"_s;
+        QTest::newRow("not JSON") << u"a"_s << QByteArray("<html>") << QString();
+    }
+    void jsonPath()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, body);
+        QFETCH(QString, text);
+        QCOMPARE(JSONPathEvaluator::evaluate(path, body), text.isNull() ? std::nullopt : std::optional(text));
     }
 };
 
