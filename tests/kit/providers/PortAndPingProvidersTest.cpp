@@ -1,17 +1,25 @@
+#include "kit/base/Cancelled.h"
 #include "kit/base/ProviderError.h"
 #include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/monitor/ProviderRegistry.h"
+#include "kit/providers/CertificateCheck.h"
 #include "kit/providers/CheckedPort.h"
+#include "kit/providers/DNSRecordProvider.h"
 #include "kit/providers/HTTPPingProvider.h"
 #include "kit/providers/TCPPortProvider.h"
+#include "kit/providers/TLSCertificateProvider.h"
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/Await.h"
+#include "support/DnsResponder.h"
 #include "support/LocalHttpServer.h"
+#include "support/LocalTlsServer.h"
 #include "support/TestData.h"
 
+#include <QElapsedTimer>
 #include <QTcpServer>
 #include <QTest>
+#include <QTimer>
 
 using namespace tw;
 using namespace tw::test;
@@ -27,11 +35,12 @@ ProviderTransports local(qint64 maxBody = 8388608)
 }
 
 // "up 12ms", "down closed", or "fails: why" when the poll itself fails; a latency reads as "ms".
-QString poll(const AnySourceConfig &config, const ProviderTransports &transports = local())
+QString
+poll(const AnySourceConfig &config, const ProviderTransports &transports = local(), StopToken stop = makeStopToken())
 {
     try {
         auto provider = ProviderRegistry::make(config, std::make_shared<InMemoryCredentialStore>(), transports);
-        const SourceSnapshot snapshot = await(provider->fetch(makeStopToken()));
+        const SourceSnapshot snapshot = await(provider->fetch(std::move(stop)));
         if (snapshot.widgets.size() != 1 || snapshot.sourceID != config.id())
             return u"unexpected snapshot"_s;
         const auto row = std::get<CheckResult>(snapshot.widgets.first().payload);
@@ -51,13 +60,24 @@ quint16 closedPort()
     return probe.serverPort();
 }
 
+constexpr qint64 day = 86400;
+
+QDateTime inDays(double days)
+{
+    return QDateTime::currentDateTimeUtc().addSecs(qint64(days * day));
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(tw::DNSRecordType)
 
 class PortAndPingProvidersTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_dns.start()); }
+
     void checkedPort_data()
     {
         QTest::addColumn<qint64>("value");
@@ -148,6 +168,238 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(ProviderError, TCPPortProvider(ping, local()));
         QVERIFY_THROWS_EXCEPTION(ProviderError, HTTPPingProvider(port, local()));
     }
+
+    void certificateNamePatterns_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<bool>("matches");
+        QTest::newRow("same") << u"nas.home.lan"_s << u"nas.home.lan"_s << true;
+        QTest::newRow("case and final dot") << u"NAS.home.lan."_s << u"nas.Home.lan"_s << true;
+        QTest::newRow("other name") << u"nas.home.lan"_s << u"nvr.home.lan"_s << false;
+        QTest::newRow("wildcard covers one label") << u"*.home.lan"_s << u"nas.home.lan"_s << true;
+        QTest::newRow("wildcard covers no more") << u"*.home.lan"_s << u"a.nas.home.lan"_s << false;
+        QTest::newRow("wildcard covers no less") << u"*.home.lan"_s << u"home.lan"_s << false;
+        QTest::newRow("wildcard over a top-level name") << u"*.lan"_s << u"home.lan"_s << false;
+        QTest::newRow("partial-label wildcard") << u"n*.home.lan"_s << u"nas.home.lan"_s << false;
+        QTest::newRow("wildcard never covers an address") << u"*.0.0.1"_s << u"127.0.0.1"_s << false;
+        QTest::newRow("suffix is not enough") << u"home.lan"_s << u"nas.home.lan"_s << false;
+        QTest::newRow("empty pattern") << QString() << u"nas"_s << false;
+    }
+    void certificateNamePatterns()
+    {
+        QCOMPARE(CertificateCheck::nameMatches(TW_DATA(QString, pattern), TW_DATA(QString, host)),
+                 TW_DATA(bool, matches));
+    }
+
+    void certificateNames_data()
+    {
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QString>("commonName");
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<bool>("matches");
+        QTest::newRow("second alternative name")
+            << QStringList{u"DNS:a.test"_s, u"DNS:b.test"_s} << QString() << u"b.test"_s << true;
+        QTest::newRow("alternative names overrule the common name")
+            << QStringList{u"DNS:a.test"_s} << u"c.test"_s << u"c.test"_s << false;
+        QTest::newRow("common name when there are none") << QStringList() << u"c.test"_s << u"c.test"_s << true;
+        QTest::newRow("address entry") << QStringList{u"IP:127.0.0.1"_s} << QString() << u"127.0.0.1"_s << true;
+        QTest::newRow("an address needs an address entry")
+            << QStringList{u"DNS:127.0.0.1"_s} << QString() << u"127.0.0.1"_s << false;
+        QTest::newRow("IPv6 address entry") << QStringList{u"IP:::1"_s} << QString() << u"0:0::1"_s << true;
+    }
+    void certificateNames()
+    {
+        const TestCertificate made =
+            TestCertificate::make(TW_DATA(QStringList, names), inDays(-1), inDays(30), TW_DATA(QString, commonName));
+        QVERIFY(!made.certificate.isNull());
+        QCOMPARE(CertificateCheck::certificateNames(made.certificate, TW_DATA(QString, host)), TW_DATA(bool, matches));
+    }
+
+    void tlsAgainstALocalServer_data()
+    {
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QDateTime>("validFrom");
+        QTest::addColumn<QDateTime>("validUntil");
+        QTest::addColumn<QString>("sniName");
+        QTest::addColumn<qint64>("warningDays");
+        QTest::addColumn<QString>("row");
+        const QStringList site{u"DNS:site.tidewatch.test"_s};
+        const QString sni = u"site.tidewatch.test"_s;
+        QTest::newRow("valid") << site << inDays(-10.0) << inDays(90.0) << sni << qint64(14)
+                               << u"up ms expires in 90 days"_s;
+        QTest::newRow("expiring in 3 days")
+            << site << inDays(-10.0) << inDays(3.0) << sni << qint64(14) << u"warn ms expires in 3 days"_s;
+        QTest::newRow("3 days is outside a 2-day window")
+            << site << inDays(-10.0) << inDays(3.0) << sni << qint64(2) << u"up ms expires in 3 days"_s;
+        QTest::newRow("a part day counts as one")
+            << site << inDays(-10.0) << inDays(0.5) << sni << qint64(14) << u"warn ms expires in 1 day"_s;
+        QTest::newRow("expired") << site << inDays(-30.0) << inDays(-3.0) << sni << qint64(14)
+                                 << u"down ms expired 3 days ago"_s;
+        QTest::newRow("expired within the day")
+            << site << inDays(-30.0) << inDays(-0.5) << sni << qint64(14) << u"down ms expired less than a day ago"_s;
+        // On the minute, so that the text does not depend on when the row is made.
+        const QDateTime from(QDate::currentDate().addDays(3), QTime(12, 0), Qt::UTC);
+        QTest::newRow("not yet valid") << site << from << inDays(90.0) << sni << qint64(14)
+                                       << u"down ms not valid until "_s + from.toString(u"yyyy-MM-dd HH:mm"_s)
+                + u" UTC"_s;
+        QTest::newRow("wrong name") << QStringList{u"DNS:other.tidewatch.test"_s} << inDays(-10.0) << inDays(90.0)
+                                    << sni << qint64(14) << u"down ms name does not match"_s;
+        QTest::newRow("the name outranks the dates")
+            << QStringList{u"DNS:other.tidewatch.test"_s} << inDays(-30.0) << inDays(-3.0) << sni << qint64(14)
+            << u"down ms name does not match"_s;
+        QTest::newRow("no name given: the host, an address")
+            << QStringList{u"IP:127.0.0.1"_s} << inDays(-10.0) << inDays(90.0) << QString() << qint64(14)
+            << u"up ms expires in 90 days"_s;
+        QTest::newRow("no name given: the host is not the certificate's")
+            << site << inDays(-10.0) << inDays(90.0) << QString() << qint64(14) << u"down ms name does not match"_s;
+    }
+    void tlsAgainstALocalServer()
+    {
+        const TestCertificate made = TestCertificate::make(TW_DATA(QStringList, names),
+                                                           TW_DATA(QDateTime, validFrom),
+                                                           TW_DATA(QDateTime, validUntil));
+        LocalTlsServer server(made);
+        QVERIFY(server.port() != 0);
+        TLSCertificateConfig config(QUuid::createUuid(), u"tls"_s, u"127.0.0.1"_s, server.port());
+        const QString sniName = TW_DATA(QString, sniName);
+        if (!sniName.isEmpty())
+            config.sniName = sniName;
+        config.warningDays = TW_DATA(qint64, warningDays);
+        QCOMPARE(poll(config), TW_DATA(QString, row));
+    }
+
+    void tlsFailuresToConnect_data()
+    {
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<int>("kind"); // 0 closed port, 1 plain TCP listener that sends garbage
+        QTest::addColumn<QString>("detail");
+        QTest::newRow("closed port") << u"127.0.0.1"_s << 0 << u"connection refused"_s;
+        QTest::newRow("not TLS") << u"127.0.0.1"_s << 1 << u"TLS handshake failed"_s;
+        QTest::newRow("unresolvable") << u"no-such-host.invalid"_s << 0 << u"host not found"_s;
+    }
+    void tlsFailuresToConnect()
+    {
+        QTcpServer plain;
+        QVERIFY(plain.listen(QHostAddress::LocalHost, 0));
+        connect(&plain, &QTcpServer::newConnection, &plain, [&plain] {
+            while (QTcpSocket *socket = plain.nextPendingConnection())
+                socket->write("HTTP/1.1 400 Bad Request\r\n\r\nnot a TLS server\r\n");
+        });
+        quint16 port = plain.serverPort();
+        if (TW_DATA(int, kind) == 0) {
+            QTcpServer probe;
+            QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+            port = probe.serverPort();
+        }
+        QCOMPARE(poll(TLSCertificateConfig(QUuid::createUuid(), u"tls"_s, TW_DATA(QString, host), port)),
+                 u"down "_s + TW_DATA(QString, detail));
+    }
+
+    void aStopEndsAStalledHandshakeAtOnce()
+    {
+        QTcpServer silent; // accepts and never answers the client's hello
+        QVERIFY(silent.listen(QHostAddress::LocalHost, 0));
+        const StopToken stop = makeStopToken();
+        QTimer::singleShot(50ms, stop.get(), &StopSource::requestStop);
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY_THROWS_EXCEPTION(
+            Cancelled,
+            poll(TLSCertificateConfig(QUuid::createUuid(), u"tls"_s, u"127.0.0.1"_s, silent.serverPort()),
+                 local(),
+                 stop));
+        QVERIFY(clock.elapsed() < 1000);
+    }
+
+    void dnsAgainstALocalNameserver_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<DNSRecordType>("type");
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<QString>("row");
+        using T = DNSRecordType;
+        QTest::newRow("A, any answer") << u"host.example.test"_s << T::A << QString() << u"up ms"_s;
+        QTest::newRow("A, the second address") << u"host.example.test"_s << T::A << u"192.0.2.8"_s << u"up ms"_s;
+        QTest::newRow("A, not among them") << u"host.example.test"_s << T::A << u"192.0.2.9"_s
+                                           << u"down ms expected 192.0.2.9 got 192.0.2.7, 192.0.2.8"_s;
+        QTest::newRow("AAAA, written longhand")
+            << u"host.example.test"_s << T::AAAA << u"2001:0db8:0:0::7"_s << u"up ms"_s;
+        QTest::newRow("AAAA, another address") << u"host.example.test"_s << T::AAAA << u"2001:db8::8"_s
+                                               << u"down ms expected 2001:db8::8 got 2001:db8::7"_s;
+        QTest::newRow("CNAME, any case and a final dot")
+            << u"alias.example.test"_s << T::CNAME << u"HOST.example.test."_s << u"up ms"_s;
+        QTest::newRow("CNAME, another name") << u"alias.example.test"_s << T::CNAME << u"www.example.test"_s
+                                             << u"down ms expected www.example.test got host.example.test"_s;
+        QTest::newRow("MX by exchange") << u"mail.example.test"_s << T::MX << u"mx2.example.test"_s << u"up ms"_s;
+        QTest::newRow("MX with preference")
+            << u"mail.example.test"_s << T::MX << u"10 mx1.example.test"_s << u"up ms"_s;
+        QTest::newRow("MX, preference does not match")
+            << u"mail.example.test"_s << T::MX << u"20 mx1.example.test"_s
+            << u"down ms expected 20 mx1.example.test got 10 mx1.example.test, 20 mx2.example.test"_s;
+        QTest::newRow("TXT, strings of one record joined")
+            << u"text.example.test"_s << T::TXT << u"hello world"_s << u"up ms"_s;
+        QTest::newRow("TXT, only whole records") << u"text.example.test"_s << T::TXT << u"v=spf1"_s
+                                                 << u"down ms expected v=spf1 got v=spf1 -all, hello world"_s;
+        QTest::newRow("SRV by target") << u"service.example.test"_s << T::SRV << u"rack.example.test"_s << u"up ms"_s;
+        QTest::newRow("SRV in full") << u"service.example.test"_s << T::SRV << u"10 5 8443 rack.example.test"_s
+                                     << u"up ms"_s;
+        QTest::newRow("SRV, another port")
+            << u"service.example.test"_s << T::SRV << u"10 5 8080 rack.example.test"_s
+            << u"down ms expected 10 5 8080 rack.example.test got 10 5 8443 rack.example.test"_s;
+        QTest::newRow("no such name") << u"nx.example.test"_s << T::A << QString() << u"down ms NXDOMAIN"_s;
+        QTest::newRow("name without that record")
+            << u"alias.example.test"_s << T::TXT << QString() << u"down ms no answer"_s;
+        QTest::newRow("an expected value does not turn no answer into a mismatch")
+            << u"mail.example.test"_s << T::A << u"192.0.2.7"_s << u"down ms no answer"_s;
+        QTest::newRow("server failure") << u"servfail.example.test"_s << T::A << QString()
+                                        << u"down ms server failure"_s;
+        QTest::newRow("refused") << u"refused.example.test"_s << T::MX << QString()
+                                 << u"down ms refused by the nameserver"_s;
+    }
+    void dnsAgainstALocalNameserver()
+    {
+        DNSRecordConfig config(QUuid::createUuid(), u"dns"_s, TW_DATA(QString, name), TW_DATA(DNSRecordType, type));
+        const QString expected = TW_DATA(QString, expected);
+        if (!expected.isEmpty())
+            config.expectedValue = expected;
+        config.nameserver = m_dns.nameserver();
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(poll(config), TW_DATA(QString, row));
+        QVERIFY2(clock.elapsed() < 900, "an answered lookup must not wait for its bound");
+    }
+
+    void dnsSilenceIsBounded()
+    {
+        DNSRecordConfig config(QUuid::createUuid(), u"dns"_s, u"drop.example.test"_s, DNSRecordType::A);
+        config.nameserver = m_dns.nameserver();
+        DNSRecordProvider provider(config, 600ms);
+        QElapsedTimer clock;
+        clock.start();
+        const SourceSnapshot snapshot = await(provider.fetch(makeStopToken()));
+        const auto row = std::get<CheckResult>(snapshot.widgets.first().payload);
+        QCOMPARE(row.status, ServiceStatus::Down);
+        QCOMPARE(row.detail, u"timed out"_s);
+        QCOMPARE(row.latencyMs, std::nullopt);
+        QVERIFY2(clock.elapsed() >= 590 && clock.elapsed() < 1100, qPrintable(QString::number(clock.elapsed())));
+    }
+
+    void aStopEndsTheDnsLookupAtOnce()
+    {
+        DNSRecordConfig config(QUuid::createUuid(), u"dns"_s, u"drop.example.test"_s, DNSRecordType::A);
+        config.nameserver = m_dns.nameserver();
+        DNSRecordProvider provider(config);
+        const StopToken stop = makeStopToken();
+        QTimer::singleShot(50ms, stop.get(), &StopSource::requestStop);
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY_THROWS_EXCEPTION(Cancelled, await(provider.fetch(stop)));
+        QVERIFY(clock.elapsed() < 500);
+    }
+
+private:
+    DnsResponder m_dns;
 };
 
 QTEST_GUILESS_MAIN(PortAndPingProvidersTest)
