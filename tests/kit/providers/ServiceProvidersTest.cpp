@@ -8,6 +8,7 @@
 #include "kit/transport/BoundedHTTPClient.h"
 #include "kit/transport/TCPByteChannelFactory.h"
 #include "support/Await.h"
+#include "support/Files.h"
 #include "support/KumaPeer.h"
 #include "support/LocalHttpServer.h"
 #include "support/TestData.h"
@@ -86,6 +87,12 @@ KumaConfig kuma(const LocalHttpServer &server, std::optional<QString> user, std:
         config.passwordRef = u"kuma-key"_s;
     config.statusPageSlug = slug;
     return config;
+}
+
+// A reply as the service writes it, kept as a file beside the tests.
+QByteArray served(const char *name)
+{
+    return contents(QStringLiteral(TW_TEST_DATA_DIR "/providers/") + QLatin1StringView(name));
 }
 
 using Rows = QList<ServiceRow>;
@@ -288,16 +295,9 @@ private Q_SLOTS:
     void beszel()
     {
         LocalHttpServer server;
-        server.route(
-            "/api/collections/systems/records?perPage=200",
-            {.body =
-                 "{\"items\":[{\"id\":\"s1\",\"name\":\"nas01\",\"status\":\"up\",\"info\":{\"cpu\":37.5,"
-                 "\"mp\":71,\"dp\":93.2}},{\"id\":\"s2\",\"host\":\"10.0.0.7\",\"status\":\"paused\","
-                 "\"info\":\"{\\\"cpu\\\":\\\"high\\\",\\\"mp\\\":5}\"},{\"status\":\"down\",\"info\":{\"dp\":99}}]}"});
-        server.route(
-            "/api/collections/smart_devices/records?perPage=200",
-            {.body =
-                 R"({"items":[{"system":"s1","temp":38,"name":"sda"},{"system":"s1","temp":52.5},{"system":"gone","temp":40},{"system":"s2","temp":"hot"},{"system":"s2","temp":0,"name":"/dev/sdb"}]})"});
+        server.route("/api/collections/systems/records?perPage=200", {.body = served("beszel-systems.json")});
+        server.route("/api/collections/smart_devices/records?perPage=200",
+                     {.body = served("beszel-smart-devices.json")});
         BeszelConfig config(QUuid::createUuid(), u"Beszel"_s, server.url(u"//"_s), u"beszel-token"_s);
         config.limits = {90, 90, 90, 50};
         const Outcome outcome = poll(config, {{u"beszel-token"_s, u"tok"_s}});
@@ -433,11 +433,7 @@ private Q_SLOTS:
             << Rows{metricsRow(u"a"_s, ServiceStatus::Up)};
         // As Kuma 2.x writes them: tags and id first, the URL behind the name, nulls as text.
         QTest::newRow("braces in the URL after the name keep a down monitor down")
-            << u"monitor_response_time{Production=\"Production\",monitor_id=\"4\",monitor_name=\"API\",monitor_type="
-               "\"http\",monitor_url=\"http://api.lan/v1/{tenant}/health\",monitor_hostname=\"null\",monitor_port="
-               "\"null\"} 48\n"
-               "monitor_status{Production=\"Production\",monitor_id=\"4\",monitor_name=\"API\",monitor_type=\"http\","
-               "monitor_url=\"http://api.lan/v1/{tenant}/health\",monitor_hostname=\"null\",monitor_port=\"null\"} 0\n"_s
+            << QString::fromUtf8(served("kuma2-metrics-braces-in-url.txt"))
             << Rows{metricsRow(u"API"_s, ServiceStatus::Down, 48)};
         QTest::newRow("brace in a name")
             << u"monitor_status{monitor_id=\"5\",monitor_name=\"Grafana {prod}\",monitor_url=\"https://g\"} 1\n"_s
