@@ -158,10 +158,6 @@ private Q_SLOTS:
                                                                                   {"/v1/api/players", 200, palPlayers},
                                                                                   {"/v1/api/metrics", 200, palMetrics}}
                                                                         << u"2/32 [ann,bo] "_s;
-        QTest::newRow("Palworld: only invalid JSON")
-            << u"palworld"_s
-            << Routes{{"/v1/api/info", 200, "<html>"}, {"/v1/api/players", 200, "{"}, {"/v1/api/metrics", 200, "[1]"}}
-            << u"offline: malformed reply"_s;
         QTest::newRow("Palworld: a redirect is not followed")
             << u"palworld"_s
             << Routes{{"/v1/api/info", 301, {}}, {"/v1/api/players", 301, {}}, {"/v1/api/metrics", 301, {}}}

@@ -34,7 +34,8 @@ ProviderTransports local(qint64 maxBody = 8388608)
             std::make_shared<TCPByteChannelFactory>(500ms)};
 }
 
-// "up 12ms", "down closed", or "fails: why" when the poll itself fails; a latency reads as "ms".
+// One line per row: the status, "ms" when it has a latency, the detail ("down ms HTTP 503"); or
+// "fails: why" when the poll itself fails.
 QString
 poll(const AnySourceConfig &config, const ProviderTransports &transports = local(), StopToken stop = makeStopToken())
 {
