@@ -45,6 +45,9 @@ poll(const AnySourceConfig &config, const ProviderTransports &transports = local
         if (snapshot.widgets.size() != 1 || snapshot.sourceID != config.id())
             return u"unexpected snapshot"_s;
         const auto row = std::get<CheckResult>(snapshot.widgets.first().payload);
+        // The views find a check's row by its source's id and show the source's name.
+        if (row.id != config.id().toString(QUuid::WithoutBraces).toUpper() || row.name != config.common().displayName)
+            return u"row of another source: "_s + row.id + u' ' + row.name;
         QString text = toText(row.status);
         if (row.latencyMs && *row.latencyMs >= 0)
             text += u" ms"_s;
