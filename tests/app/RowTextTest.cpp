@@ -1,153 +1,238 @@
 #include "app/RowText.h"
 
+#include "app/Accent.h"
+#include "app/IconProvider.h"
+#include "app/PopoverText.h"
+#include "app/PopoverWindow.h"
+#include "app/RowLinks.h"
+#include "app/TidewatchApp.h"
 #include "app/TrayIconPainter.h"
+#include "kit/forms/SourceFormState.h"
 #include "support/TestData.h"
 
+#include <QFile>
+#include <QSet>
 #include <QTest>
 
 using namespace tw;
 using namespace Qt::StringLiterals;
 
-using OptDouble = std::optional<double>;
-using OptInt = std::optional<qint64>;
-Q_DECLARE_METATYPE(OptDouble)
-Q_DECLARE_METATYPE(OptInt)
+namespace {
 
+const QUuid id = QUuid::createUuid();
+
+KumaConfig kuma(const QString &base, std::optional<QString> user, std::optional<QString> slug)
+{
+    KumaConfig c(id, u"K"_s, base);
+    c.username = std::move(user);
+    c.statusPageSlug = std::move(slug);
+    return c;
+}
+
+WidgetData service(std::optional<QString> url)
+{
+    return ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, {}, {}, std::move(url)};
+}
+
+QStringList people(int count)
+{
+    return QStringList{u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s}.first(count);
+}
+
+std::optional<QString> subtitle(bool online, const QStringList &names, const QString &detail)
+{
+    return RowText::gameSubtitle(GameServerStatus{u"g"_s, u"Game"_s, online, 1, 10, names, {}, detail});
+}
+
+QString hottest(const QList<double> &temps)
+{
+    QList<DriveTemp> drives;
+    for (const double temp : temps)
+        drives.append({u"sd"_s + QString::number(drives.size()), temp});
+    return RowText::hottestTempText(drives);
+}
+
+// A usage ring as its text, the share it fills and its colour, named for what it stands for.
+QString ring(std::optional<double> pct)
+{
+    const QColor accent(0x12, 0x34, 0x56);
+    const QColor colour = RowText::ringColour(pct, accent);
+    QString name = colour == accent ? u"accent"_s : colour.name();
+    for (const OverallStatus status : {OverallStatus::Unknown, OverallStatus::Degraded, OverallStatus::Down}) {
+        if (colour == TrayIconPainter::statusColour(status))
+            name = toText(status);
+    }
+    return u"%1, %2, %3"_s.arg(RowText::ringText(pct)).arg(RowText::ringFraction(pct), 0, 'g', 3).arg(name);
+}
+
+QString hex(const QString &text)
+{
+    const auto parsed = Accent::parseHex(text);
+    return parsed ? QColor::fromRgbF(float((*parsed)[0]), float((*parsed)[1]), float((*parsed)[2])).name()
+                  : u"refused"_s;
+}
+
+// How long ago a reading was taken, as the popover's two clocks tell it.
+QString age(qint64 ms)
+{
+    const QDateTime now = QDateTime::fromSecsSinceEpoch(1800000000, Qt::UTC);
+    const QDateTime then = now.addMSecs(-ms);
+    return PopoverText::relativeTime(then, now) + u"; "_s + PopoverText::ageText(then, now);
+}
+
+// Where a 340×200 popover opens on a 1000×800 screen, beside a tray icon at `anchor`.
+QString placed(const QRect &anchor)
+{
+    const QPoint at = PopoverWindow::placement(anchor, QSize(340, 200), QRect(0, 0, 1000, 800));
+    return u"%1, %2"_s.arg(at.x()).arg(at.y());
+}
+
+QString onboarding(const QStringList &arguments, bool testHost, bool completed)
+{
+    const auto options = TidewatchApp::LaunchOptions::parse(arguments);
+    return TidewatchApp::opensOnboarding(options, testHost, completed) ? u"opens"_s : u"stays shut"_s;
+}
+
+void row(const char *name, const std::optional<QString> &shown, const QString &expected)
+{
+    QTest::newRow(name) << shown.value_or(u"(none)"_s) << expected;
+}
+
+} // namespace
+
+// What the popover says, in which colour, where its rows lead, and where and when it opens.
 class RowTextTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void latency_data()
+    void texts_data()
     {
-        QTest::addColumn<QString>("prefix");
-        QTest::addColumn<OptDouble>("ms");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("plain") << QString() << OptDouble(12.9) << u"12ms"_s;
-        QTest::newRow("truncated not rounded") << QString() << OptDouble(99.9) << u"99ms"_s;
-        QTest::newRow("prefix") << u"Avg"_s << OptDouble(12.9) << u"Avg 12ms"_s;
-        QTest::newRow("absent drops the prefix") << u"Avg"_s << OptDouble() << u"—"_s;
-        QTest::newRow("below one") << QString() << OptDouble(0.4) << u"0ms"_s;
-    }
-    void latency()
-    {
-        QFETCH(QString, prefix);
-        QFETCH(OptDouble, ms);
-        QCOMPARE(RowText::latencyText(prefix.isNull() ? std::nullopt : std::optional(prefix), ms),
-                 TW_DATA(QString, text));
-    }
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("expected");
+        row("latency truncated, not rounded", RowText::latencyText({}, 99.9), u"99ms"_s);
+        row("latency with a prefix", RowText::latencyText(u"Avg"_s, 12.9), u"Avg 12ms"_s);
+        row("no latency drops the prefix", RowText::latencyText(u"Avg"_s, {}), u"—"_s);
+        row("players", RowText::playersText(3, 20), u"3/20 players"_s);
+        row("players, no current", RowText::playersText({}, 20), u"—/20 players"_s);
+        row("players, no max", RowText::playersText(3, {}), u"3 players"_s);
+        row("three names", RowText::namesText(people(3)), u"A, B, C"_s);
+        row("four names", RowText::namesText(people(4)), u"A, B, C +1"_s);
+        row("five names", RowText::namesText(people(5)), u"A, B, C +2"_s);
+        // The end a row keeps in view when the names are cut short.
+        row("overflow of three", RowText::namesOverflow(people(3)), QString());
+        row("overflow of five", RowText::namesOverflow(people(5)), u" +2"_s);
+        row("game online with names", subtitle(true, people(1), u"v1.20"_s), u"A"_s);
+        row("game online, no names", subtitle(true, {}, u"v1.20"_s), u"v1.20"_s);
+        row("game offline keeps names hidden", subtitle(false, people(1), u"timed out"_s), u"timed out"_s);
+        row("game offline, nothing", subtitle(false, people(1), QString()), u"(none)"_s);
+        // A Beszel agent that could not read a drive reports 0: that drive never speaks for the host.
+        row("no drive has a reading", hottest({0, 0}), QString());
+        row("hottest drive, truncated", hottest({38, 52.6, 0}), u"52°C"_s);
+        row("a drive below zero beats none", hottest({0, -3.5}), u"-3°C"_s);
+        row("not a number is no reading", hottest({qQNaN(), 31}), u"31°C"_s);
+        row("ping target", ICMPPingConfig(id, u"R"_s, u"10.0.0.1"_s).target(), u"10.0.0.1"_s);
+        row("dns target", DNSRecordConfig(id, u"M"_s, u"home.lan"_s, DNSRecordType::MX).target(), u"MX home.lan"_s);
+        row("tls target", TLSCertificateConfig(id, u"N"_s, u"nas"_s).target(), u"nas:443"_s);
+        row("game target", GameServerConfig(id, u"G"_s, u"minecraft-java"_s, u"mc"_s, 25565).target(), u"mc:25565"_s);
+        row("ring without a reading", ring({}), u"—, 0, unknown"_s);
+        row("ring at 70", ring(70), u"70%, 0.7, accent"_s);
+        row("ring above 70", ring(70.1), u"70%, 0.701, degraded"_s);
+        row("ring at 90", ring(90), u"90%, 0.9, degraded"_s);
+        row("ring above 90", ring(90.1), u"90%, 0.901, down"_s);
+        row("ring over full", ring(120), u"120%, 1, down"_s);
+        row("ring below empty", ring(-5), u"-5%, 0, accent"_s);
+        row("accent", hex(u"#8BB8E8"_s), u"#8bb8e8"_s);
+        row("accent with blanks, lower case", hex(u"  #8bb8e8 \n"_s), u"#8bb8e8"_s);
+        row("accent without a number sign", hex(u"8BB8E8"_s), u"#8bb8e8"_s);
+        row("accent in short form", hex(u"#FFF"_s), u"refused"_s);
+        row("accent with letters", hex(u"#GHIJKL"_s), u"refused"_s);
+        row("accent with a plus sign", hex(u"#+ABCDE"_s), u"#0abcde"_s);
+        row("accent with a minus sign", hex(u"#-ABCDE"_s), u"refused"_s);
+        row("accent as drawn", Accent::accentColour(u"#14b8a6"_s).name(), u"#14b8a6"_s);
+        row("unreadable accent draws as the default", Accent::accentColour(u"teal"_s).name(), u"#8bb8e8"_s);
+        row("text on a white accent", Accent::onAccentColour(u"#FFFFFF"_s).name(), u"#1c1c1e"_s);
+        row("text on a black accent", Accent::onAccentColour(u"#000000"_s).name(), u"#ffffff"_s);
+        row("text on the red preset", Accent::onAccentColour(u"#EF4444"_s).name(), u"#1c1c1e"_s);
+        row("text on deep blue", Accent::onAccentColour(u"#1E3A8A"_s).name(), u"#ffffff"_s);
+        row("text on an unreadable accent", Accent::onAccentColour(u"nope"_s).name(), u"#1c1c1e"_s);
+        // Only an unknown state depends on whether anything is configured yet.
+        row("headline, no sources", PopoverText::headline(OverallStatus::Unknown, 0), u"No sources yet"_s);
+        row("headline, no data", PopoverText::headline(OverallStatus::Unknown, 1), u"No data yet"_s);
+        row("chip, no sources", PopoverText::chipText(OverallStatus::Unknown, 0), u"Not configured"_s);
+        row("chip, no data", PopoverText::chipText(OverallStatus::Unknown, 1), u"Waiting for data"_s);
+        row("clock behind", age(-90'000), u"just now; under a minute old"_s);
+        row("4.9 s old", age(4'900), u"just now; under a minute old"_s);
+        row("5 s old", age(5'000), u"5s ago; under a minute old"_s);
+        row("59.9 s old", age(59'900), u"59s ago; under a minute old"_s);
+        row("60 s old", age(60'000), u"1m ago; 1 min old"_s);
+        row("5 min 59 s old", age(359'000), u"5m ago; 5 min old"_s);
+        row("an hour old", age(3'600'000), u"1h ago; 1 h old"_s);
+        row("a second short of a day", age(86'399'000), u"23h ago; 23 h old"_s);
+        row("a day old", age(86'400'000), u"1d ago; 1 day old"_s);
+        row("three days old", age(3 * 86'400'000 + 5'000), u"3d ago; 3 days old"_s);
+        row("below a top panel's icon", placed(QRect(500, 0, 22, 22)), u"340, 26"_s);
+        row("kept on screen at the right edge", placed(QRect(978, 0, 22, 22)), u"660, 26"_s);
+        row("above a bottom panel's icon", placed(QRect(10, 778, 22, 22)), u"0, 574"_s);
+        row("onboarding on a first run", onboarding({}, false, false), u"opens"_s);
+        row("onboarding once completed", onboarding({}, false, true), u"stays shut"_s);
+        row("onboarding on a test host", onboarding({}, true, false), u"stays shut"_s);
+        row("onboarding with demo sources", onboarding({u"-uiTestDemoSources"_s}, false, false), u"stays shut"_s);
+        row("onboarding forced over demo and completed",
+            onboarding({u"-uiTestDemoSources"_s, u"-uiTestShowOnboarding"_s}, true, true),
+            u"opens"_s);
+        row("only exact arguments count",
+            onboarding({u"--uiTestShowOnboarding"_s, u"-uiTestDemoSourcesX"_s}, false, true),
+            u"stays shut"_s);
 
-    void players_data()
-    {
-        QTest::addColumn<OptInt>("current");
-        QTest::addColumn<OptInt>("max");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("both") << OptInt(3) << OptInt(20) << u"3/20 players"_s;
-        QTest::newRow("no current") << OptInt() << OptInt(20) << u"—/20 players"_s;
-        QTest::newRow("no max") << OptInt(3) << OptInt() << u"3 players"_s;
-        QTest::newRow("neither") << OptInt() << OptInt() << u"— players"_s;
+        const AnySourceConfig dashboard = kuma(u"https://kuma.lan"_s, u"admin"_s, {});
+        const AnySourceConfig statusPage = kuma(u"https://kuma.lan/"_s, {}, u"home lab"_s);
+        const AnySourceConfig hub = BeszelConfig(id, u"B"_s, u"https://beszel.lan/"_s, u"t"_s);
+        const AnySourceConfig underPath = BeszelConfig(id, u"B"_s, u"https://home.lan/beszel"_s, u"t"_s);
+        const AnySourceConfig json = JSONWidgetConfig(id, u"J"_s, u"http://api.lan/s"_s, {});
+        const AnySourceConfig game = GameServerConfig(id, u"G"_s, u"minecraft-java"_s, u"mc.lan"_s, 25565);
+        const AnySourceConfig ftp = kuma(u"ftp://kuma.lan"_s, u"a"_s, {});
+        using namespace RowLinks;
+        row("kuma monitor's own address",
+            widgetPage(dashboard, service(u"https://plex.lan/web"_s)),
+            u"https://plex.lan/web"_s);
+        row("kuma monitor without one", widgetPage(statusPage, service({})), u"(none)"_s);
+        row("kuma signed in: dashboard", sourcePage(dashboard), u"https://kuma.lan"_s);
+        row("kuma status page", sourcePage(statusPage), u"https://kuma.lan/status/home%20lab"_s);
+        row("beszel host on its hub",
+            widgetPage(hub, HostStats{u"h1"_s, u"nas"_s}),
+            u"https://beszel.lan/system/nas"_s);
+        row("beszel hub", sourcePage(hub), u"https://beszel.lan/"_s);
+        row("beszel hub under a path, odd host name",
+            widgetPage(underPath, HostStats{u"h1"_s, u"rack/1 #2"_s}),
+            u"https://home.lan/beszel/system/rack%2F1%20%232"_s);
+        row("json endpoint", widgetPage(json, KeyValues{u"J"_s, {}}), u"http://api.lan/s"_s);
+        row("json source", sourcePage(json), u"http://api.lan/s"_s);
+        row("game server widget", widgetPage(game, GameServerStatus{}), u"(none)"_s);
+        row("game server source", sourcePage(game), u"(none)"_s);
+        row("no scheme a browser opens", widgetPage(ftp, service(u"https://"_s)), u"(none)"_s);
+        row("source not for a browser", sourcePage(ftp), u"(none)"_s);
     }
-    void players()
-    {
-        QFETCH(OptInt, current);
-        QFETCH(OptInt, max);
-        QCOMPARE(RowText::playersText(current, max), TW_DATA(QString, text));
-    }
+    void texts() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
 
-    void names_data()
+    // What a kind declares must be complete: a key that reads back, a title, an icon that is bundled
+    // (or its row shows blank), and a view of its fields in the sheet.
+    void everyKindIsDeclaredWhole()
     {
-        QTest::addColumn<QStringList>("names");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("overflow"); // the end a row keeps in view
-        QTest::newRow("none") << QStringList{} << QString() << QString();
-        QTest::newRow("three") << QStringList{u"A"_s, u"B"_s, u"C"_s} << u"A, B, C"_s << QString();
-        QTest::newRow("four") << QStringList{u"A"_s, u"B"_s, u"C"_s, u"D"_s} << u"A, B, C +1"_s << u" +1"_s;
-        QTest::newRow("five") << QStringList{u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s} << u"A, B, C +2"_s << u" +2"_s;
-    }
-    void names()
-    {
-        QFETCH(QStringList, names);
-        QFETCH(QString, text);
-        QCOMPARE(RowText::namesText(names), text);
-        QCOMPARE(RowText::namesOverflow(names), TW_DATA(QString, overflow));
-        QVERIFY(text.endsWith(RowText::namesOverflow(names)));
-    }
-
-    void gameSubtitle_data()
-    {
-        QTest::addColumn<bool>("online");
-        QTest::addColumn<QStringList>("names");
-        QTest::addColumn<QString>("detail");
-        QTest::addColumn<QString>("subtitle"); // null for absent
-        QTest::newRow("online with names") << true << QStringList{u"Ann"_s} << u"v1.20"_s << u"Ann"_s;
-        QTest::newRow("online, no names") << true << QStringList{} << u"v1.20"_s << u"v1.20"_s;
-        QTest::newRow("offline keeps names hidden")
-            << false << QStringList{u"Ann"_s} << u"timed out"_s << u"timed out"_s;
-        QTest::newRow("offline, nothing") << false << QStringList{u"Ann"_s} << QString() << QString();
-    }
-    void gameSubtitle()
-    {
-        GameServerStatus game{u"g"_s,
-                              u"Game"_s,
-                              TW_DATA(bool, online),
-                              1,
-                              10,
-                              TW_DATA(QStringList, names),
-                              {},
-                              TW_DATA(QString, detail)};
-        QFETCH(QString, subtitle);
-        QCOMPARE(RowText::gameSubtitle(game), subtitle.isNull() ? std::nullopt : std::optional(subtitle));
-    }
-
-    void rings_data()
-    {
-        QTest::addColumn<OptDouble>("pct");
-        QTest::addColumn<double>("fraction");
-        QTest::addColumn<QString>("colour"); // "accent" or a status
-        QTest::addColumn<QString>("text");
-        QTest::newRow("absent") << OptDouble() << 0.0 << u"unknown"_s << u"—"_s;
-        QTest::newRow("low") << OptDouble(12.7) << 0.127 << u"accent"_s << u"12%"_s;
-        QTest::newRow("exactly 70") << OptDouble(70) << 0.7 << u"accent"_s << u"70%"_s;
-        QTest::newRow("above 70") << OptDouble(70.1) << 0.701 << u"degraded"_s << u"70%"_s;
-        QTest::newRow("exactly 90") << OptDouble(90) << 0.9 << u"degraded"_s << u"90%"_s;
-        QTest::newRow("above 90") << OptDouble(90.1) << 0.901 << u"down"_s << u"90%"_s;
-        QTest::newRow("over full") << OptDouble(120) << 1.0 << u"down"_s << u"120%"_s;
-        QTest::newRow("negative") << OptDouble(-5) << 0.0 << u"accent"_s << u"-5%"_s;
-    }
-    void rings()
-    {
-        QFETCH(OptDouble, pct);
-        QFETCH(QString, colour);
-        const QColor accent(0x12, 0x34, 0x56);
-        QVERIFY(qFuzzyCompare(1 + RowText::ringFraction(pct), 1 + TW_DATA(double, fraction)));
-        QColor expected = accent;
-        if (colour == u"unknown"_s)
-            expected = TrayIconPainter::statusColour(OverallStatus::Unknown);
-        else if (colour == u"degraded"_s)
-            expected = TrayIconPainter::statusColour(OverallStatus::Degraded);
-        else if (colour == u"down"_s)
-            expected = TrayIconPainter::statusColour(OverallStatus::Down);
-        QCOMPARE(RowText::ringColour(pct, accent), expected);
-        QCOMPARE(RowText::ringText(pct), TW_DATA(QString, text));
-    }
-
-    // A Beszel agent that could not read a drive reports 0: that drive never speaks for the host.
-    void hottestDrive_data()
-    {
-        QTest::addColumn<QList<double>>("temps");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("no drives") << QList<double>{} << QString();
-        QTest::newRow("no drive has a reading") << QList<double>{0, 0} << QString();
-        QTest::newRow("hottest, truncated") << QList<double>{38, 52.6, 0} << u"52°C"_s;
-        QTest::newRow("a reading below zero beats none") << QList<double>{0, -3.5} << u"-3°C"_s;
-        QTest::newRow("not a number is no reading") << QList<double>{qQNaN(), 31} << u"31°C"_s;
-    }
-    void hottestDrive()
-    {
-        QList<DriveTemp> drives;
-        for (const double temp : TW_DATA(QList<double>, temps))
-            drives.append({u"sd"_s + QString::number(drives.size()), temp});
-        QCOMPARE(RowText::hottestTempText(drives), TW_DATA(QString, text));
+        QSet<QString> keys;
+        for (const auto kind : AnySourceConfig::allKinds()) {
+            const SourceKindInfo &info = AnySourceConfig::info(kind);
+            const QString key = info.key.toString();
+            QVERIFY2(!keys.contains(key), qPrintable(key));
+            keys.insert(key);
+            QCOMPARE(sourceKindFromString(key), kind);
+            const SourceKindForm &form = SourceKindForm::of(kind);
+            QVERIFY(!info.title.isEmpty() && !form.purpose().isEmpty() && !form.usage().isEmpty());
+            const QString icon = IconProvider::fileFor(info.symbol.toString());
+            QVERIFY2(!icon.isEmpty() && QFile::exists(icon), qPrintable(key));
+            const QString view = u":/Tidewatch/"_s + SourceKindForm::view(kind) + u".qml"_s;
+            QVERIFY2(QFile::exists(view), qPrintable(view));
+        }
     }
 };
 
