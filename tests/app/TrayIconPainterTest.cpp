@@ -1,10 +1,9 @@
 #include "app/TrayIconPainter.h"
 
-#include <QDir>
+#include "app/Accent.h"
+
 #include <QPainter>
 #include <QTest>
-
-#include <cmath>
 
 using namespace tw;
 using namespace Qt::StringLiterals;
@@ -32,18 +31,10 @@ QList<int> dotLightness(const QImage &image)
     return values;
 }
 
-// WCAG's relative luminance of an opaque colour.
-double luminance(const QColor &colour)
-{
-    const auto channel = [](double c) {
-        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * channel(colour.redF()) + 0.7152 * channel(colour.greenF()) + 0.0722 * channel(colour.blueF());
-}
-
 double contrast(const QColor &a, const QColor &b)
 {
-    const double la = luminance(a), lb = luminance(b);
+    const double la = Accent::relativeLuminance(a.redF(), a.greenF(), a.blueF());
+    const double lb = Accent::relativeLuminance(b.redF(), b.greenF(), b.blueF());
     return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
 }
 
@@ -124,30 +115,6 @@ private Q_SLOTS:
         QFETCH(int, size);
         const double share = legibleShare(TrayIconPainter::paint(OverallStatus::Up, size, glyph), panel);
         QVERIFY2(share >= 0.25, qPrintable(u"only %1 % of the rack stands out"_s.arg(share * 100, 0, 'f', 1)));
-    }
-
-    // A sheet of every state, plain and shaped, on a light and a dark panel: for a look by eye.
-    void sheet()
-    {
-        const int size = 48, gap = 12;
-        QImage sheet(gap + statuses.size() * (size + gap), 2 * (2 * size + 3 * gap), QImage::Format_ARGB32);
-        QPainter p(&sheet);
-        int y = 0;
-        for (const auto &[panel, glyph] : {std::pair{QColor(0xf0, 0xf0, 0xf0), QColor(0x20, 0x20, 0x20)},
-                                           std::pair{QColor(0x2b, 0x2b, 0x2e), QColor(0xf2, 0xf2, 0xf5)}}) {
-            p.fillRect(0, y, sheet.width(), 2 * size + 3 * gap, panel);
-            for (const bool shapes : {false, true}) {
-                y += gap;
-                for (int i = 0; i < statuses.size(); ++i)
-                    p.drawImage(gap + i * (size + gap), y, TrayIconPainter::paint(statuses[i], size, glyph, shapes));
-                y += size;
-            }
-            y += gap;
-        }
-        p.end();
-        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-        QDir().mkpath(out);
-        QVERIFY(sheet.save(QDir(out).filePath(u"tray-status-shapes.png"_s)));
     }
 };
 
