@@ -2,6 +2,7 @@
 
 #include "app/Accent.h"
 
+#include <QDir>
 #include <QPainter>
 #include <QTest>
 
@@ -115,6 +116,31 @@ private Q_SLOTS:
         QFETCH(int, size);
         const double share = legibleShare(TrayIconPainter::paint(OverallStatus::Up, size, glyph), panel);
         QVERIFY2(share >= 0.25, qPrintable(u"only %1 % of the rack stands out"_s.arg(share * 100, 0, 'f', 1)));
+    }
+
+    // A sheet of every state, plain and shaped, on a light and a dark panel: the picture of the
+    // states the README shows (docs/screenshots), made by running this test with TW_SCREENSHOT_DIR.
+    void sheet()
+    {
+        const int size = 48, gap = 12;
+        QImage sheet(gap + statuses.size() * (size + gap), 2 * (2 * size + 3 * gap), QImage::Format_ARGB32);
+        QPainter p(&sheet);
+        int y = 0;
+        for (const auto &[panel, glyph] : {std::pair{QColor(0xf0, 0xf0, 0xf0), QColor(0x20, 0x20, 0x20)},
+                                           std::pair{QColor(0x2b, 0x2b, 0x2e), QColor(0xf2, 0xf2, 0xf5)}}) {
+            p.fillRect(0, y, sheet.width(), 2 * size + 3 * gap, panel);
+            for (const bool shapes : {false, true}) {
+                y += gap;
+                for (int i = 0; i < statuses.size(); ++i)
+                    p.drawImage(gap + i * (size + gap), y, TrayIconPainter::paint(statuses[i], size, glyph, shapes));
+                y += size;
+            }
+            y += gap;
+        }
+        p.end();
+        const QString out = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
+        QDir().mkpath(out);
+        QVERIFY(sheet.save(QDir(out).filePath(u"tray-status-shapes.png"_s)));
     }
 };
 
