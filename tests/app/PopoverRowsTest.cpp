@@ -10,6 +10,7 @@
 using namespace tw;
 using namespace tw::PopoverRows;
 using namespace Qt::StringLiterals;
+using Status = ServiceStatus;
 
 namespace {
 
@@ -123,9 +124,9 @@ private Q_SLOTS:
     void rowsOfOneSource()
     {
         Estate e;
-        const QList<WidgetData> widgets{service("a", ServiceStatus::Up, 10),
-                                        service("b", ServiceStatus::Warn, 30),
-                                        service("c", ServiceStatus::Down)};
+        const QList<WidgetData> widgets{service("a", Status::Up, 10),
+                                        service("b", Status::Warn, 30),
+                                        service("c", Status::Down)};
         const int reported = TW_DATA(int, reported);
         const auto s = e.add("Kuma", widgets.first(std::max(reported, 0)));
         if (reported < 0)
@@ -158,8 +159,8 @@ private Q_SLOTS:
     void staleByAge()
     {
         Estate e;
-        e.add("Kuma", {service("a", ServiceStatus::Down, 12), service("b", ServiceStatus::Up)});
-        e.add("One", {service("x", ServiceStatus::Up)});
+        e.add("Kuma", {service("a", Status::Down, 12), service("b", Status::Up)});
+        e.add("One", {service("x", Status::Up)});
         const QDateTime seen = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
         for (auto &source : e.state.sources)
             source.common().pollInterval = TW_DATA(double, interval);
@@ -180,16 +181,16 @@ private Q_SLOTS:
     void groupingFollowsHeadersAndLayoutOrder()
     {
         Estate e;
-        const auto a = e.add("A", {service("x", ServiceStatus::Up)});
-        const auto b = e.add("B", {service("x", ServiceStatus::Up), service("y", ServiceStatus::Up)});
-        const auto c = e.add("C", {service("x", ServiceStatus::Up)});
+        const auto a = e.add("A", {service("x", Status::Up)});
+        const auto b = e.add("B", {service("x", Status::Up), service("y", Status::Up)});
+        const auto c = e.add("C", {service("x", Status::Up)});
         e.state.layout.sourceOrder = {JsonRead::uuidText(b.id()), JsonRead::uuidText(c.id())};
         const QList<RowGroup> groups = groupRows(popoverRows(e.state));
         QCOMPARE(groups.size(), 3);
         QCOMPARE(groups.at(0).id(), u"header:"_s + JsonRead::uuidText(b.id()));
         QCOMPARE(groups.at(0).children.size(), 2);
         QVERIFY(!groups.at(1).isGroup);
-        QCOMPARE(groups.at(2).id(), u"single:"_s + service("x", ServiceStatus::Up).widgetKey(a.id()));
+        QCOMPARE(groups.at(2).id(), u"single:"_s + service("x", Status::Up).widgetKey(a.id()));
     }
 
     // What a header makes of its widgets (counts worst first, the worst status, the mean latency),
@@ -214,30 +215,24 @@ private Q_SLOTS:
                     + inactiveSummary(e.state.snapshots).value_or(u"-"_s);
                 QTest::newRow(name) << shown << expected;
             };
-        const WidgetData up = service("u", ServiceStatus::Up), unknown = service("n", ServiceStatus::Unknown);
+        const WidgetData up = service("u", Status::Up), unknown = service("n", Status::Unknown);
         header("worst first, unknown before up",
-               {service("a", ServiceStatus::Up, 1),
-                unknown,
-                service("c", ServiceStatus::Down),
-                service("d", ServiceStatus::Up, 3)},
+               {service("a", Status::Up, 1), unknown, service("c", Status::Down), service("d", Status::Up, 3)},
                u"1 down \u00B7 1 unknown \u00B7 2 up, down, 2 ms"_s);
-        header("warn beats unknown", {unknown, service("w", ServiceStatus::Warn)}, u"1 warn \u00B7 1 unknown, warn"_s);
+        header("warn beats unknown", {unknown, service("w", Status::Warn)}, u"1 warn \u00B7 1 unknown, warn"_s);
         header("up beats unknown", {unknown, up}, u"1 unknown \u00B7 1 up, up"_s);
         header("key values count as up, hosts give no latency",
-               {KeyValues{u"t"_s, {}}, HostStats{u"h"_s, u"h"_s, ServiceStatus::Up, 1, 2, 3, {}}},
+               {KeyValues{u"t"_s, {}}, HostStats{u"h"_s, u"h"_s, Status::Up, 1, 2, 3, {}}},
                u"2 up, up"_s);
         header("offline game is down",
                {GameServerStatus{u"g"_s, u"g"_s, false, {}, {}, {}, 5.0, {}}},
                u"1 down, down, 5 ms"_s);
         header("no widgets", {}, u", unknown"_s);
         summary("only unknown", {unknown}, false, u"-; 1 service inactive"_s);
-        summary("one warn",
-                {service("w", ServiceStatus::Warn), up},
-                false,
-                u"1 service affected; 2 services inactive"_s);
+        summary("one warn", {service("w", Status::Warn), up}, false, u"1 service affected; 2 services inactive"_s);
         summary("all up", {up, up}, false, u"2 services online; 2 services inactive"_s);
         // A failing source counts once, as down, whatever it last saw.
-        summary("failing", {up, service("d", ServiceStatus::Down)}, true, u"1 service affected; 2 services inactive"_s);
+        summary("failing", {up, service("d", Status::Down)}, true, u"1 service affected; 2 services inactive"_s);
         summary("nothing", {}, false, u"-; -"_s);
     }
     void counts() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
