@@ -178,21 +178,6 @@ private Q_SLOTS:
         }
     }
 
-    void groupingFollowsHeadersAndLayoutOrder()
-    {
-        Estate e;
-        const auto a = e.add("A", {service("x", Status::Up)});
-        const auto b = e.add("B", {service("x", Status::Up), service("y", Status::Up)});
-        const auto c = e.add("C", {service("x", Status::Up)});
-        e.state.layout.sourceOrder = {JsonRead::uuidText(b.id()), JsonRead::uuidText(c.id())};
-        const QList<RowGroup> groups = groupRows(popoverRows(e.state));
-        QCOMPARE(groups.size(), 3);
-        QCOMPARE(groups.at(0).id(), u"header:"_s + JsonRead::uuidText(b.id()));
-        QCOMPARE(groups.at(0).children.size(), 2);
-        QVERIFY(!groups.at(1).isGroup);
-        QCOMPARE(groups.at(2).id(), u"single:"_s + service("x", Status::Up).widgetKey(a.id()));
-    }
-
     // What a header makes of its widgets (counts worst first, the worst status, the mean latency),
     // and the summary lines over all sources (what is affected or online, what a pause stops).
     void counts_data()
@@ -237,19 +222,28 @@ private Q_SLOTS:
     }
     void counts() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
 
-    // Entries that name no source, or one twice, neither order the sources nor outlive a move.
-    void sourceOrderIgnoresStaleAndMalformedEntries()
+    // The user's order of the sources, entries that name none or one twice aside, lays out the groups:
+    // a header with its children, a single row on its own. A move keeps only the live entries.
+    void sourceOrderLaysOutTheGroups()
     {
         Estate e;
-        const auto a = e.add("a", {}), b = e.add("b", {}), c = e.add("c", {}), d = e.add("d", {});
+        const auto a = e.add("a", {service("x", Status::Up)});
+        const auto b = e.add("b", {service("x", Status::Up), service("y", Status::Up)});
+        const auto c = e.add("c", {service("x", Status::Up)});
+        const auto d = e.add("d", {});
         const auto text = [](const AnySourceConfig &s) {
             return JsonRead::uuidText(s.id());
         };
-        WidgetLayout layout;
-        layout.sourceOrder = {text(c), u"not a uuid"_s, QUuid::createUuid().toString(), text(a), text(c)};
-        QCOMPARE(layout.orderedSourceIDs(e.state.sources), (QList<QUuid>{c.id(), a.id(), b.id(), d.id()}));
-        layout.moveSource(e.state.sources, {1}, 0);
-        QCOMPARE(layout.sourceOrder, (QStringList{text(a), text(c), text(b), text(d)}));
+        e.state.layout.sourceOrder = {text(b), u"not a uuid"_s, QUuid::createUuid().toString(), text(c), text(b)};
+        QCOMPARE(e.state.layout.orderedSourceIDs(e.state.sources), (QList<QUuid>{b.id(), c.id(), a.id(), d.id()}));
+        const QList<RowGroup> groups = groupRows(popoverRows(e.state));
+        QCOMPARE(groups.size(), 4);
+        QCOMPARE(groups.at(0).id(), u"header:"_s + text(b));
+        QCOMPARE(groups.at(0).children.size(), 2);
+        QVERIFY(!groups.at(2).isGroup);
+        QCOMPARE(groups.at(2).id(), u"single:"_s + service("x", Status::Up).widgetKey(a.id()));
+        e.state.layout.moveSource(e.state.sources, {2}, 0);
+        QCOMPARE(e.state.layout.sourceOrder, (QStringList{text(a), text(b), text(c), text(d)}));
     }
 
     // How the user's arrangement orders what a source reports, and how a drag changes a list.
