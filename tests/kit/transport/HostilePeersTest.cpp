@@ -1,3 +1,4 @@
+#include "kit/base/Cancelled.h"
 #include "kit/base/ProviderError.h"
 #include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/games/MinecraftSLP.h"
@@ -9,12 +10,12 @@
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
 #include "support/MinecraftResponder.h"
-#include "support/RakNetResponder.h"
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTcpServer>
 #include <QTest>
+#include <QTimer>
 
 #include <malloc.h>
 
@@ -82,12 +83,21 @@ private Q_SLOTS:
         QCOMPARE(server.endlessBytes(), written);
     }
 
-    void resetMidBodyIsAFailureNotAShortBody()
+    void aStopEndsAReadFromASilentPeerAtOnce()
     {
-        LocalHttpServer server;
-        server.route("/reset", {.resetAfter = 1000});
-        BoundedHTTPClient client;
-        QCOMPARE(failureOf(client, server.url(u"/reset"_s)), u"host unreachable"_s);
+        QTcpServer peer;
+        QVERIFY(peer.listen(QHostAddress::LocalHost, 0));
+        TCPByteChannelFactory factory(10s);
+        StopToken stop = makeStopToken();
+        QTimer::singleShot(50, stop.get(), &StopSource::requestStop);
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY_THROWS_EXCEPTION(Cancelled, await([&]() -> QCoro::Task<> {
+                                     const QString host = u"127.0.0.1"_s;
+                                     auto channel = co_await factory.connect(host, peer.serverPort(), stop);
+                                     co_await channel->read(1);
+                                 }()));
+        QVERIFY(clock.elapsed() < 2000);
     }
 
     void oneBadSourceDoesNotHoldUpTheOthers()
@@ -106,53 +116,24 @@ private Q_SLOTS:
         const HTTPPingConfig ok(QUuid::createUuid(), u"ok"_s, good.url(u"/"_s));
         const HTTPPingConfig stuck(QUuid::createUuid(), u"stuck"_s, slow.url(u"/"_s));
         const TCPPortConfig port(QUuid::createUuid(), u"port"_s, u"127.0.0.1"_s, silent.serverPort());
-        // Minecraft servers: one that answers, one with a six-byte length, one announcing half a
-        // megabyte and one more.
+        // The protocols' own faults are their tests' business; here they only must not hold up the rest.
         MinecraftResponder fine;
         fine.replyWith(R"({"players":{"online":2,"max":10}})");
         MinecraftResponder endlessVarInt;
         endlessVarInt.replyRaw(QByteArray::fromHex("8080808080") + QByteArray(1, '\x01'));
-        MinecraftResponder huge;
-        huge.replyRaw(QByteArray::fromHex("05") + QByteArray(1, '\0') + MinecraftSLP::encodeVarInt(524289));
         const auto minecraft = [](const QString &name, quint16 at) {
             return GameServerConfig(QUuid::createUuid(), name, u"minecraft-java"_s, u"127.0.0.1"_s, at);
         };
         const GameServerConfig mcFine = minecraft(u"fine"_s, fine.port());
         const GameServerConfig mcVarInt = minecraft(u"varint"_s, endlessVarInt.port());
-        const GameServerConfig mcHuge = minecraft(u"huge"_s, huge.port());
-        // A Bedrock server whose pong announces more text than the datagram holds: read up to its end.
-        RakNetResponder overlong;
-        QByteArray pong = RakNetResponder::pong("MCPE;m;1;1.2;4;8");
-        pong[34] = '\x7f'; // the length's low byte: 127 bytes announced, 16 sent
-        overlong.replyRaw(pong);
-        const GameServerConfig bedrock(QUuid::createUuid(),
-                                       u"bedrock"_s,
-                                       u"minecraft-bedrock"_s,
-                                       u"127.0.0.1"_s,
-                                       overlong.port());
-        // Steam query servers: one looping on challenges, one sending 33 fragments of a two-part
-        // reply without ever the second, one slipping in a fragment of another reply, and a good one.
         A2SResponder looping;
         looping.setChallenge(A2SResponder::Challenge::Forever);
-        A2SResponder flooding;
-        flooding.splitInfo({.fragments = 2, .order = QList<int>(33, 0)});
-        A2SResponder foreign;
-        foreign.splitInfo({.fragments = 3, .foreignAt = 2});
-        A2SResponder steamFine;
-        steamFine.setInfo(A2SResponder::valheimInfo());
-        const auto valheim = [](const QString &name, quint16 at) {
-            GameServerConfig config(QUuid::createUuid(), name, u"valheim"_s, u"127.0.0.1"_s, 2456);
-            config.queryPort = at;
-            return config;
-        };
-        const GameServerConfig a2sLoop = valheim(u"loop"_s, looping.port());
-        const GameServerConfig a2sFlood = valheim(u"flood"_s, flooding.port());
-        const GameServerConfig a2sForeign = valheim(u"foreign"_s, foreign.port());
-        const GameServerConfig a2sFine = valheim(u"a2s fine"_s, steamFine.port());
+        GameServerConfig a2sLoop(QUuid::createUuid(), u"loop"_s, u"valheim"_s, u"127.0.0.1"_s, 2456);
+        a2sLoop.queryPort = looping.port();
         QElapsedTimer clock;
         clock.start();
-        engine.sync({ok, stuck, port, mcFine, mcVarInt, mcHuge, bedrock, a2sLoop, a2sFlood, a2sForeign, a2sFine});
-        QTRY_VERIFY2_WITH_TIMEOUT(engine.currentState().snapshots.size() == 11,
+        engine.sync({ok, stuck, port, mcFine, mcVarInt, a2sLoop});
+        QTRY_VERIFY2_WITH_TIMEOUT(engine.currentState().snapshots.size() == 6,
                                   qPrintable(QStringList(engine.currentState().errors.values()).join(u", "_s)),
                                   5000);
         const auto status = [&](const QUuid &id) {
@@ -170,18 +151,7 @@ private Q_SLOTS:
         QCOMPARE(game(mcFine.id).playersCurrent, 2);
         QCOMPARE(game(mcVarInt.id).online, false);
         QCOMPARE(game(mcVarInt.id).detail, u"varint too long"_s);
-        QCOMPARE(game(mcHuge.id).online, false);
-        QCOMPARE(game(mcHuge.id).detail, u"status reply too large"_s);
-        QVERIFY(game(bedrock.id).online);
-        QCOMPARE(game(bedrock.id).playersMax, 8);
         QCOMPARE(game(a2sLoop.id).detail, u"challenge loop exceeded"_s);
-        QCOMPARE(looping.infoRequests(), 4);
-        QCOMPARE(game(a2sFlood.id).detail, u"malformed reply"_s);
-        QCOMPARE(game(a2sForeign.id).detail, u"malformed reply"_s);
-        for (const GameServerConfig *broken : {&a2sLoop, &a2sFlood, &a2sForeign})
-            QVERIFY(!game(broken->id).online);
-        QVERIFY(game(a2sFine.id).online);
-        QCOMPARE(game(a2sFine.id).detail, u"Viking Hall"_s);
         QVERIFY(clock.elapsed() < 3000);
     }
 };
