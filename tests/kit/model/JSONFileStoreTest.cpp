@@ -2,9 +2,10 @@
 
 #include "kit/model/JsonRead.h"
 #include "support/Files.h"
+#include "support/TestData.h"
 
-#include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
@@ -21,77 +22,49 @@ class JSONFileStoreTest : public QObject
     QString path() const { return m_dir.filePath(u"sources.json"_s); }
     QString corruptPath() const { return m_dir.filePath(u"sources.json.corrupt"_s); }
 
-    static QJsonDocument decode(const QByteArray &bytes) { return JsonRead::document(bytes); }
-    // A valid JSON document of exactly `size` bytes: a string padded with spaces.
+    // A valid JSON list of exactly `size` bytes: a string padded with spaces.
     static QByteArray documentOfSize(qint64 size) { return "[\"x\"]" + QByteArray(size - 5, ' '); }
 
 private Q_SLOTS:
-    void init()
+    // A file that does not read is put aside, replacing an older one; one too large to read is the
+    // user's to look at and stays where it is.
+    void load_data()
     {
-        QFile::remove(path());
-        QFile::remove(corruptPath());
-    }
-
-    void missingFileIsAbsentAndCreatesNothing()
-    {
-        QVERIFY(!JSONFileStore::load(path(), corruptPath(), decode));
-        QVERIFY(!QFile::exists(path()));
-        QVERIFY(!QFile::exists(corruptPath()));
-    }
-
-    void readsUpToTheLimitAndRefusesOneByteMore()
-    {
-        put(path(), documentOfSize(JSONFileStore::maxFileBytes));
-        QVERIFY(JSONFileStore::load(path(), corruptPath(), decode));
-
-        put(path(), documentOfSize(JSONFileStore::maxFileBytes + 1));
-        QVERIFY(!JSONFileStore::load(path(), corruptPath(), decode));
-        QCOMPARE(QFileInfo(path()).size(), JSONFileStore::maxFileBytes + 1);
-        QVERIFY(!QFile::exists(corruptPath()));
-    }
-
-    void corruptFilesAreQuarantinedNewestKept_data()
-    {
+        QTest::addColumn<bool>("exists");
         QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("empty file") << QByteArray();
-        QTest::newRow("truncated") << QByteArray(R"([{"tcpPort":)");
-        QTest::newRow("binary") << QByteArray("\x00\xff\xfe", 3);
+        QTest::addColumn<bool>("loaded");
+        QTest::addColumn<bool>("quarantined");
+        QTest::newRow("missing") << false << QByteArray() << false << false;
+        QTest::newRow("exactly the limit") << true << documentOfSize(JSONFileStore::maxFileBytes) << true << false;
+        QTest::newRow("one byte over") << true << documentOfSize(JSONFileStore::maxFileBytes + 1) << false << false;
+        QTest::newRow("empty file") << true << QByteArray() << false << true;
+        QTest::newRow("truncated") << true << QByteArray(R"([{"tcpPort":)") << false << true;
+        QTest::newRow("JSON the caller cannot decode") << true << QByteArray(R"({"wrong":"shape"})") << false << true;
     }
-    void corruptFilesAreQuarantinedNewestKept()
+    void load()
     {
         QFETCH(QByteArray, bytes);
+        QFile::remove(path());
         put(corruptPath(), "an older corrupt file");
-        put(path(), bytes);
-        QVERIFY(!JSONFileStore::load(path(), corruptPath(), decode));
-        QVERIFY(!QFile::exists(path()));
-        QCOMPARE(contents(corruptPath()), bytes);
-    }
-
-    void decodeFailureOfTheCallerQuarantinesToo()
-    {
-        put(path(), R"({"valid":"json","wrong":"shape"})");
+        if (TW_DATA(bool, exists))
+            put(path(), bytes);
         const auto decodeList = [](const QByteArray &b) {
             const QJsonDocument d = JsonRead::document(b);
             if (!d.isArray())
                 throw DecodeError(u"expected a list"_s);
             return d.array();
         };
-        QVERIFY(!JSONFileStore::load(path(), corruptPath(), decodeList));
-        QVERIFY(QFile::exists(corruptPath()));
+        QCOMPARE(JSONFileStore::load(path(), corruptPath(), decodeList).has_value(), TW_DATA(bool, loaded));
+        const bool quarantined = TW_DATA(bool, quarantined);
+        QCOMPARE(QFile::exists(path()), TW_DATA(bool, exists) && !quarantined);
+        QCOMPARE(contents(corruptPath()), quarantined ? bytes : QByteArray("an older corrupt file"));
     }
 
-    void writeCreatesMissingDirectoriesAndReplacesWhole()
+    void writeMakesTheFolderOrThrows()
     {
         const QString nested = m_dir.filePath(u"a/b/c/history.json"_s);
         JSONFileStore::write("[1]", nested);
         QCOMPARE(contents(nested), QByteArray("[1]"));
-        JSONFileStore::write("[2,3]", nested);
-        QCOMPARE(contents(nested), QByteArray("[2,3]"));
-        QCOMPARE(QDir(m_dir.filePath(u"a/b/c"_s)).entryList(QDir::Files), QStringList{u"history.json"_s});
-    }
-
-    void writeIntoAnUnwritablePlaceThrows()
-    {
         put(m_dir.filePath(u"blocker"_s), "a file where a directory should be");
         QVERIFY_THROWS_EXCEPTION(JSONFileStore::FileWriteError,
                                  JSONFileStore::write("[]", m_dir.filePath(u"blocker/sources.json"_s)));
