@@ -1,5 +1,6 @@
 #include "kit/model/SourcesStore.h"
 
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QFile>
@@ -8,6 +9,7 @@
 #include <QTest>
 
 using namespace tw;
+using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 class SourcesStoreTest : public QObject
@@ -16,27 +18,14 @@ class SourcesStoreTest : public QObject
 
     QTemporaryDir m_dir;
 
-    QString write(const QString &name, const QByteArray &bytes)
-    {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        file.write(bytes);
-        return path;
-    }
-
 private Q_SLOTS:
+    // Sorted keys, indented: a file a user can read and compare.
     void savedFileIsSortedAndPretty()
     {
-        const TCPPortConfig tcp(QUuid::createUuid(), u"ssh"_s, u"nas"_s, 22);
+        const TCPPortConfig tcp(QUuid::fromString(u"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e"_s), u"ssh"_s, u"nas"_s, 22);
         SourcesStore::save({tcp}, m_dir.path());
-        QFile file(SourcesStore::sourcesPath(m_dir.path()));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
-        QVERIFY(bytes.contains("\n    {\n        \"tcpPort\": {"));
-        // Keys in order: alertThreshold before displayName before host.
-        QVERIFY(bytes.indexOf("alertThreshold") < bytes.indexOf("displayName"));
-        QVERIFY(bytes.indexOf("displayName") < bytes.indexOf("\"host\""));
+        QCOMPARE(contents(SourcesStore::sourcesPath(m_dir.path())),
+                 contents(QStringLiteral(TW_TEST_DATA_DIR "/model/sources-saved.json")));
         QCOMPARE(SourcesStore::load(m_dir.path()), QList<AnySourceConfig>{tcp});
     }
 
@@ -51,7 +40,8 @@ private Q_SLOTS:
         BeszelConfig beszel(QUuid::createUuid(), u"Beszel"_s, u"http://beszel"_s, u"beszel-x"_s);
         beszel.dependsOn = open.id;
         const QList<AnySourceConfig> exported{beszel, open, kuma, open};
-        const QString path = write(u"export.json"_s, SourcesStore::encode(exported));
+        const QString path = m_dir.filePath(u"export.json"_s);
+        put(path, SourcesStore::encode(exported));
 
         const QList<AnySourceConfig> first = SourcesStore::importFile(path);
         const QList<AnySourceConfig> second = SourcesStore::importFile(path);
@@ -109,7 +99,10 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, bytes);
         QFETCH(QString, message);
-        const QString path = TW_DATA(bool, exists) ? write(u"bad.json"_s, bytes) : m_dir.filePath(u"missing.json"_s);
+        const QString path = m_dir.filePath(u"bad.json"_s);
+        QFile::remove(path);
+        if (TW_DATA(bool, exists))
+            put(path, bytes);
         try {
             SourcesStore::importFile(path);
             QFAIL("imported a bad file");
