@@ -6,6 +6,7 @@
 #include "kit/transport/SRVResolver.h"
 #include "support/Await.h"
 #include "support/DnsResponder.h"
+#include "support/ModelCases.h"
 #include "support/TestData.h"
 
 #include <QElapsedTimer>
@@ -21,8 +22,6 @@ using namespace tw::test;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-using OptServer = std::optional<Nameserver>;
-Q_DECLARE_METATYPE(OptServer)
 using Failure = std::optional<FailureKind>;
 Q_DECLARE_METATYPE(Failure)
 Q_DECLARE_METATYPE(tw::DnsStatus)
@@ -69,26 +68,14 @@ class DnsResolverTest : public QObject
 private Q_SLOTS:
     void initTestCase() { QVERIFY(m_responder.start()); }
 
-    void nameserverText_data()
+    void nameserverText_data() { addCaseRows(u"transport/nameservers.json"_s); }
+    void nameserverText()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<OptServer>("server");
-        const auto at = [](const char *address, quint16 port) {
-            return OptServer(Nameserver{QHostAddress(QString::fromLatin1(address)), port});
-        };
-        QTest::newRow("IPv4") << u"192.0.2.53"_s << at("192.0.2.53", 53);
-        QTest::newRow("IPv4 and a port") << u" 192.0.2.53:5335 "_s << at("192.0.2.53", 5335);
-        QTest::newRow("IPv6 in brackets and a port") << u"[2001:db8::53]:5335"_s << at("2001:db8::53", 5335);
-        QTest::newRow("IPv6 in brackets alone") << u"[::1]"_s << at("::1", 53);
-        QTest::newRow("a name") << u"dns.lan"_s << OptServer();
-        QTest::newRow("port 0") << u"192.0.2.53:0"_s << OptServer();
-        QTest::newRow("port too big") << u"192.0.2.53:65536"_s << OptServer();
-        QTest::newRow("port with a sign") << u"192.0.2.53:+53"_s << OptServer();
-        QTest::newRow("IPv4 in brackets") << u"[192.0.2.53]:53"_s << OptServer();
-        QTest::newRow("unclosed bracket") << u"[::1:53"_s << OptServer();
-        QTest::newRow("a scope") << u"fe80::1%eth0"_s << OptServer();
+        QFETCH(QJsonObject, given);
+        const std::optional<Nameserver> server = Nameserver::parse(given[u"text"].toString());
+        QCOMPARE(server ? server->address.toString() + u' ' + QString::number(server->port) : QString(),
+                 given[u"server"].toString());
     }
-    void nameserverText() { QCOMPARE(Nameserver::parse(TW_DATA(QString, text)), TW_DATA(OptServer, server)); }
 
     void statusesToldApart_data()
     {
