@@ -1,6 +1,8 @@
 #include "kit/model/AtomicFile.h"
 
 #include "kit/model/FileWriteError.h"
+#include "kit/model/JSONFileStore.h"
+#include "kit/model/JsonRead.h"
 #include "support/Files.h"
 #include "support/TestData.h"
 #include "support/WriteBlocker.h"
@@ -8,6 +10,8 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -35,10 +39,17 @@ mode_t modeOf(const QString &file)
     return ::stat(QFile::encodeName(file).constData(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
+// A valid JSON list of exactly `size` bytes: a string padded with spaces.
+QByteArray documentOfSize(qint64 size)
+{
+    return "[\"x\"]" + QByteArray(size - 5, ' ');
+}
+
 } // namespace
 
 // Every file Tidewatch writes goes through AtomicFile: a save that cannot finish leaves the old file
-// as it was, says why, and leaves no temporary copy behind.
+// as it was, says why, and leaves no temporary copy behind. The JSON store above it puts aside a file
+// that does not read.
 class AtomicFileTest : public QObject
 {
     Q_OBJECT
@@ -119,6 +130,53 @@ private Q_SLOTS:
         // A save cleans up, as a start does.
         AtomicFile::write(dir.filePath(u"sources.json"_s), "[]");
         QCOMPARE(!QFile::exists(dir.filePath(name)), removed);
+    }
+
+    // A file that does not read is put aside, replacing an older one; one too large to read is the
+    // user's to look at and stays where it is.
+    void jsonStoreLoad_data()
+    {
+        QTest::addColumn<bool>("exists");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("loaded");
+        QTest::addColumn<bool>("quarantined");
+        QTest::newRow("missing") << false << QByteArray() << false << false;
+        QTest::newRow("exactly the limit") << true << documentOfSize(JSONFileStore::maxFileBytes) << true << false;
+        QTest::newRow("one byte over") << true << documentOfSize(JSONFileStore::maxFileBytes + 1) << false << false;
+        QTest::newRow("empty file") << true << QByteArray() << false << true;
+        QTest::newRow("truncated") << true << QByteArray(R"([{"tcpPort":)") << false << true;
+        QTest::newRow("JSON the caller cannot decode") << true << QByteArray(R"({"wrong":"shape"})") << false << true;
+    }
+    void jsonStoreLoad()
+    {
+        QFETCH(QByteArray, bytes);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"sources.json"_s);
+        const QString corruptPath = dir.filePath(u"sources.json.corrupt"_s);
+        put(corruptPath, "an older corrupt file");
+        if (TW_DATA(bool, exists))
+            put(path, bytes);
+        const auto decodeList = [](const QByteArray &b) {
+            const QJsonDocument d = JsonRead::document(b);
+            if (!d.isArray())
+                throw DecodeError(u"expected a list"_s);
+            return d.array();
+        };
+        QCOMPARE(JSONFileStore::load(path, corruptPath, decodeList).has_value(), TW_DATA(bool, loaded));
+        const bool quarantined = TW_DATA(bool, quarantined);
+        QCOMPARE(QFile::exists(path), TW_DATA(bool, exists) && !quarantined);
+        QCOMPARE(contents(corruptPath), quarantined ? bytes : QByteArray("an older corrupt file"));
+    }
+
+    void jsonStoreWriteMakesTheFolderOrThrows()
+    {
+        QTemporaryDir dir;
+        const QString nested = dir.filePath(u"a/b/c/history.json"_s);
+        JSONFileStore::write("[1]", nested);
+        QCOMPARE(contents(nested), QByteArray("[1]"));
+        put(dir.filePath(u"blocker"_s), "a file where a directory should be");
+        QVERIFY_THROWS_EXCEPTION(JSONFileStore::FileWriteError,
+                                 JSONFileStore::write("[]", dir.filePath(u"blocker/sources.json"_s)));
     }
 };
 
