@@ -1,11 +1,12 @@
 #include "kit/model/Dependencies.h"
 
 #include "kit/model/JsonRead.h"
-#include "support/TestData.h"
+#include "support/ModelCases.h"
 
 #include <QTest>
 
 using namespace tw;
+using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -54,29 +55,12 @@ class DependenciesTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void effectiveParents_data()
-    {
-        QTest::addColumn<QString>("sources");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<QString>("counts"); // of the sources behind each, in the row's order
-        QTest::newRow("none") << u"A B"_s << u""_s << u"00"_s;
-        QTest::newRow("chain of three") << u"AB BC C"_s << u"AB BC"_s << u"012"_s;
-        QTest::newRow("two behind one") << u"AR BR R"_s << u"AR BR"_s << u"002"_s;
-        QTest::newRow("itself") << u"AA B"_s << u""_s << u"00"_s;
-        QTest::newRow("parent removed") << u"AX B"_s << u""_s << u"00"_s;
-        QTest::newRow("loop of two") << u"AB BA"_s << u""_s << u"00"_s;
-        QTest::newRow("loop of three, each member loses its parent") << u"AB BC CA"_s << u""_s << u"000"_s;
-        // D is outside the loop: its parent stays, and merely has none itself.
-        QTest::newRow("a source behind a loop") << u"DA AB BA"_s << u"DA"_s << u"010"_s;
-        QTest::newRow("a loop beside a chain") << u"AB BA XY YZ Z"_s << u"XY YZ"_s << u"00012"_s;
-        QTest::newRow("a loop found from its tail first") << u"EF FG GF"_s << u"EF"_s << u"010"_s;
-    }
+    void effectiveParents_data() { addCaseRows(u"model/dependencies-parents.json"_s); }
     void effectiveParents()
     {
-        QFETCH(QString, sources);
-        QFETCH(QString, expected);
-        const QList<AnySourceConfig> list = sourcesOf(sources);
-        QCOMPARE(parentsText(list, Dependencies::parents(list)), expected);
+        QFETCH(QJsonObject, given);
+        const QList<AnySourceConfig> list = sourcesOf(given[u"sources"].toString());
+        QCOMPARE(parentsText(list, Dependencies::parents(list)), given[u"parents"].toString());
         // What a file reads as: the same, written into each source.
         const QList<AnySourceConfig> normalized = Dependencies::normalized(list);
         Dependencies::Parents written;
@@ -89,7 +73,7 @@ private Q_SLOTS:
         QString counts;
         for (const AnySourceConfig &source : list)
             counts += QString::number(Dependencies::countBehind(written, source.id()));
-        QCOMPARE(counts, TW_DATA(QString, counts));
+        QCOMPARE(counts, given[u"counts"].toString());
     }
 
     void causeIsTheFarthestDownAncestor_data()
@@ -113,30 +97,16 @@ private Q_SLOTS:
         QCOMPARE(cause, expected.isEmpty() ? std::nullopt : std::optional(idOf(expected.at(0))));
     }
 
-    void refusesWhatWouldCloseALoop_data()
-    {
-        QTest::addColumn<QString>("sources");
-        QTest::addColumn<QChar>("source");
-        QTest::addColumn<QChar>("parent");
-        QTest::addColumn<QString>("expected"); // empty: allowed
-        QTest::newRow("a free parent") << u"A B"_s << QChar(u'A') << QChar(u'B') << QString();
-        QTest::newRow("down a chain") << u"AB BC C"_s << QChar(u'A') << QChar(u'C') << QString();
-        QTest::newRow("a new source") << u"B"_s << QChar(u'N') << QChar(u'B') << QString();
-        QTest::newRow("itself") << u"A"_s << QChar(u'A') << QChar(u'A') << u"A source can't sit behind itself."_s;
-        QTest::newRow("its grandchild") << u"AX BA CB"_s << QChar(u'A') << QChar(u'C')
-                                        << u"A can't sit behind C: C already sits behind A."_s;
-        QTest::newRow("into another loop") << u"A BC CB"_s << QChar(u'A') << QChar(u'B') << QString();
-        QTest::newRow("a parent that is gone") << u"A"_s << QChar(u'A') << QChar(u'Z')
-                                               << u"No source has the id %1."_s.arg(JsonRead::uuidText(idOf(u'Z')));
-    }
+    void refusesWhatWouldCloseALoop_data() { addCaseRows(u"model/dependencies-refusals.json"_s); }
     void refusesWhatWouldCloseALoop()
     {
-        QFETCH(QString, sources);
-        QFETCH(QChar, source);
-        QFETCH(QChar, parent);
-        QFETCH(QString, expected);
-        const auto refusal = Dependencies::refusal(sourcesOf(sources), idOf(source), idOf(parent));
-        QCOMPARE(refusal.value_or(QString()), expected);
+        QFETCH(QJsonObject, given);
+        const QUuid parent = idOf(given[u"parent"].toString().at(0));
+        const auto refusal = Dependencies::refusal(sourcesOf(given[u"sources"].toString()),
+                                                   idOf(given[u"source"].toString().at(0)),
+                                                   parent);
+        QCOMPARE(refusal.value_or(QString()),
+                 given[u"refusal"].toString().replace(u"{parent}"_s, JsonRead::uuidText(parent)));
     }
 
     void findsAParentByNameOrId_data()
