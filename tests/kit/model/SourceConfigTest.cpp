@@ -1,12 +1,16 @@
 #include "kit/model/AnySourceConfig.h"
 #include "kit/model/DecodeError.h"
 #include "kit/model/JsonRead.h"
+#include "kit/model/SourcesStore.h"
+#include "support/Files.h"
 #include "support/ModelCases.h"
 #include "support/TestData.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSet>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <limits>
@@ -19,18 +23,13 @@ class SourceConfigTest : public QObject
 {
     Q_OBJECT
 
-    static QJsonObject parse(const QByteArray &json) { return QJsonDocument::fromJson(json).object(); }
-    static const QUuid &uuid()
-    {
-        static const QUuid id = QUuid::fromString(u"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e"_s);
-        return id;
-    }
+    QTemporaryDir m_dir;
 
 private Q_SLOTS:
     void everyRecordTypeReadsBack()
     {
         for (const DNSRecordType type : allDNSRecordTypes()) {
-            const AnySourceConfig config(DNSRecordConfig(uuid(), u"D"_s, u"n"_s, type));
+            const AnySourceConfig config(DNSRecordConfig(QUuid::createUuid(), u"D"_s, u"n"_s, type));
             QCOMPARE(AnySourceConfig::fromJson(config.toJson()), config);
         }
     }
@@ -60,19 +59,6 @@ private Q_SLOTS:
         }
     }
 
-    void readsGameServersLeniently()
-    {
-        const auto config = AnySourceConfig::fromJson(
-            parse(R"({"gameServer":{"_0":{"id":"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e","displayName":"MC",
-                      "gameID":"minecraft","host":"mc","port":25565,"pollInterval":null,"queryPort":null}}})"));
-        const auto *game = config.as<GameServerConfig>();
-        QVERIFY(game);
-        QCOMPARE(game->pollInterval, 60.0);
-        QCOMPARE(game->alertThreshold, 3);
-        QVERIFY(!game->queryPort);
-        QCOMPARE(config.toJson()[u"gameServer"].toObject()[u"_0"].toObject()[u"useTLS"], QJsonValue(false));
-    }
-
     // Unknown kinds and keys beside known ones are read past; a missing or mistyped key is refused
     // and named.
     void decodesOrRefuses_data() { addCaseRows(u"model/source-decoding.json"_s); }
@@ -86,6 +72,8 @@ private Q_SLOTS:
             QCOMPARE(config.toJson().constBegin().key(), given[u"kind"].toString());
             const std::optional<QUuid> parent = config.common().dependsOn;
             QCOMPARE(parent ? JsonRead::uuidText(*parent) : QString(), given[u"dependsOn"].toString());
+            if (given.contains(u"writtenAs"))
+                QCOMPARE(config.toJson(), given[u"writtenAs"].toObject());
         } catch (const DecodeError &e) {
             QVERIFY2(!error.isEmpty() && e.text().contains(error), qPrintable(e.text()));
         }
@@ -107,6 +95,98 @@ private Q_SLOTS:
         QFETCH(double, seconds);
         QFETCH(double, clamped);
         QCOMPARE(PollInterval::clamp(seconds), clamped);
+    }
+
+    // Sorted keys, indented: a file a user can read and compare.
+    void savedFileIsSortedAndPretty()
+    {
+        const TCPPortConfig tcp(QUuid::fromString(u"6a1f9d2e-8c3b-4f5a-b7e6-0d9c8b7a6f5e"_s), u"ssh"_s, u"nas"_s, 22);
+        SourcesStore::save({tcp}, m_dir.path());
+        QCOMPARE(contents(SourcesStore::sourcesPath(m_dir.path())),
+                 contents(QStringLiteral(TW_TEST_DATA_DIR "/model/sources-saved.json")));
+        QCOMPARE(SourcesStore::load(m_dir.path()), QList<AnySourceConfig>{tcp});
+    }
+
+    // Each import is a family of its own: new ids, its parents carried over to them, and secret
+    // names of its own, so that it never reaches another source's secret.
+    void importGivesEachCopyItsOwnIdsAndSecrets()
+    {
+        KumaConfig kuma(QUuid::createUuid(), u"Kuma"_s, u"http://kuma"_s);
+        kuma.passwordRef = u"kuma-shared-by-hand"_s;
+        KumaConfig open(QUuid::createUuid(), u"Open Kuma"_s, u"http://kuma2"_s);
+        open.dependsOn = kuma.id;
+        BeszelConfig beszel(QUuid::createUuid(), u"Beszel"_s, u"http://beszel"_s, u"beszel-x"_s);
+        beszel.dependsOn = open.id;
+        const QList<AnySourceConfig> exported{beszel, open, kuma, open};
+        const QString path = m_dir.filePath(u"export.json"_s);
+        put(path, SourcesStore::encode(exported));
+
+        const QList<AnySourceConfig> first = SourcesStore::importFile(path);
+        const QList<AnySourceConfig> second = SourcesStore::importFile(path);
+        QCOMPARE(first.size(), 3); // the duplicate id is dropped
+        QSet<QUuid> ids;
+        QSet<QString> secrets;
+        for (const QList<AnySourceConfig> &batch : {first, second, exported}) {
+            for (const AnySourceConfig &source : batch) {
+                ids.insert(source.id());
+                for (const QString &name : source.credentialNames())
+                    secrets.insert(name);
+            }
+        }
+        QCOMPARE(ids.size(), 3 + 3 + 3);
+        QCOMPARE(secrets.size(), 2 + 2 + 2);
+        for (const QList<AnySourceConfig> &batch : {first, second}) {
+            QCOMPARE(batch[0].common().dependsOn, batch[1].id());
+            QCOMPARE(batch[1].common().dependsOn, batch[2].id());
+            QCOMPARE(batch[2].common().dependsOn, std::nullopt);
+        }
+        QCOMPARE(first[2].as<KumaConfig>()->passwordRef,
+                 AnySourceConfig::credentialName(AnySourceConfig::Kind::Kuma, first[2].id()));
+        QCOMPARE(first[1].as<KumaConfig>()->passwordRef, std::nullopt); // no secret stays no secret
+        QCOMPARE(first[2].as<KumaConfig>()->baseURL, u"http://kuma"_s);
+    }
+
+    // A loop written by hand reads as no parent at all; the rest of the file is kept.
+    void loadDropsALoop()
+    {
+        QList<AnySourceConfig> sources;
+        for (int i = 0; i < 3; ++i)
+            sources.append(TCPPortConfig(QUuid::createUuid(), u"s%1"_s.arg(i), u"nas"_s, 22 + i));
+        sources[0].common().dependsOn = sources[1].id();
+        sources[1].common().dependsOn = sources[0].id();
+        sources[2].common().dependsOn = sources[0].id();
+        SourcesStore::save(sources, m_dir.path());
+        const QList<AnySourceConfig> read = SourcesStore::load(m_dir.path());
+        QCOMPARE(read.size(), 3);
+        QCOMPARE(read[0].common().dependsOn, std::nullopt);
+        QCOMPARE(read[1].common().dependsOn, std::nullopt);
+        QCOMPARE(read[2].common().dependsOn, sources[0].id());
+    }
+
+    void importRefusesWhatIsNotASourcesFile_data()
+    {
+        QTest::addColumn<bool>("exists");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("missing") << false << QByteArray() << u"Couldn't open"_s;
+        QTest::newRow("object") << true << QByteArray("{}") << u"is not a Tidewatch sources file"_s;
+        QTest::newRow("truncated") << true << QByteArray("[{\"tcpPort\":") << u"is not a Tidewatch sources file"_s;
+        QTest::newRow("too large") << true << QByteArray(8 * 1024 * 1024 + 1, ' ') << u"is larger than 8 MiB"_s;
+    }
+    void importRefusesWhatIsNotASourcesFile()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, message);
+        const QString path = m_dir.filePath(u"bad.json"_s);
+        QFile::remove(path);
+        if (TW_DATA(bool, exists))
+            put(path, bytes);
+        try {
+            SourcesStore::importFile(path);
+            QFAIL("imported a bad file");
+        } catch (const SourcesStore::ImportError &error) {
+            QVERIFY2(error.text().contains(message), qPrintable(error.text()));
+        }
     }
 };
 
