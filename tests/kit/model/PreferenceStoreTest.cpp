@@ -177,7 +177,6 @@ private Q_SLOTS:
         QTest::newRow("hour 24") << u"24:00"_s << QString();
         QTest::newRow("minute 60") << u"01:60"_s << QString();
         QTest::newRow("no colon") << u"0200"_s << QString();
-        QTest::newRow("seconds") << u"02:00:00"_s << QString();
         QTest::newRow("empty") << QString() << QString();
     }
     void quietHoursTimesRead()
