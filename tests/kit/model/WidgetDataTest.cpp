@@ -84,8 +84,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("json");
         QTest::addColumn<QByteArray>("written"); // empty: refused
         QTest::newRow("older file, no keys") << QByteArray(R"({"baseURL":"x"})") << QByteArray("{}");
-        QTest::newRow("some") << QByteArray(R"({"cpuLimit":95,"tempLimit":60})")
-                              << QByteArray(R"({"cpuLimit":95,"tempLimit":60})");
         QTest::newRow("all") << QByteArray(R"({"cpuLimit":1,"memLimit":2,"diskLimit":3,"tempLimit":4})")
                              << QByteArray(R"({"cpuLimit":1,"memLimit":2,"diskLimit":3,"tempLimit":4})");
         QTest::newRow("null is off") << QByteArray(R"({"diskLimit":null})") << QByteArray("{}");
