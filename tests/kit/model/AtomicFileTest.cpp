@@ -2,7 +2,7 @@
 
 #include "kit/model/FileWriteError.h"
 #include "kit/model/JSONFileStore.h"
-#include "kit/model/JsonRead.h"
+#include "kit/model/SourcesStore.h"
 #include "support/Files.h"
 #include "support/TestData.h"
 #include "support/WriteBlocker.h"
@@ -10,8 +10,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -39,10 +37,10 @@ mode_t modeOf(const QString &file)
     return ::stat(QFile::encodeName(file).constData(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
-// A valid JSON list of exactly `size` bytes: a string padded with spaces.
+// A sources file of exactly `size` bytes: an empty list padded with spaces.
 QByteArray documentOfSize(qint64 size)
 {
-    return "[\"x\"]" + QByteArray(size - 5, ' ');
+    return "[]" + QByteArray(size - 2, ' ');
 }
 
 } // namespace
@@ -156,13 +154,7 @@ private Q_SLOTS:
         put(corruptPath, "an older corrupt file");
         if (TW_DATA(bool, exists))
             put(path, bytes);
-        const auto decodeList = [](const QByteArray &b) {
-            const QJsonDocument d = JsonRead::document(b);
-            if (!d.isArray())
-                throw DecodeError(u"expected a list"_s);
-            return d.array();
-        };
-        QCOMPARE(JSONFileStore::load(path, corruptPath, decodeList).has_value(), TW_DATA(bool, loaded));
+        QCOMPARE(JSONFileStore::load(path, corruptPath, SourcesStore::decode).has_value(), TW_DATA(bool, loaded));
         const bool quarantined = TW_DATA(bool, quarantined);
         QCOMPARE(QFile::exists(path), TW_DATA(bool, exists) && !quarantined);
         QCOMPARE(contents(corruptPath), quarantined ? bytes : QByteArray("an older corrupt file"));
