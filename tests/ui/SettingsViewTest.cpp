@@ -9,6 +9,7 @@
 #include "support/Files.h"
 #include "support/GuiTestMain.h"
 #include "support/TestData.h"
+#include "support/UiPictures.h"
 #include "support/Views.h"
 #include "support/WriteBlocker.h"
 
@@ -279,16 +280,8 @@ private Q_SLOTS:
         QTest::qWait(200);
         const QImage image = view->grabWindow();
         saveScreenshot(image, stop + u".png"_s);
-        int windowColour = 0;
-        int other = 0;
-        const QColor window = rig.theme->window();
-        for (int y = 0; y < image.height(); y += 2)
-            for (int x = 0; x < image.width(); x += 2) {
-                const QColor p = image.pixelColor(x, y);
-                const int distance = std::abs(p.red() - window.red()) + std::abs(p.green() - window.green())
-                    + std::abs(p.blue() - window.blue());
-                ++(distance < 24 ? windowColour : other);
-            }
+        const qsizetype windowColour = pixelsNear(image, rig.theme->window());
+        const qsizetype other = qsizetype(image.width()) * image.height() - windowColour;
         QVERIFY2(windowColour * 10 > other, "the window's own colour should show");
         QVERIFY2(other * 100 > windowColour, "something should be drawn on it");
     }

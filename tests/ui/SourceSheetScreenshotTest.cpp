@@ -1,6 +1,7 @@
 #include "app/SourceEditor.h"
 #include "app/SourceSheetController.h"
 #include "support/GuiTestMain.h"
+#include "support/UiPictures.h"
 #include "support/Views.h"
 
 #include <QQuickView>
@@ -101,15 +102,7 @@ private Q_SLOTS:
         saveScreenshot(image, u"source-sheet-%1.png"_s.arg(stop));
 
         const auto contains = [&](const QColor &colour) {
-            for (int y = 0; y < image.height(); ++y)
-                for (int x = 0; x < image.width(); ++x) {
-                    const QColor p = image.pixelColor(x, y);
-                    if (std::abs(p.red() - colour.red()) + std::abs(p.green() - colour.green())
-                            + std::abs(p.blue() - colour.blue())
-                        < 24)
-                        return true;
-                }
-            return false;
+            return pixelsNear(image, colour) > 0;
         };
         QVERIFY(contains(hub.theme->window()));
         // The accent marks the kind tiles, the selected game and the save button (greyed out on the
