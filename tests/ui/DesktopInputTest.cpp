@@ -258,20 +258,29 @@ private Q_SLOTS:
     void importReplacesTheSourcesAfterAsking()
     {
         Rig rig({port(u"Old"_s)});
+        KumaConfig kuma(QUuid::createUuid(), u"Rack Kuma"_s, u"https://kuma.lan"_s);
+        kuma.passwordRef = u"kuma-secret"_s;
         const QString file = rig.dir.filePath(u"backup.json"_s);
-        put(file, SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
+        put(file, SourcesStore::encode({kuma, port(u"Camera"_s)}));
         QFileDialog *dialog = rig.openFromGeneral(u"general.import"_s, u"Import Sources"_s);
         QVERIFY2(dialog, "no dialog came up");
         QCOMPARE(dialog->windowHandle()->transientParent(), rig.window->view());
         QVERIFY(rig.choose(dialog, file));
         QTRY_COMPARE(rig.controller->alertTitle(), u"Replace Your Sources?"_s);
+        QCOMPARE(textOf(rig.root(), u"alert.body"_s),
+                 u"Tidewatch deletes 1 source and adds 2 sources from the file."_s);
         QCOMPARE(rig.state->sources().size(), 1);
         QTRY_VERIFY(findShown(rig.root(), u"alert.action"_s));
         QTest::qWait(100);
         QVERIFY(XInput::click(centreOf(findShown(rig.root(), u"alert.action"_s))));
         QTRY_COMPARE(rig.state->sources().size(), 2);
-        QCOMPARE(rig.state->sources()[0].common().displayName, u"Printer"_s);
+        QCOMPARE(rig.state->sources()[0].common().displayName, u"Rack Kuma"_s);
         QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 2);
+        // Secrets stay behind in the keyring they were made in: the user is told which to type again.
+        QTRY_COMPARE(rig.controller->alertTitle(), u"Import Complete"_s);
+        QCOMPARE(textOf(rig.root(), u"alert.body"_s),
+                 u"Tidewatch now polls 2 sources. Open each of these sources and enter its password or token "
+                 "again: Rack Kuma."_s);
     }
 
     void cancellingTheDialogSaysNothing()
@@ -389,17 +398,15 @@ private Q_SLOTS:
         QVERIFY2(rowChanges.count() + listResets.count() > 0, "no poll reached the list during the drag");
         QVERIFY(pollsDuringDrag > 4);
 
-        QStringList order;
-        for (const QUuid &id : rig.preferences->widgetLayout().orderedSourceIDs(rig.state->sources()))
-            for (const AnySourceConfig &source : rig.state->sources())
-                if (source.id() == id)
-                    order.append(source.common().displayName);
-        QCOMPARE(order, (QStringList{u"Beta"_s, u"Gamma"_s, u"Alpha"_s}));
+        const QList<QUuid> ids = rig.preferences->widgetLayout().orderedSourceIDs(rig.state->sources());
+        QCOMPARE(
+            ids,
+            (QList<QUuid>{rig.state->sources()[1].id(), rig.state->sources()[2].id(), rig.state->sources()[0].id()}));
         QCOMPARE(WidgetLayout::load(*rig.settings), rig.preferences->widgetLayout());
         QStringList shown;
         for (QQuickItem *name : findVisible(rig.root(), u"settings.source.name"_s))
             shown.append(name->property("text").toString());
-        QCOMPARE(shown, order);
+        QCOMPARE(shown, (QStringList{u"Beta"_s, u"Gamma"_s, u"Alpha"_s}));
     }
 
     // Three tall JSON cards are more than the popover can hold: a scroll bar shows, and the wheel

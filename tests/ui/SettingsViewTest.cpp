@@ -6,7 +6,6 @@
 #include "kit/model/QuietHours.h"
 #include "kit/model/SourcesStore.h"
 #include "support/Await.h"
-#include "support/Files.h"
 #include "support/GuiTestMain.h"
 #include "support/TestData.h"
 #include "support/UiPictures.h"
@@ -193,28 +192,6 @@ private Q_SLOTS:
         }
         rig.state->addSource(port(u"Router"_s));
         QTRY_VERIFY(!findShown(rig.root(), u"settings.storageProblem"_s));
-    }
-
-    void importAsksFirstThenNamesMissingSecrets()
-    {
-        Rig rig({port(u"Old"_s)});
-        KumaConfig kuma(QUuid::createUuid(), u"Rack Kuma"_s, u"https://kuma.lan"_s);
-        kuma.passwordRef = u"kuma-secret"_s;
-        const QString file = rig.dir.filePath(u"two.json"_s);
-        put(file, SourcesStore::encode({kuma, port(u"Router"_s)}));
-        QVERIFY(rig.show());
-        rig.click(u"settings.tab.General"_s);
-        rig.controller->importFrom(QUrl::fromLocalFile(file));
-        QTRY_COMPARE(rig.text(u"alert.title"_s), u"Replace Your Sources?"_s);
-        QCOMPARE(rig.text(u"alert.body"_s), u"Tidewatch deletes 1 source and adds 2 sources from the file."_s);
-        rig.click(u"alert.action"_s);
-        QTRY_COMPARE(rig.text(u"alert.title"_s), u"Import Complete"_s);
-        QCOMPARE(rig.text(u"alert.body"_s),
-                 u"Tidewatch now polls 2 sources. Open each of these sources and enter its password or token "
-                 "again: Rack Kuma."_s);
-        QCOMPARE(rig.state->sources().size(), 2);
-        rig.click(u"alert.cancel"_s);
-        QTRY_VERIFY(!findShown(rig.root(), u"alert.title"_s));
     }
 
     void closingOnboardingOnItsFirstStepCompletesIt()
