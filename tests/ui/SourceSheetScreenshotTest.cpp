@@ -1,6 +1,7 @@
 #include "app/SourceEditor.h"
 #include "app/SourceSheetController.h"
 #include "support/GuiTestMain.h"
+#include "support/TestData.h"
 #include "support/UiPictures.h"
 #include "support/Views.h"
 
@@ -18,22 +19,52 @@ class SourceSheetScreenshotTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // Each stop's kind and the fields typed into it, in the order a person fills them in.
     void render_data()
     {
-        QTest::addColumn<QString>("stop");
-        QTest::newRow("chooser") << u"chooser"_s;
-        QTest::newRow("kuma") << u"kuma"_s;
-        QTest::newRow("palworld") << u"palworld"_s;
-        QTest::newRow("json") << u"json"_s;
-        QTest::newRow("icmp") << u"icmp"_s;
-        QTest::newRow("dns") << u"dns"_s;
-        QTest::newRow("tls") << u"tls"_s;
-        QTest::newRow("beszel") << u"beszel"_s;
-        QTest::newRow("failure") << u"failure"_s;
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QStringList>("fields"); // property=value
+        QTest::newRow("chooser") << QString() << QStringList{};
+        QTest::newRow("kuma") << u"kuma"_s
+                              << QStringList{u"displayName=Homelab status"_s,
+                                             u"baseURL=status.home.lan:3001"_s,
+                                             u"username=metrics"_s,
+                                             u"secret=secret"_s,
+                                             u"alertThreshold=4"_s};
+        QTest::newRow("palworld") << u"gameServer"_s
+                                  << QStringList{u"displayName=Palworld"_s,
+                                                 u"gameSearch=pal"_s,
+                                                 u"gameID=palworld"_s,
+                                                 u"gameSearch="_s,
+                                                 u"host=pal.home.lan"_s};
+        QTest::newRow("json") << u"jsonWidget"_s
+                              << QStringList{
+                                     u"displayName=Backups"_s,
+                                     u"baseURL=https://backup.home.lan/api/status"_s,
+                                     u"fieldsText=Last run = data.lastRun\nSize = data.size.human\nbroken line"_s,
+                                     u"pollSeconds=2"_s};
+        QTest::newRow("icmp") << u"icmpPing"_s << QStringList{u"displayName=Router"_s, u"host=192.168.1.1"_s};
+        QTest::newRow("dns") << u"dnsRecord"_s
+                             << QStringList{u"displayName=Mail exchanger"_s,
+                                            u"recordName=home.lan"_s,
+                                            u"recordType=MX"_s,
+                                            u"expectedValue=mail.home.lan"_s,
+                                            u"nameserver=dns.home.lan"_s};
+        QTest::newRow("tls") << u"tlsCertificate"_s
+                             << QStringList{u"displayName=NAS web UI"_s,
+                                            u"host=nas.home.lan:8443"_s,
+                                            u"warningDays=30"_s};
+        QTest::newRow("beszel") << u"beszel"_s
+                                << QStringList{u"displayName=Rack hosts"_s,
+                                               u"baseURL=beszel.home.lan:8090"_s,
+                                               u"secret=token"_s,
+                                               u"diskLimit=90"_s,
+                                               u"tempLimit=60"_s};
+        QTest::newRow("failure") << QString() << QStringList{};
     }
     void render()
     {
-        QFETCH(QString, stop);
+        const QString stop = QString::fromLatin1(QTest::currentDataTag());
         KumaConfig rack(QUuid::createUuid(), u"Rack status"_s, u"https://status.home.lan:3001"_s);
         rack.statusPageSlug = u"rack"_s;
         AppHub hub({rack});
@@ -52,49 +83,11 @@ private Q_SLOTS:
         } else {
             editor.add();
         }
-        if (stop == u"kuma"_s) {
-            sheet.chooseKind(u"kuma"_s);
-            sheet.setDisplayName(u"Homelab status"_s);
-            sheet.setBaseURL(u"status.home.lan:3001"_s);
-            sheet.setUsername(u"metrics"_s);
-            sheet.setSecret(u"secret"_s);
-            sheet.setAlertThreshold(4);
-        } else if (stop == u"palworld"_s) {
-            sheet.chooseKind(u"gameServer"_s);
-            sheet.setDisplayName(u"Palworld"_s);
-            sheet.setGameSearch(u"pal"_s);
-            sheet.setGameID(u"palworld"_s);
-            sheet.setGameSearch(QString());
-            sheet.setHost(u"pal.home.lan"_s);
-        } else if (stop == u"json"_s) {
-            sheet.chooseKind(u"jsonWidget"_s);
-            sheet.setDisplayName(u"Backups"_s);
-            sheet.setBaseURL(u"https://backup.home.lan/api/status"_s);
-            sheet.setFieldsText(u"Last run = data.lastRun\nSize = data.size.human\nbroken line"_s);
-            sheet.setPollSeconds(u"2"_s);
-        } else if (stop == u"icmp"_s) {
-            sheet.chooseKind(u"icmpPing"_s);
-            sheet.setDisplayName(u"Router"_s);
-            sheet.setHost(u"192.168.1.1"_s);
-        } else if (stop == u"dns"_s) {
-            sheet.chooseKind(u"dnsRecord"_s);
-            sheet.setDisplayName(u"Mail exchanger"_s);
-            sheet.setRecordName(u"home.lan"_s);
-            sheet.setRecordType(u"MX"_s);
-            sheet.setExpectedValue(u"mail.home.lan"_s);
-            sheet.setNameserver(u"dns.home.lan"_s);
-        } else if (stop == u"tls"_s) {
-            sheet.chooseKind(u"tlsCertificate"_s);
-            sheet.setDisplayName(u"NAS web UI"_s);
-            sheet.setHost(u"nas.home.lan:8443"_s);
-            sheet.setWarningDays(u"30"_s);
-        } else if (stop == u"beszel"_s) {
-            sheet.chooseKind(u"beszel"_s);
-            sheet.setDisplayName(u"Rack hosts"_s);
-            sheet.setBaseURL(u"beszel.home.lan:8090"_s);
-            sheet.setSecret(u"token"_s);
-            sheet.setDiskLimit(u"90"_s);
-            sheet.setTempLimit(u"60"_s);
+        if (!TW_DATA(QString, kind).isEmpty())
+            sheet.chooseKind(TW_DATA(QString, kind));
+        for (const QString &field : TW_DATA(QStringList, fields)) {
+            const qsizetype equals = field.indexOf(u'=');
+            QVERIFY(sheet.setProperty(qPrintable(field.left(equals)), field.mid(equals + 1)));
         }
         QVERIFY(QTest::qWaitForWindowExposed(editor.view()));
         QTest::qWait(200);
