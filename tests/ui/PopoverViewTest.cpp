@@ -3,6 +3,7 @@
 #include "app/PopoverWindow.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
+#include "kit/monitor/EventLog.h"
 #include "support/GuiTestMain.h"
 #include "support/TestData.h"
 #include "support/Views.h"
@@ -35,15 +36,48 @@ struct Rig : PopoverRig
     // Every change the tests below cause is checked against the rules views rely on.
     QAbstractItemModelTester modelTester{model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest};
 
+    QSignalSpy closing{controller.get(), &PopoverController::closeRequested};
+
     using PopoverRig::PopoverRig;
-    QString text(const QString &name) { return textOf(window->view()->rootObject(), name); }
-    bool visible(const QString &name) { return isShown(window->view()->rootObject(), name); }
+    QQuickItem *root() { return window->view()->rootObject(); }
+    QString text(const QString &name) { return textOf(root(), name); }
+    bool visible(const QString &name) { return isShown(root(), name); }
+    QStringList texts(const QString &name)
+    {
+        QStringList list;
+        for (QQuickItem *item : findVisible(root(), name))
+            list.append(item->property("text").toString());
+        return list;
+    }
+    void key(Qt::Key key) { QTest::keyClick(window->view(), key); }
     void shot(const QString &name) { saveScreenshot(window->view()->grabWindow(), name + u".png"_s); }
 };
+
+// Key by key, as a person types: QTest types whole strings into widgets only.
+void type(QWindow *window, const char *text)
+{
+    for (const char *c = text; *c; ++c)
+        QTest::keyClick(window, *c);
+}
 
 TCPPortConfig source(const QString &name)
 {
     return TCPPortConfig(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
+}
+
+// A source whose first failure is an outage, so that one failed poll is an event.
+TCPPortConfig alerting(const QString &name)
+{
+    TCPPortConfig config = source(name);
+    config.alertThreshold = 1;
+    return config;
+}
+
+KumaConfig kumaServer()
+{
+    KumaConfig kuma(QUuid::createUuid(), u"Homelab"_s, u"https://kuma.lan"_s);
+    kuma.statusPageSlug = u"home"_s;
+    return kuma;
 }
 
 } // namespace
@@ -340,6 +374,249 @@ private Q_SLOTS:
 
         rig.state->addSource(source(u"Router"_s));
         QTRY_VERIFY(!rig.visible(u"storageBanner"_s));
+    }
+
+    // The Recent view: the hub's log of the week, reached from the footer by pointer or keyboard, and
+    // left again the same ways.
+    void listsTheWeekNewestFirst()
+    {
+        const TCPPortConfig nas = alerting(u"NAS"_s), plex = alerting(u"Plex"_s), grafana = alerting(u"Grafana"_s);
+        Rig rig({nas, plex, grafana});
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        const auto at = [&](qint64 secondsAgo) {
+            rig.clock = now.addSecs(-secondsAgo);
+        };
+        const auto poll = [&](qsizetype events) {
+            rig.state->refreshAll();
+            QTRY_COMPARE(rig.state->eventLog().events().size(), events);
+        };
+        at(26 * 3600);
+        rig.state->startSync();
+        QTRY_COMPARE(rig.state->snapshots().size(), 3);
+        rig.providers.failWith(nas.id, u"connection refused"_s);
+        poll(1);
+        at(26 * 3600 - 14 * 60);
+        rig.providers.succeed(nas.id);
+        poll(2);
+        at(3 * 3600);
+        rig.state->snoozeSource(plex.id, 3600);
+        at(40 * 60);
+        rig.state->snoozeAll(8 * 3600);
+        at(30 * 60);
+        rig.state->endSnooze(std::nullopt);
+        at(4 * 60);
+        rig.providers.failWith(grafana.id, u"HTTP 502"_s);
+        poll(6);
+        rig.clock.reset();
+
+        QVERIFY(rig.show());
+        QVERIFY(rig.visible(u"rowsScroller"_s));
+        QVERIFY(!rig.visible(u"recentView"_s));
+        clickItem(findItem(rig.root(), u"popover.recent"_s));
+        QTRY_VERIFY(rig.visible(u"recentView"_s));
+        QVERIFY(!rig.visible(u"rowsScroller"_s));
+        QVERIFY(!rig.visible(u"recentEmpty"_s));
+        QTRY_COMPARE(rig.texts(u"recentEventTitle"_s),
+                     (QStringList{u"Grafana is unreachable"_s,
+                                  u"All notifications resumed"_s,
+                                  u"All notifications snoozed for 8 hours"_s,
+                                  u"Plex snoozed for 1 hour"_s,
+                                  u"NAS recovered"_s,
+                                  u"NAS is unreachable"_s}));
+        QCOMPARE(rig.texts(u"recentEventTime"_s),
+                 (QStringList{u"4m ago"_s, u"30m ago"_s, u"40m ago"_s, u"3h ago"_s, u"1d ago"_s, u"1d ago"_s}));
+        QTest::qWait(150);
+        saveScreenshot(rig.window->view()->grabWindow(), u"popover-recent-events.png"_s);
+
+        // A new event shows up while the view is open.
+        rig.providers.succeed(grafana.id);
+        poll(7);
+        QTRY_COMPARE(rig.texts(u"recentEventTitle"_s).value(0), u"Grafana recovered"_s);
+
+        // The way back: the header's button.
+        clickItem(findShown(rig.root(), u"recent.back"_s));
+        QTRY_VERIFY(rig.visible(u"rowsScroller"_s));
+        QVERIFY(!rig.visible(u"recentView"_s));
+    }
+
+    // The keyboard lands on the newest event, or on the way back when the week is empty; typing does
+    // not filter the cards behind the view; Escape, or the way back, returns to the opening button.
+    void reachedAndLeftFromTheKeyboard_data()
+    {
+        QTest::addColumn<bool>("events");
+        QTest::newRow("recent-keyboard") << true;
+        QTest::newRow("recent-empty") << false;
+    }
+    void reachedAndLeftFromTheKeyboard()
+    {
+        QFETCH(bool, events);
+        const TCPPortConfig nas = source(u"NAS"_s);
+        Rig rig({nas});
+        if (events) {
+            rig.state->snoozeSource(nas.id, 3600);
+            rig.state->endSnooze(nas.id);
+        }
+        QVERIFY(rig.show());
+        QQuickItem *button = findItem(rig.root(), u"popover.recent"_s);
+        QVERIFY(button);
+        button->forceActiveFocus(Qt::TabFocusReason);
+        rig.key(Qt::Key_Space);
+        QTRY_VERIFY(rig.visible(u"recentView"_s));
+        QCOMPARE(rig.visible(u"recentEmpty"_s), !events);
+        auto *list = findItem(rig.root(), u"recentList"_s);
+        QVERIFY(list);
+        if (events) {
+            QTRY_VERIFY(list->hasActiveFocus());
+            QCOMPARE(list->property("currentIndex").toInt(), 0);
+            rig.key(Qt::Key_Down);
+            QCOMPARE(list->property("currentIndex").toInt(), 1);
+        } else {
+            QTRY_VERIFY(findItem(rig.root(), u"recent.back"_s)->hasActiveFocus());
+        }
+        QTest::qWait(100);
+        saveScreenshot(rig.window->view()->grabWindow(),
+                       u"popover-%1.png"_s.arg(QString::fromLatin1(QTest::currentDataTag())));
+        rig.key(Qt::Key_N);
+        QCOMPARE(rig.model->filter(), QString());
+        rig.key(events ? Qt::Key_Escape : Qt::Key_Space);
+        QTRY_VERIFY(rig.visible(u"rowsScroller"_s));
+        QVERIFY(rig.window->isVisible());
+        QTRY_VERIFY(button->hasActiveFocus());
+    }
+
+    // A monitor's row opens its own page on a double click, the card's menu the source's page, and
+    // the popover gives way to the browser; rows without a page offer neither.
+    void rowsOpenTheirPages()
+    {
+        const KumaConfig kuma = kumaServer();
+        const TCPPortConfig port(QUuid::createUuid(), u"SSH"_s, u"127.0.0.1"_s, 22);
+        Rig rig({kuma, port});
+        rig.providers.setWidgets(kuma.id,
+                                 {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, u"https://plex.lan/web"_s},
+                                  ServiceRow{u"2"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
+        QList<QUrl> opened;
+        rig.controller->setPageOpener([&opened](const QUrl &url) {
+            opened.append(url);
+            return true;
+        });
+        QSignalSpy &closing = rig.closing;
+        PopoverWindow &window = *rig.window;
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        const auto rowNamed = [root](const QString &name) -> QQuickItem * {
+            for (QQuickItem *item : findVisible(root, u"row"_s)) {
+                if (item->property("row").toMap().value(u"name"_s).toString() == name)
+                    return item;
+            }
+            return nullptr;
+        };
+        QTRY_VERIFY(rowNamed(u"Plex"_s) && rowNamed(u"SSH"_s));
+        QTest::qWait(50);
+
+        // The Plex row: a double click anywhere on it.
+        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rowNamed(u"Plex"_s)));
+        QTRY_COMPARE(opened, QList<QUrl>{QUrl(u"https://plex.lan/web"_s)});
+        QCOMPARE(closing.size(), 1);
+        QTRY_VERIFY(!window.view()->isVisible());
+        window.show(QRect(100, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+
+        // The NAS row has no page: a double click does nothing.
+        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rowNamed(u"NAS"_s)));
+        QTest::qWait(100);
+        QCOMPARE(opened.size(), 1);
+
+        // The Kuma card's menu opens its status page. Which sources have one is the row links' rule.
+        QQuickItem *card = findVisible(root, u"card"_s).value(0);
+        QVERIFY(card);
+        QCOMPARE(card->property("row").toMap().value(u"sourceId"_s).toString(),
+                 kuma.id.toString(QUuid::WithoutBraces).toUpper());
+        auto *menu = card->findChild<QObject *>(u"sourceMenu"_s);
+        QVERIFY(menu);
+        QTest::mouseClick(window.view(), Qt::RightButton, {}, card->mapToScene({40, 12}).toPoint());
+        QTRY_VERIFY(menu->property("opened").toBool());
+        QTest::qWait(150); // the menu's entry transition
+        auto *open = menu->findChild<QQuickItem *>(u"openInBrowser"_s);
+        QVERIFY(open && open->isVisible());
+        saveScreenshot(window.view()->grabWindow(), u"popover-open-in-browser.png"_s);
+        clickItem(open);
+        QTRY_COMPARE(opened.size(), 2);
+        QCOMPARE(opened.last(), QUrl(u"https://kuma.lan/status/home"_s));
+        QTRY_VERIFY(!menu->property("visible").toBool());
+    }
+
+    // Without a mouse: typing narrows the rows by name, Escape clears that and then closes, arrows
+    // move between the cards and Return opens a card's menu.
+    void keyboardAloneReachesEveryRow()
+    {
+        const KumaConfig kuma = kumaServer();
+        const TCPPortConfig ssh(QUuid::createUuid(), u"SSH"_s, u"127.0.0.1"_s, 22);
+        const TCPPortConfig smb(QUuid::createUuid(), u"Samba"_s, u"127.0.0.1"_s, 445);
+        Rig rig({kuma, ssh, smb});
+        rig.providers.setWidgets(kuma.id,
+                                 {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, {}},
+                                  ServiceRow{u"2"_s, u"Pi-hole"_s, ServiceStatus::Up, 2, {}, {}},
+                                  ServiceRow{u"3"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
+        QSignalSpy &closing = rig.closing;
+        PopoverWindow &window = *rig.window;
+        PopoverController &controller = *rig.controller;
+        QQuickItem *root = rig.show();
+        QVERIFY(root);
+        rig.state->startSync();
+        const auto names = [root] {
+            QStringList shown;
+            for (QQuickItem *item : findVisible(root, u"row"_s))
+                shown.append(item->property("row").toMap().value(u"name"_s).toString());
+            return shown;
+        };
+        QTRY_COMPARE(names().size(), 6); // a header, its three children, two single rows
+        QTest::qWait(50);
+
+        type(window.view(), "p");
+        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"Plex"_s, u"Pi-hole"_s}));
+        QVERIFY(isShown(root, u"filterBar"_s));
+        type(window.view(), "i-");
+        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"Pi-hole"_s}));
+        for (int i = 0; i < 3; ++i)
+            QTest::keyClick(window.view(), Qt::Key_Backspace);
+        QTRY_COMPARE(names().size(), 6);
+        QVERIFY(!isShown(root, u"filterBar"_s));
+        type(window.view(), "S");
+        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"NAS"_s, u"SSH"_s, u"Samba"_s}));
+        type(window.view(), "amb");
+        QTRY_COMPARE(names(), QStringList{u"Samba"_s});
+        saveScreenshot(window.view()->grabWindow(), u"popover-type-to-filter.png"_s);
+        type(window.view(), "x");
+        QTRY_VERIFY(names().isEmpty());
+        QVERIFY(textOf(root, u"filterText"_s).startsWith(u"Nothing matches"_s));
+        QTest::keyClick(window.view(), Qt::Key_Escape);
+        QTRY_COMPARE(names().size(), 6);
+        QCOMPARE(closing.size(), 0);
+
+        // Down twice reaches the second card; Return opens its menu.
+        QTest::keyClick(window.view(), Qt::Key_Down);
+        QTest::keyClick(window.view(), Qt::Key_Down);
+        QList<QQuickItem *> cards = findVisible(root, u"card"_s);
+        QCOMPARE(cards.size(), 3);
+        QTRY_VERIFY(cards.at(1)->hasActiveFocus());
+        QTest::keyClick(window.view(), Qt::Key_Return);
+        auto *menu = cards.at(1)->findChild<QObject *>(u"sourceMenu"_s);
+        QTRY_VERIFY(menu && menu->property("opened").toBool());
+        QTest::keyClick(window.view(), Qt::Key_Escape);
+        QTRY_VERIFY(!menu->property("visible").toBool());
+        QTest::keyClick(window.view(), Qt::Key_Up);
+        QTRY_VERIFY(cards.at(0)->hasActiveFocus());
+
+        // A notification's "Open" lands on its source's card, whatever was typed before.
+        type(window.view(), "zz");
+        QTRY_VERIFY(names().isEmpty());
+        controller.reveal(smb.id);
+        QTRY_COMPARE(names().size(), 6);
+        QTRY_VERIFY(findVisible(root, u"card"_s).at(2)->hasActiveFocus());
+
+        QTest::keyClick(window.view(), Qt::Key_Escape);
+        QTRY_COMPARE(closing.size(), 1);
     }
 };
 
