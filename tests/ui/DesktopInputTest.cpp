@@ -283,27 +283,9 @@ private Q_SLOTS:
                  "again: Rack Kuma."_s);
     }
 
-    void cancellingTheDialogSaysNothing()
-    {
-        Rig rig({port(u"NAS"_s)});
-        QFileDialog *dialog = rig.openFromGeneral(u"general.export"_s, u"Export Sources"_s);
-        QVERIFY(dialog);
-        QPointer<QFileDialog> guard = dialog;
-        QVERIFY(QTest::qWaitForWindowActive(dialog));
-        QVERIFY(XInput::click(centreOf(dialog->findChild<QLineEdit *>(u"fileNameEdit"_s))));
-        // As in choose(): a key pressed the moment the dialog takes the focus may be lost, and a
-        // person presses it again.
-        for (int attempt = 0; attempt < 3 && guard; ++attempt) {
-            QVERIFY(XInput::key(u"Escape"_s));
-            (void)QTest::qWaitFor([&] { return !guard; }, 2000);
-        }
-        QVERIFY(!guard);
-        QVERIFY(rig.controller->alertTitle().isEmpty());
-        QVERIFY(!rig.chooser->isOpen());
-    }
-
     // Where a portal runs, it is asked instead, with the settings window as the parent, and what it
-    // answers is what happens: a file, a cancel, or, when it cannot show a dialog, Qt's own.
+    // answers is what happens: a file, a cancel, or, when it cannot show a dialog, Qt's own, whose
+    // cancel says nothing either.
     void portalIsAskedForTheWindow_data()
     {
         QTest::addColumn<bool>("save");
