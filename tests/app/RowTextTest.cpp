@@ -154,6 +154,12 @@ private Q_SLOTS:
         row("text on the red preset", Accent::onAccentColour(u"#EF4444"_s).name(), u"#1c1c1e"_s);
         row("text on deep blue", Accent::onAccentColour(u"#1E3A8A"_s).name(), u"#ffffff"_s);
         row("text on an unreadable accent", Accent::onAccentColour(u"nope"_s).name(), u"#1c1c1e"_s);
+        const auto words = [](OverallStatus status) -> QString {
+            return PopoverText::headline(status, 1) + u" / "_s + PopoverText::chipText(status, 1);
+        };
+        row("words when up", words(OverallStatus::Up), u"All systems up / Healthy"_s);
+        row("words when degraded", words(OverallStatus::Degraded), u"Some issues / Degraded"_s);
+        row("words when down", words(OverallStatus::Down), u"Systems down / Incident"_s);
         // Only an unknown state depends on whether anything is configured yet.
         row("headline, no sources", PopoverText::headline(OverallStatus::Unknown, 0), u"No sources yet"_s);
         row("headline, no data", PopoverText::headline(OverallStatus::Unknown, 1), u"No data yet"_s);
