@@ -84,17 +84,11 @@ private Q_SLOTS:
         QTest::addColumn<double>("seconds");
         QTest::addColumn<double>("clamped");
         QTest::newRow("zero") << 0.0 << 5.0;
-        QTest::newRow("minimum") << 5.0 << 5.0;
         QTest::newRow("inside") << 299.5 << 299.5;
         QTest::newRow("a day") << 86400.0 << 3600.0;
         QTest::newRow("NaN") << std::numeric_limits<double>::quiet_NaN() << 60.0;
     }
-    void clampsIntervalsAtUse()
-    {
-        QFETCH(double, seconds);
-        QFETCH(double, clamped);
-        QCOMPARE(PollInterval::clamp(seconds), clamped);
-    }
+    void clampsIntervalsAtUse() { QCOMPARE(PollInterval::clamp(TW_DATA(double, seconds)), TW_DATA(double, clamped)); }
 
     // Sorted keys, indented: a file a user can read and compare.
     void savedFileIsSortedAndPretty()
@@ -145,21 +139,19 @@ private Q_SLOTS:
         QCOMPARE(first[2].as<KumaConfig>()->baseURL, u"http://kuma"_s);
     }
 
-    // A loop written by hand reads as no parent at all; the rest of the file is kept.
+    // A loop written by hand reads as no parent at all (the rules are DependenciesTest's); the
+    // sources are kept.
     void loadDropsALoop()
     {
         QList<AnySourceConfig> sources;
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 2; ++i)
             sources.append(TCPPortConfig(QUuid::createUuid(), u"s%1"_s.arg(i), u"nas"_s, 22 + i));
         sources[0].common().dependsOn = sources[1].id();
         sources[1].common().dependsOn = sources[0].id();
-        sources[2].common().dependsOn = sources[0].id();
         SourcesStore::save(sources, m_dir.path());
-        const QList<AnySourceConfig> read = SourcesStore::load(m_dir.path());
-        QCOMPARE(read.size(), 3);
-        QCOMPARE(read[0].common().dependsOn, std::nullopt);
-        QCOMPARE(read[1].common().dependsOn, std::nullopt);
-        QCOMPARE(read[2].common().dependsOn, sources[0].id());
+        sources[0].common().dependsOn = std::nullopt;
+        sources[1].common().dependsOn = std::nullopt;
+        QCOMPARE(SourcesStore::load(m_dir.path()), sources);
     }
 
     void importRefusesWhatIsNotASourcesFile_data()
@@ -168,7 +160,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("message");
         QTest::newRow("missing") << false << QByteArray() << u"Couldn't open"_s;
-        QTest::newRow("object") << true << QByteArray("{}") << u"is not a Tidewatch sources file"_s;
         QTest::newRow("truncated") << true << QByteArray("[{\"tcpPort\":") << u"is not a Tidewatch sources file"_s;
         QTest::newRow("too large") << true << QByteArray(8 * 1024 * 1024 + 1, ' ') << u"is larger than 8 MiB"_s;
     }
