@@ -67,14 +67,8 @@ private Q_SLOTS:
     void brokenReadingsAreNoHostLimitBreach()
     {
         const double nan = std::numeric_limits<double>::quiet_NaN();
-        const HostStats host{u"h1"_s,
-                             u"nas"_s,
-                             ServiceStatus::Up,
-                             nan,
-                             {},
-                             std::numeric_limits<double>::infinity(),
-                             {{u"sdb"_s, nan}},
-                             {}};
+        const double inf = std::numeric_limits<double>::infinity();
+        const HostStats host{.status = ServiceStatus::Up, .cpuPct = nan, .diskPct = inf, .temps = {{u"sdb"_s, nan}}};
         QCOMPARE((HostLimits{1, 1, 1, 1}).breaches(host), QStringList());
     }
 

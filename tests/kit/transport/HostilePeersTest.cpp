@@ -175,22 +175,14 @@ private Q_SLOTS:
         QVERIFY(clock.elapsed() < 3000);
     }
 
-    void udpRounds_data()
-    {
-        QTest::addColumn<QList<QList<QByteArray>>>("script");
-        QTest::addColumn<QStringList>("outcomes"); // one send then one receive per entry
-        QTest::newRow("an empty datagram") << QList<QList<QByteArray>>{{QByteArray()}} << QStringList{u"empty reply"_s};
-        QTest::newRow("silence, then the session stays timed out")
-            << QList<QList<QByteArray>>{{}, {"late"}} << QStringList{u"timed out"_s, u"timed out"_s};
-    }
+    // An empty datagram is a failure of its own; once silent, the session stays timed out.
     void udpRounds()
     {
-        QFETCH(QList<QList<QByteArray>>, script);
-        ScriptedPeer peer(script);
+        ScriptedPeer peer({{QByteArray()}, {}, {"late"}});
         SocketUDPTransport transport;
         auto session = await(transport.open(u"127.0.0.1"_s, peer.port(), 200ms, makeStopToken()));
         QStringList outcomes;
-        for (qsizetype round = 0; round < TW_DATA(QStringList, outcomes).size(); ++round) {
+        for (int round = 0; round < 3; ++round) {
             try {
                 await(session->send("question " + QByteArray::number(round)));
             } catch (const ProviderError &error) {
@@ -199,7 +191,7 @@ private Q_SLOTS:
             }
             outcomes.append(outcome(*session));
         }
-        QCOMPARE(outcomes, TW_DATA(QStringList, outcomes));
+        QCOMPARE(outcomes, (QStringList{u"empty reply"_s, u"timed out"_s, u"timed out"_s}));
     }
 
     void aStopEndsTheWaitForADatagram()
