@@ -8,6 +8,7 @@
 #include "support/LocalTlsServer.h"
 #include "support/ModelCases.h"
 #include "support/TestData.h"
+#include "support/TransportPeers.h"
 
 #include <QCoroTask>
 #include <QElapsedTimer>
@@ -24,17 +25,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-
-// "200 body", or the failure's text.
-QString fetch(HTTPClient &client, const QString &url)
-{
-    try {
-        const HTTPResult result = tw::test::await(client.data({QUrl(url), "GET", {}, {}}, makeStopToken()));
-        return QString::number(result.response.statusCode) + u' ' + QString::fromUtf8(result.body);
-    } catch (const ProviderError &error) {
-        return error.description();
-    }
-}
 
 // A certificate for 127.0.0.1 (and a name only a proxy can reach) that this process trusts, as a
 // user's own CA would be.
@@ -60,9 +50,9 @@ int httpsThenExit(int argc, char **argv)
     LocalHttpServer proxy;
     proxy.tunnelTo(server.port());
     BoundedHTTPClient client;
-    const QString straight = fetch(client, server.url(u"/"_s));
+    const QString straight = fetchText(client, server.url(u"/"_s));
     QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port()));
-    const QString proxied = fetch(client, u"https://tidewatch.invalid:%1/"_s.arg(server.port()));
+    const QString proxied = fetchText(client, u"https://tidewatch.invalid:%1/"_s.arg(server.port()));
     QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     QTextStream(stdout) << straight << ", " << proxied << ", " << proxy.requests().size() << Qt::endl;
     return 0;
@@ -154,7 +144,7 @@ private Q_SLOTS:
         BoundedHTTPClient client(TW_DATA(BoundedHTTPClient::Limits, limits));
         QElapsedTimer clock;
         clock.start();
-        QCOMPARE(fetch(client, server->url(u"/"_s)), TW_DATA(QString, outcome));
+        QCOMPARE(fetchText(client, server->url(u"/"_s)), TW_DATA(QString, outcome));
         QVERIFY(clock.elapsed() >= TW_DATA(int, atLeastMs));
         QVERIFY(clock.elapsed() < 3000);
     }
@@ -165,7 +155,7 @@ private Q_SLOTS:
         LocalHttpServer server(TestCertificate::make({u"IP:127.0.0.1"_s}, now.addDays(-1), now.addDays(30)));
         server.route("/", {.body = "never read"});
         BoundedHTTPClient client;
-        QCOMPARE(fetch(client, server.url(u"/"_s)),
+        QCOMPARE(fetchText(client, server.url(u"/"_s)),
                  u"SSL handshake failed: The certificate is self-signed, and untrusted"_s);
         QVERIFY(server.requests().isEmpty());
     }
@@ -213,10 +203,10 @@ private Q_SLOTS:
         });
         QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port()));
         const auto restore = qScopeGuard([] { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); });
-        QCOMPARE(fetch(client, u"http://nas.invalid/status"_s), u"200 via proxy"_s);
+        QCOMPARE(fetchText(client, u"http://nas.invalid/status"_s), u"200 via proxy"_s);
         QVERIFY(proxy.requests().last().head.startsWith("GET http://nas.invalid/status HTTP/1.1"));
         // Qt's network manager keeps cookies unless told not to; a session cookie must not ride along.
-        fetch(client, u"http://nas.invalid/status"_s);
+        fetchText(client, u"http://nas.invalid/status"_s);
         QCOMPARE(proxy.requests().size(), 2);
         QVERIFY(!proxy.requests().last().head.toLower().contains("cookie"));
     }

@@ -10,14 +10,13 @@
 #include "support/Await.h"
 #include "support/LocalHttpServer.h"
 #include "support/TestData.h"
+#include "support/TransportPeers.h"
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QNetworkDatagram>
 #include <QTcpServer>
 #include <QTest>
 #include <QTimer>
-#include <QUdpSocket>
 
 #include <malloc.h>
 
@@ -46,42 +45,6 @@ qint64 residentKiB()
     return -1;
 }
 
-QString failureOf(HTTPClient &client, const QString &url)
-{
-    try {
-        const HTTPRequest request{QUrl(url), "GET", {}, {}};
-        await(client.data(request, makeStopToken()));
-    } catch (const ProviderError &error) {
-        return error.description();
-    }
-    return {};
-}
-
-// Answers the n-th datagram it gets with the n-th list of datagrams; runs out into silence.
-class ScriptedPeer : public QObject
-{
-public:
-    explicit ScriptedPeer(QList<QList<QByteArray>> script)
-        : m_script(std::move(script))
-    {
-        m_socket.bind(QHostAddress::LocalHost, 0);
-        connect(&m_socket, &QUdpSocket::readyRead, this, [this] {
-            while (m_socket.hasPendingDatagrams()) {
-                const QNetworkDatagram request = m_socket.receiveDatagram();
-                received.append(request.data());
-                for (const QByteArray &reply : m_script.value(received.size() - 1))
-                    m_socket.writeDatagram(request.makeReply(reply));
-            }
-        });
-    }
-    quint16 port() const { return m_socket.localPort(); }
-    QList<QByteArray> received;
-
-private:
-    QUdpSocket m_socket;
-    QList<QList<QByteArray>> m_script;
-};
-
 // What each receive() gave: the datagram's size, or the error's text.
 QString outcome(UDPSession &session)
 {
@@ -108,10 +71,10 @@ private Q_SLOTS:
         LocalHttpServer server;
         server.route("/forever", {.endless = true});
         BoundedHTTPClient client;
-        QCOMPARE(failureOf(client, server.url(u"/forever"_s)), u"response exceeded 8388608-byte limit"_s);
+        QCOMPARE(fetchText(client, server.url(u"/forever"_s)), u"response exceeded 8388608-byte limit"_s);
         const qint64 before = residentKiB(); // after the first: the allocator has its pages by now
         for (int round = 0; round < 4; ++round)
-            QCOMPARE(failureOf(client, server.url(u"/forever"_s)), u"response exceeded 8388608-byte limit"_s);
+            QCOMPARE(fetchText(client, server.url(u"/forever"_s)), u"response exceeded 8388608-byte limit"_s);
         const qint64 grown = residentKiB() - before;
 #ifndef __SANITIZE_ADDRESS__ // the sanitizer holds freed memory back on purpose
         // Four more endless bodies refused: memory stays where the first left it.
@@ -178,7 +141,7 @@ private Q_SLOTS:
     // An empty datagram is a failure of its own; once silent, the session stays timed out.
     void udpRounds()
     {
-        ScriptedPeer peer({{QByteArray()}, {}, {"late"}});
+        ScriptedUdpPeer peer({{QByteArray()}, {}, {"late"}});
         SocketUDPTransport transport;
         auto session = await(transport.open(u"127.0.0.1"_s, peer.port(), 200ms, makeStopToken()));
         QStringList outcomes;
@@ -196,7 +159,7 @@ private Q_SLOTS:
 
     void aStopEndsTheWaitForADatagram()
     {
-        ScriptedPeer silent(QList<QList<QByteArray>>{});
+        ScriptedUdpPeer silent;
         SocketUDPTransport transport;
         const StopToken stop = makeStopToken();
         auto session = await(transport.open(u"127.0.0.1"_s, silent.port(), 5s, stop));
