@@ -23,7 +23,6 @@ using namespace tw::test;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-Q_DECLARE_METATYPE(tw::DnsStatus)
 Q_DECLARE_METATYPE(QList<tw::DnsSRVResolver::Candidate>)
 
 namespace {
@@ -61,24 +60,23 @@ private Q_SLOTS:
                  given[u"server"].toString());
     }
 
+    // Each way a nameserver answers reads in its own words; an answer has none.
     void statusesToldApart_data()
     {
         QTest::addColumn<QString>("name");
-        QTest::addColumn<DnsStatus>("status");
         QTest::addColumn<QString>("text");
-        QTest::newRow("answer") << u"host.example.test"_s << DnsStatus::Answered << QString();
-        QTest::newRow("NODATA") << u"mail.example.test"_s << DnsStatus::NoData << u"no answer"_s;
-        QTest::newRow("NXDOMAIN") << u"nx.example.test"_s << DnsStatus::NotFound << u"NXDOMAIN"_s;
-        QTest::newRow("SERVFAIL") << u"servfail.example.test"_s << DnsStatus::ServerFailure << u"server failure"_s;
-        QTest::newRow("REFUSED") << u"refused.example.test"_s << DnsStatus::Refused << u"refused by the nameserver"_s;
-        QTest::newRow("silence") << u"drop.example.test"_s << DnsStatus::TimedOut << u"timed out"_s;
-        QTest::newRow("nothing listening, told at once")
-            << u"host.example.test"_s << DnsStatus::Unreachable << u"connection refused"_s;
+        QTest::newRow("answer") << u"host.example.test"_s << QString();
+        QTest::newRow("NODATA") << u"mail.example.test"_s << u"no answer"_s;
+        QTest::newRow("NXDOMAIN") << u"nx.example.test"_s << u"NXDOMAIN"_s;
+        QTest::newRow("SERVFAIL") << u"servfail.example.test"_s << u"server failure"_s;
+        QTest::newRow("REFUSED") << u"refused.example.test"_s << u"refused by the nameserver"_s;
+        QTest::newRow("silence") << u"drop.example.test"_s << u"timed out"_s;
+        QTest::newRow("nothing listening, told at once") << u"host.example.test"_s << u"connection refused"_s;
     }
     void statusesToldApart()
     {
         Nameserver server = m_responder.server();
-        if (TW_DATA(DnsStatus, status) == DnsStatus::Unreachable) {
+        if (TW_DATA(QString, text) == u"connection refused"_s) {
             QUdpSocket probe;
             QVERIFY(probe.bind(QHostAddress::LocalHost, 0));
             server.port = probe.localPort();
@@ -87,8 +85,8 @@ private Q_SLOTS:
         clock.start();
         const DnsReply reply =
             await(DnsResolver::query(TW_DATA(QString, name), ns_t_a, 400ms, makeStopToken(), server));
-        QCOMPARE(reply.status, TW_DATA(DnsStatus, status));
         QCOMPARE(reply.text(), TW_DATA(QString, text));
+        QCOMPARE(reply.status == DnsStatus::Answered, TW_DATA(QString, text).isEmpty());
         QVERIFY2(clock.elapsed() < 900, qPrintable(QString::number(clock.elapsed())));
     }
 
@@ -275,8 +273,7 @@ private Q_SLOTS:
             asked = bound;
             return ticket;
         });
-        QVERIFY(chosen);
-        QCOMPARE(chosen->record.port, TW_DATA(quint16, port));
+        QCOMPARE(chosen ? chosen->record.port : quint16(0), TW_DATA(quint16, port));
         QVERIFY(asked == 0 || ticket < asked);
     }
 
