@@ -212,6 +212,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("host");
         QTest::addColumn<bool>("eligible");
+        QTest::newRow("empty") << QString() << false;
         QTest::newRow("IPv4") << u"192.0.2.1"_s << false;
         QTest::newRow("name") << u"mc.example"_s << true;
         QTest::newRow("five numbers are a name") << u"1.2.3.4.5"_s << true;
@@ -228,6 +229,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("atLeastMs");
         QTest::newRow("the lower priority wins, whatever the order")
             << u"two._minecraft._tcp.example.test"_s << 3000 << u"rack1.example.test:8080"_s << 0;
+        QTest::newRow("a root target is no record") << u"root._minecraft._tcp.example.test"_s << 3000 << QString() << 0;
         QTest::newRow("no such name") << u"nx._minecraft._tcp.example.test"_s << 3000 << QString() << 0;
         QTest::newRow("a local server behind the record")
             << u"_minecraft._tcp.port25570.example.test"_s << 3000 << u"127.0.0.1:25570"_s << 0;
