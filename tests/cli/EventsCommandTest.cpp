@@ -65,10 +65,8 @@ private Q_SLOTS:
                                u"All notifications snoozed for 1 hour"_s,
                                u"Plex is down"_s};
         QTest::newRow("the week by default") << QStringList{} << week;
-        QTest::newRow("30m") << QStringList{u"--since"_s, u"30m"_s} << week.mid(0, 2);
         QTest::newRow("15m, as one argument") << QStringList{u"--since=15m"_s} << week.mid(0, 1);
         QTest::newRow("24h") << QStringList{u"--since"_s, u"24h"_s} << week.mid(0, 3);
-        QTest::newRow("7d") << QStringList{u"--since"_s, u"7d"_s} << week;
         QTest::newRow("longer than a week keeps to the week") << QStringList{u"--since"_s, u"2w"_s} << week;
         QTest::newRow("90s: nothing") << QStringList{u"--since"_s, u"90s"_s} << QStringList{};
     }
@@ -103,17 +101,19 @@ private Q_SLOTS:
         const QJsonObject report = QJsonDocument::fromJson(run.out).object();
         const QJsonArray events = report.value(u"events"_s).toArray();
         QCOMPARE(events.size(), 3);
-        const QJsonObject recovered = events.at(0).toObject();
-        QCOMPARE(recovered.value(u"kind"_s).toString(), u"recovered"_s);
-        QCOMPARE(recovered.value(u"title"_s).toString(), u"NAS recovered"_s);
-        QCOMPARE(recovered.value(u"detail"_s).toString(), u"Back after 10 minutes"_s);
-        QCOMPARE(recovered.value(u"sourceID"_s).toString(), u"6F1C2A1E-0000-4000-8000-000000000001"_s);
-        const QDateTime time = QDateTime::fromString(recovered.value(u"time"_s).toString(), Qt::ISODate);
+        // Fields a script may not count on are null, not left out or empty.
+        const auto line = [&events](int i) {
+            QStringList fields;
+            for (const char *key : {"kind", "title", "detail", "sourceID"}) {
+                const QJsonValue value = events.at(i)[QLatin1String(key)];
+                fields.append(value.isNull() ? u"null"_s : value.toString(u"<absent>"_s));
+            }
+            return fields.join(u'|');
+        };
+        QCOMPARE(line(0), u"recovered|NAS recovered|Back after 10 minutes|6F1C2A1E-0000-4000-8000-000000000001"_s);
+        QCOMPARE(line(2), u"snoozed|All notifications snoozed for 1 hour|null|null"_s);
+        const QDateTime time = QDateTime::fromString(events.at(0)[u"time"_s].toString(), Qt::ISODate);
         QVERIFY(qAbs(time.secsTo(now.addSecs(-600))) <= 1);
-        const QJsonObject snoozed = events.at(2).toObject();
-        QCOMPARE(snoozed.value(u"kind"_s).toString(), u"snoozed"_s);
-        QVERIFY(snoozed.value(u"sourceID"_s).isNull());
-        QVERIFY(snoozed.value(u"detail"_s).isNull());
         const QDateTime since = QDateTime::fromString(report.value(u"since"_s).toString(), Qt::ISODate);
         QVERIFY(qAbs(since.secsTo(now.addDays(-1))) <= 5);
     }
@@ -123,14 +123,9 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
         const QString age = u"--since takes an age like 30m, 24h or 7d"_s;
-        QTest::newRow("no unit") << QStringList{u"--since"_s, u"24"_s} << age;
-        QTest::newRow("unknown unit") << QStringList{u"--since"_s, u"3y"_s} << age;
         QTest::newRow("zero") << QStringList{u"--since"_s, u"0h"_s} << age;
-        QTest::newRow("negative") << QStringList{u"--since=-5m"_s} << age;
         QTest::newRow("words") << QStringList{u"--since"_s, u"yesterday"_s} << age;
-        QTest::newRow("empty") << QStringList{u"--since="_s} << age;
         QTest::newRow("absurdly long") << QStringList{u"--since"_s, u"999999999d"_s} << age;
-        QTest::newRow("no value") << QStringList{u"--since"_s} << u"Missing value after '--since'"_s;
         QTest::newRow("unknown option") << QStringList{u"--all"_s} << u"Unknown option 'all'"_s;
         QTest::newRow("stray argument") << QStringList{u"NAS"_s} << u"unexpected argument 'NAS'"_s;
     }
