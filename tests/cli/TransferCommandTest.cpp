@@ -2,9 +2,11 @@
 #include "support/CliProcess.h"
 #include "support/Files.h"
 #include "support/TestData.h"
+#include "support/WriteBlocker.h"
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -135,6 +137,48 @@ private Q_SLOTS:
         const CliRun toStdout = runCli({u"export"_s, u"-"_s, u"--sources"_s, target()});
         QCOMPARE(toStdout.exitCode, 0);
         QCOMPARE(toStdout.out, SourcesStore::encode(sources));
+    }
+
+    // A command whose save cannot finish says so, exits with a failure, and leaves the file it meant
+    // to replace as it was, with no temporary copy beside it. The ways a save fails are
+    // AtomicFileTest's; here each command that saves, under a file-size limit.
+    void failedSaveLeavesTheOldFile_data()
+    {
+        QTest::addColumn<QString>("arguments"); // %1: the scratch folder
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("ending");
+        QTest::newRow("add") << u"add tcpPort --name NAS --host nas:22"_s << QByteArray() << u"sources.json"_s << 73
+                             << u"Could not save sources.json: File too large; nothing added"_s;
+        QTest::newRow("add with a credentials file")
+            << u"add beszel --name B --url https://beszel --secret-stdin --credentials %1/secrets.json"_s
+            << QByteArray("a-token\n") << u"secrets.json"_s << 69
+            << u"Could not save secrets.json: File too large; nothing added"_s;
+        QTest::newRow("export") << u"export %1/export.json --force"_s << QByteArray() << u"export.json"_s << 73
+                                << u"Could not save export.json: File too large"_s;
+        QTest::newRow("import") << u"import %1/import.json"_s << QByteArray() << u"sources.json"_s << 73
+                                << u"Could not save sources.json: File too large; nothing was changed"_s;
+    }
+    void failedSaveLeavesTheOldFile()
+    {
+        QTemporaryDir dir;
+        SourcesStore::save({resident}, dir.path());
+        putPrivate(dir.filePath(u"secrets.json"_s), R"({"beszel-old":"t"})");
+        put(dir.filePath(u"export.json"_s), "an earlier export");
+        put(dir.filePath(u"import.json"_s), SourcesStore::encode(exportedSources()));
+        const QStringList before = QDir(dir.path()).entryList(QDir::Files | QDir::Hidden);
+        const QString file = dir.filePath(TW_DATA(QString, file));
+        const QByteArray old = contents(file);
+        const QStringList arguments = QProcess::splitCommand(TW_DATA(QString, arguments).replace(u"%1"_s, dir.path()))
+            + QStringList{u"--sources"_s, dir.filePath(u"sources.json"_s)};
+
+        const WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, dir.path());
+        const CliRun run = runCli(arguments, TW_DATA(QByteArray, input), m_environment);
+        QVERIFY2(run.err.trimmed().endsWith(TW_DATA(QString, ending).toUtf8()), run.err.constData());
+        QCOMPARE(run.exitCode, TW_DATA(int, exitCode));
+        QCOMPARE(contents(file), old);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), before);
     }
 };
 
