@@ -9,7 +9,6 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
@@ -17,14 +16,8 @@
 #include <QTest>
 
 #include <csignal>
-#include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
-#include <utmp.h>
-#include <vector>
 
 using namespace tw;
 using namespace tw::test;
@@ -33,79 +26,52 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// The command at a real pseudo-terminal, as a person at a shell runs it: everything the terminal
-// shows (echo included) is collected from the master side.
+// The command at a real pseudo-terminal, as a person at a shell runs it: the secret is typed once
+// the prompt shows. Prints the wait status, whether the terminal echoes once the command is gone
+// (the slave side stays open for that), and then everything the terminal showed, echo included.
+const char *const terminalScript = R"py(
+import os, select, sys, termios, time
+typed = sys.stdin.buffer.read()
+master, slave = os.openpty()
+pid = os.fork()
+if pid == 0:
+    os.close(master)
+    os.login_tty(slave)
+    os.execv(sys.argv[1], sys.argv[1:])
+screen, status, deadline = b"", None, time.monotonic() + 20
+while status is None and time.monotonic() < deadline:
+    if select.select([master], [], [], 0.1)[0]:
+        screen += os.read(master, 512)
+        if typed and b"Secret: " in screen:
+            os.write(master, typed)
+            typed = b""
+    elif not typed:
+        done, code = os.waitpid(pid, os.WNOHANG)
+        status = code if done else None
+if status is None:
+    os.kill(pid, 9)
+    status = os.waitpid(pid, 0)[1]
+echo = termios.tcgetattr(slave)[3] & termios.ECHO != 0
+sys.stdout.buffer.write(b"%d %d\n" % (status, echo) + screen)
+)py";
+
 struct TerminalRun
 {
     QByteArray screen;
     int status = -1; // as waitpid gives it
-    bool echoAfter = false; // the terminal echoes again once the command is gone
+    bool echoAfter = false;
 };
-
-bool readUntil(int master, QByteArray &screen, const QByteArray &wanted, QDeadlineTimer deadline)
-{
-    while (!screen.contains(wanted)) {
-        pollfd fd{master, POLLIN, 0};
-        if (::poll(&fd, 1, int(std::max<qint64>(0, deadline.remainingTime()))) <= 0)
-            return false;
-        char buffer[512];
-        const ssize_t n = ::read(master, buffer, sizeof buffer);
-        if (n <= 0)
-            return false;
-        screen.append(buffer, n);
-    }
-    return true;
-}
 
 TerminalRun runAtTerminal(const QStringList &arguments, const QByteArray &typed)
 {
-    TerminalRun run;
-    int master = -1;
-    int slave = -1;
-    if (::openpty(&master, &slave, nullptr, nullptr, nullptr) != 0)
-        return run;
-    QList<QByteArray> storage{cliPath().toLocal8Bit()};
-    for (const QString &argument : arguments)
-        storage.append(argument.toLocal8Bit());
-    std::vector<char *> argv;
-    for (QByteArray &part : storage)
-        argv.push_back(part.data());
-    argv.push_back(nullptr);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(master);
-        // A session of its own, with the terminal as its controlling one and its standard streams.
-        ::login_tty(slave);
-        ::execv(argv[0], argv.data());
-        ::_exit(127);
-    }
-    // The test keeps the slave side open, so the terminal's settings can be read after the command.
-    const QDeadlineTimer deadline(20s);
-    if (readUntil(master, run.screen, "Secret: ", deadline)) {
-        (void)!::write(master, typed.constData(), size_t(typed.size()));
-        // Whatever the command still prints, up to its end.
-        for (;;) {
-            pollfd fd{master, POLLIN, 0};
-            if (::poll(&fd, 1, 100) > 0) {
-                char buffer[512];
-                const ssize_t n = ::read(master, buffer, sizeof buffer);
-                if (n > 0)
-                    run.screen.append(buffer, n);
-                continue;
-            }
-            if (::waitpid(pid, &run.status, WNOHANG) == pid || deadline.hasExpired())
-                break;
-        }
-    }
-    if (run.status == -1) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, &run.status, 0);
-    }
-    termios after{};
-    run.echoAfter = ::tcgetattr(slave, &after) == 0 && (after.c_lflag & ECHO);
-    ::close(master);
-    ::close(slave);
-    return run;
+    QProcess python;
+    python.start(u"/usr/bin/python3"_s, QStringList{u"-c"_s, QString::fromUtf8(terminalScript), cliPath()} + arguments);
+    python.write(typed);
+    python.closeWriteChannel();
+    python.waitForFinished(30000);
+    const QByteArray out = python.readAllStandardOutput();
+    const QList<QByteArray> head = out.left(out.indexOf('\n')).split(' ');
+    return {out.mid(out.indexOf('\n') + 1), head.value(0, "-1").toInt(), head.value(1) == "1"};
 }
 
 } // namespace
