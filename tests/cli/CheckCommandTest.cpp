@@ -3,6 +3,7 @@
 #include "support/Files.h"
 #include "support/LocalHttpServer.h"
 #include "support/MinecraftResponder.h"
+#include "support/TestData.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -191,14 +192,18 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("file"); // written as the sources file; empty for none
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QByteArray>("message");
-        QTest::newRow("missing file") << QByteArray() << 3 << QByteArray("no sources file");
-        QTest::newRow("corrupt file") << QByteArray("[{\"tcpPort\":") << 3 << QByteArray("not a valid sources file");
-        QTest::newRow("no sources") << QByteArray("[]") << 3 << QByteArray();
+        QTest::addColumn<QByteArray>("credentials"); // a credentials file others may read; empty for none
+        QTest::newRow("missing file") << QByteArray() << 3 << QByteArray("no sources file") << QByteArray();
+        QTest::newRow("corrupt file") << QByteArray("[{\"tcpPort\":") << 3 << QByteArray("not a valid sources file")
+                                      << QByteArray();
+        QTest::newRow("no sources") << QByteArray("[]") << 3 << QByteArray() << QByteArray();
         QTest::newRow("unsupported kind is degraded")
             << QByteArray("[{\"kuma\":{\"_0\":{\"id\":\"5A1A4E1C-0000-4000-8000-000000000001\","
                           "\"displayName\":\"K\",\"baseURL\":\"http://127.0.0.1:1\",\"pollInterval\":60,"
                           "\"alertThreshold\":3,\"alertsEnabled\":true}}}]")
-            << 1 << QByteArray();
+            << 1 << QByteArray() << QByteArray();
+        QTest::newRow("credentials others may read")
+            << QByteArray("[]") << 3 << QByteArray("may be read by other users") << QByteArray("{}");
     }
     void exitStatusFollowsTheEstate()
     {
@@ -207,28 +212,19 @@ private Q_SLOTS:
         const QString path = dir.filePath(u"sources.json"_s);
         if (!file.isEmpty())
             put(path, file);
-        const CliRun run = check({u"--sources"_s, path});
+        QStringList arguments{u"--sources"_s, path};
+        if (const QByteArray credentials = TW_DATA(QByteArray, credentials); !credentials.isEmpty()) {
+            arguments << u"--credentials"_s << dir.filePath(u"secrets.json"_s);
+            put(arguments.last(), credentials);
+            QVERIFY(QFile::setPermissions(arguments.last(), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+        }
+        const CliRun run = check(arguments);
         QFETCH(int, exitCode);
         QFETCH(QByteArray, message);
         QCOMPARE(run.exitCode, exitCode);
         QVERIFY2(run.err.contains(message), run.err.constData());
         if (!file.isEmpty())
             QCOMPARE(contents(path), file); // never moved aside or rewritten
-    }
-
-    // The other tests' credentials files are the owner's alone, and are read.
-    void sharedCredentialsFileIsRefused()
-    {
-        QTemporaryDir dir;
-        SourcesStore::save({}, dir.path());
-        const QString secrets = dir.filePath(u"secrets.json"_s);
-        put(secrets, R"({"kuma-x":"hunter2"})");
-        QVERIFY(
-            QFile::setPermissions(secrets, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup));
-        const CliRun refused =
-            check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
-        QCOMPARE(refused.exitCode, 3);
-        QVERIFY(refused.err.contains("may be read by other users"));
     }
 };
 

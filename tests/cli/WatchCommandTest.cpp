@@ -8,9 +8,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTcpServer>
@@ -45,40 +42,27 @@ QByteArray body(const QByteArray &reply)
     return reply.mid(reply.indexOf("\r\n\r\n") + 4);
 }
 
-// The page as Prometheus' own parser reads it: one [name, labels, value] per sample.
-QJsonArray parsedByPrometheus(const QByteArray &page)
+// The page as Prometheus' own parser reads it: one "name label=value,… value" line per sample, the
+// labels sorted (but the source's id) and the value with three decimals.
+QStringList parsedByPrometheus(const QByteArray &page)
 {
     QProcess python;
     // Debian's own interpreter, which sees Debian's python3-prometheus-client.
     python.start(u"/usr/bin/python3"_s,
                  {u"-c"_s,
-                  u"import sys, json\n"
+                  u"import sys\n"
                   "from prometheus_client.parser import text_string_to_metric_families\n"
-                  "print(json.dumps([[s.name, s.labels, s.value] for f in "
-                  "text_string_to_metric_families(sys.stdin.read()) for s in f.samples]))\n"_s});
+                  "for f in text_string_to_metric_families(sys.stdin.read()):\n"
+                  "    for s in f.samples:\n"
+                  "        labels = ','.join(f'{k}={v}' for k, v in sorted(s.labels.items()) if k != 'source_id')\n"
+                  "        print(f'{s.name} {labels} {s.value:.3f}')\n"_s});
     python.write(page);
     python.closeWriteChannel();
     if (!python.waitForFinished(20000) || python.exitCode() != 0) {
         qWarning("%s", python.readAllStandardError().constData());
         return {};
     }
-    return QJsonDocument::fromJson(python.readAllStandardOutput()).array();
-}
-
-double sample(const QJsonArray &samples, const QString &name, const QJsonObject &labels)
-{
-    for (const QJsonValue &entry : samples) {
-        const QJsonArray s = entry.toArray();
-        if (s.at(0).toString() != name)
-            continue;
-        const QJsonObject have = s.at(1).toObject();
-        bool matches = true;
-        for (auto it = labels.begin(); it != labels.end(); ++it)
-            matches = matches && have.value(it.key()) == it.value();
-        if (matches)
-            return s.at(2).toDouble();
-    }
-    return -1;
+    return QString::fromUtf8(python.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
 }
 
 } // namespace
@@ -238,23 +222,22 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT((page = body(ask(port, "GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n")),
                                   page.count("tidewatch_source_up{") == 2),
                                  10000);
-        const QJsonArray samples = parsedByPrometheus(page);
-        QVERIFY2(!samples.isEmpty(), page.constData());
-        const QJsonObject upSource{{u"source"_s, oddName}, {u"widget"_s, oddName}};
-        const QJsonObject downSource{{u"source"_s, u"Printer"_s}, {u"widget"_s, u"Printer"_s}};
-        const auto state = [](QJsonObject labels, const QString &value) {
-            labels.insert(u"state"_s, value);
-            return labels;
-        };
-        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(upSource, u"up"_s)), 1.0);
-        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(upSource, u"down"_s)), 0.0);
-        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(downSource, u"down"_s)), 1.0);
-        QCOMPARE(sample(samples, u"tidewatch_widget_status"_s, state(downSource, u"up"_s)), 0.0);
-        QVERIFY(sample(samples, u"tidewatch_widget_latency_seconds"_s, upSource) >= 0);
-        for (const QString &name : {oddName, u"Printer"_s}) {
-            QCOMPARE(sample(samples, u"tidewatch_source_up"_s, {{u"source"_s, name}}), 1.0);
-            const double seconds = sample(samples, u"tidewatch_source_poll_duration_seconds"_s, {{u"source"_s, name}});
-            QVERIFY2(seconds >= 0 && seconds < 5, qPrintable(name));
+        const QStringList samples = parsedByPrometheus(page);
+        // %1: the odd name, which is up; %2: the printer, which is down.
+        for (const QString &pattern : {u"tidewatch_widget_status source=%1,state=up,widget=%1 1\\.000"_s,
+                                       u"tidewatch_widget_status source=%1,state=down,widget=%1 0\\.000"_s,
+                                       u"tidewatch_widget_status source=%2,state=down,widget=%2 1\\.000"_s,
+                                       u"tidewatch_widget_status source=%2,state=up,widget=%2 0\\.000"_s,
+                                       u"tidewatch_widget_latency_seconds source=%1,widget=%1 \\d+\\.\\d{3}"_s,
+                                       u"tidewatch_source_up source=%1 1\\.000"_s,
+                                       u"tidewatch_source_up source=%2 1\\.000"_s,
+                                       u"tidewatch_source_poll_duration_seconds source=%1 [0-4]\\.\\d{3}"_s,
+                                       u"tidewatch_source_poll_duration_seconds source=%2 [0-4]\\.\\d{3}"_s}) {
+            const QRegularExpression line(
+                u'^'
+                + QString(pattern).replace(u"%1"_s, QRegularExpression::escape(oddName)).replace(u"%2"_s, u"Printer"_s)
+                + u'$');
+            QVERIFY2(!samples.filter(line).isEmpty(), qPrintable(line.pattern() + u'\n' + samples.join(u'\n')));
         }
 
         QVERIFY(ask(port, "GET / HTTP/1.0\r\n\r\n").startsWith("HTTP/1.0 404"));
