@@ -1,11 +1,10 @@
 #include "kit/desktop/SourcesService.h"
 
-#include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/AppState.h"
 #include "support/CliProcess.h"
-#include "support/FakeProviders.h"
 #include "support/Files.h"
+#include "support/Hub.h"
 #include "support/TestData.h"
 
 #include <QDBusConnectionInterface>
@@ -88,13 +87,9 @@ private Q_SLOTS:
         SourcesStore::save({nas}, folder);
         SourcesStore::save({nas}, other.path());
 
-        FakeProviders providers;
-        AppState::Environment environment;
-        environment.credentials = std::make_shared<InMemoryCredentialStore>();
+        Hub fakes;
+        AppState::Environment environment = fakes.environment();
         environment.sourcesDirectory = hub == u"otherFile"_s ? other.path() : folder;
-        environment.defaults = std::make_shared<PreferenceStore>(other.filePath(u"prefs.json"_s));
-        environment.makeProvider = providers.maker();
-        environment.testHost = true;
         AppState state(environment);
         SourcesService service(&state);
         QDBusConnection bus =
