@@ -199,9 +199,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("shows"); // part of the listing, as printed
         QTest::newRow("words of a name") << QStringList{u"minecraft"_s, u"(java)"_s} << 0
                                          << QStringList{u"Minecraft: minecraft-java"_s} << QByteArray();
-        QTest::newRow("sections in catalogue order")
-            << QStringList{u"ter"_s} << 0
-            << QStringList{u"Web API: terraria-tshock"_s, u"Steam Query: cs2 counter-strike-source"_s} << QByteArray();
         QTest::newRow("a game's port and note")
             << QStringList{u"valheim"_s} << 0 << QStringList{u"Steam Query: valheim"_s}
             << QByteArray("  valheim  Valheim  (port 2456)\n           Start the server with -public 1. A "
