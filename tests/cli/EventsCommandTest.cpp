@@ -42,13 +42,6 @@ QStringList titlesIn(const QByteArray &out)
     return titles;
 }
 
-QProcessEnvironment utc()
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"TZ"_s, u"UTC"_s);
-    return environment;
-}
-
 } // namespace
 
 class EventsCommandTest : public QObject
@@ -74,10 +67,12 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         EventLogStore::save(eventsBefore(QDateTime::currentDateTimeUtc()), dir.path());
+        QProcessEnvironment utc = QProcessEnvironment::systemEnvironment();
+        utc.insert(u"TZ"_s, u"UTC"_s);
         const CliRun run = runCli(QStringList{u"events"_s, u"--sources"_s, dir.filePath(u"sources.json"_s)}
                                       + TW_DATA(QStringList, arguments),
                                   {},
-                                  utc());
+                                  utc);
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.err, QByteArray());
         const QStringList expected = TW_DATA(QStringList, titles);

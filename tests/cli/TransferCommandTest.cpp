@@ -112,7 +112,6 @@ private Q_SLOTS:
         QTest::addColumn<bool>("exists");
         QTest::addColumn<bool>("force");
         QTest::addColumn<int>("exitCode");
-        QTest::newRow("new file") << false << false << 0;
         QTest::newRow("existing file kept") << true << false << 73;
         QTest::newRow("existing file replaced with --force") << true << true << 0;
     }
