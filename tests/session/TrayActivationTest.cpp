@@ -102,12 +102,11 @@ private Q_SLOTS:
         QTest::addColumn<QPoint>("reported"); // by the host; (0, 0) says nothing
         QTest::addColumn<QPoint>("pointer");
         QTest::addColumn<int>("left");
-        QTest::addColumn<int>("top"); // -1: above the point, its bottom edge 4 px over it
-        // The screen is 1280 by 800 and the popover 340 wide.
+        QTest::addColumn<int>("top");
+        // The screen is 1280 by 800 and the popover 340 wide. Where it goes near an edge is
+        // PopoverTextTest's.
         QTest::newRow("below the click, centred") << QPoint(640, 30) << QPoint(100, 600) << 470 << 35;
-        QTest::newRow("at the right edge, kept on screen") << QPoint(1275, 10) << QPoint(100, 600) << 940 << 15;
         QTest::newRow("no position: at the pointer") << QPoint(0, 0) << QPoint(500, 200) << 330 << 205;
-        QTest::newRow("no position, pointer low: above it") << QPoint(0, 0) << QPoint(300, 790) << 130 << -1;
     }
     void popoverOpensWhereThePanelWasClicked()
     {
@@ -121,12 +120,7 @@ private Q_SLOTS:
         QTest::qWait(200);
         const QRect shown = popover();
         QCOMPARE(shown.width(), 340);
-        QCOMPARE(shown.x(), left);
-        if (top >= 0)
-            QCOMPARE(shown.y(), top);
-        else
-            QCOMPARE(shown.y() + shown.height(), pointer.y() - 4);
-        QVERIFY(shown.bottom() < 800 && shown.right() < 1280);
+        QCOMPARE(shown.topLeft(), QPoint(left, top));
         // The same click again closes it.
         activate(reported);
         QTRY_VERIFY_WITH_TIMEOUT(!popover().isValid(), 5000);
