@@ -223,6 +223,8 @@ private Q_SLOTS:
         const QString locked = u"the keyring is locked — unlock it (for example in Passwords and Keys) and try again"_s;
         QTest::newRow("no Secret Service, store")
             << u"noService"_s << QStringList{u"secret"_s, u"set"_s, u"K"_s} << noService;
+        QTest::newRow("no Secret Service, delete")
+            << u"noService"_s << QStringList{u"secret"_s, u"delete"_s, u"K"_s} << noService;
         QTest::newRow("no session bus") << u"noBus"_s << QStringList{u"secret"_s, u"set"_s, u"K"_s}
                                         << u"no D-Bus session bus, so no keyring can be reached"_s;
         QTest::newRow("locked, store") << u"locked"_s << QStringList{u"secret"_s, u"set"_s, u"K2"_s} << locked;
