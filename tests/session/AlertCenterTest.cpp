@@ -131,9 +131,10 @@ private Q_SLOTS:
                 });
         const QUuid nas = QUuid::createUuid();
         const QString key = nas.toString(QUuid::WithoutBraces).toUpper();
-        const uint down = await(center.postAndWait(
-            {nas, AlertEvent::Kind::Down, u"NAS is unreachable"_s, QDateTime::currentDateTimeUtc(), key, {}},
-            false));
+        const auto post = [&](AlertEvent::Kind kind) {
+            return await(center.postAndWait({nas, kind, u"NAS"_s, QDateTime::currentDateTimeUtc(), key, {}}, false));
+        };
+        const uint down = post(AlertEvent::Kind::Down);
         QVERIFY(down != 0);
         QCOMPARE(server.shown.value(down).actions,
                  (QStringList{u"open"_s, u"Open"_s, u"snooze-1h"_s, u"Snooze 1 Hour"_s}));
@@ -155,17 +156,13 @@ private Q_SLOTS:
         QTest::qWait(100);
         QCOMPARE(chosen.size(), 2);
 
-        const uint back = await(center.postAndWait(
-            {nas, AlertEvent::Kind::Recovered, u"NAS recovered"_s, QDateTime::currentDateTimeUtc(), key, {}},
-            false));
+        const uint back = post(AlertEvent::Kind::Recovered);
         QTRY_COMPARE(server.closed, QList<uint>{down});
         QCOMPARE(server.shown.value(back).actions, (QStringList{u"open"_s, u"Open"_s}));
 
         // Without "Open" (the command line), a down alert offers the snooze alone.
         center.setOffersOpen(false);
-        const uint again = await(center.postAndWait(
-            {nas, AlertEvent::Kind::Down, u"NAS is unreachable"_s, QDateTime::currentDateTimeUtc(), key, {}},
-            false));
+        const uint again = post(AlertEvent::Kind::Down);
         QCOMPARE(server.shown.value(again).actions, (QStringList{u"snooze-1h"_s, u"Snooze 1 Hour"_s}));
 
         serverBus.unregisterService(u"org.freedesktop.Notifications"_s);
