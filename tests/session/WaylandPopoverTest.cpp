@@ -91,12 +91,6 @@ class WaylandPopoverTest : public QObject
         return false;
     }
 
-    static QString screenshotPath()
-    {
-        const QString dir = qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath());
-        return QDir(dir).filePath(u"tidewatch-wayland-popover.png"_s);
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -139,8 +133,10 @@ private Q_SLOTS:
         QCOMPARE(shown.value(u"rect"_s).toObject().value(u"width"_s).toInt(), 340);
         QVERIFY(shown.value(u"visible"_s).toBool());
         QTest::qWait(300); // the first frame drawn
-        QVERIFY(SwaySession::screenshot(screenshotPath()));
-        qInfo("screenshot: %s", qUtf8Printable(screenshotPath()));
+        const QString picture = QDir(qEnvironmentVariable("TW_SCREENSHOT_DIR", QDir::tempPath()))
+                                    .filePath(u"tidewatch-wayland-popover.png"_s);
+        QVERIFY(SwaySession::screenshot(picture));
+        qInfo("screenshot: %s", qUtf8Printable(picture));
     }
 
     void escapeClosesIt()
