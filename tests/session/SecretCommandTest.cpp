@@ -267,21 +267,12 @@ private Q_SLOTS:
             "$@"; rc=$?
             kill $KEYRING
             exit $rc)"_s;
-        QStringList command;
-        if (session == u"noBus"_s)
-            command = QStringList{cliPath()} + arguments;
-        else
-            command = QStringList{u"dbus-run-session"_s,
-                                  u"--config-file=%1"_s.arg(config),
-                                  u"--"_s,
-                                  u"sh"_s,
-                                  u"-c"_s,
-                                  session == u"locked"_s ? lockedKeyring : u"\"$@\""_s,
-                                  u"sh"_s,
-                                  cliPath()}
-                + arguments;
+        QStringList command{u"sh"_s, u"-c"_s, session == u"locked"_s ? lockedKeyring : u"\"$@\""_s, u"sh"_s, cliPath()};
+        if (session != u"noBus"_s)
+            command = QStringList{u"dbus-run-session"_s, u"--config-file="_s + config, u"--"_s} + command;
         QProcess process;
         process.setProcessEnvironment(environment);
+        command += arguments;
         process.start(command.takeFirst(), command);
         process.write("a-secret\n");
         process.closeWriteChannel();
