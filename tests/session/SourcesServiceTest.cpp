@@ -56,24 +56,25 @@ private Q_SLOTS:
 
     void cliChangesGoThroughTheRunningHub_data()
     {
-        QTest::addColumn<QString>("command"); // add or import
+        QTest::addColumn<QString>("command"); // %1: a file of two sources, A and B
         QTest::addColumn<QString>("hub"); // "serving", "otherFile" (serves another folder), "silent"
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("said");
         QTest::addColumn<QStringList>("hubSources"); // afterwards
         QTest::addColumn<QStringList>("fileSources"); // in the file the command named
 
+        const QString add = u"add httpPing --name Web --url http://127.0.0.1:9"_s;
         const QStringList before{u"NAS"_s};
         QTest::newRow("add, through the hub")
-            << u"add"_s << u"serving"_s << 0 << u"through Tidewatch, which is running and keeps"_s
+            << add << u"serving"_s << 0 << u"through Tidewatch, which is running and keeps"_s
             << QStringList{u"NAS"_s, u"Web"_s} << QStringList{u"NAS"_s, u"Web"_s};
         QTest::newRow("import, through the hub")
-            << u"import"_s << u"serving"_s << 0 << u"Imported 2 sources through Tidewatch, which is running"_s
+            << u"import %1"_s << u"serving"_s << 0 << u"Imported 2 sources through Tidewatch, which is running"_s
             << QStringList{u"A"_s, u"B"_s} << QStringList{u"A"_s, u"B"_s};
-        QTest::newRow("add, the hub keeps another file") << u"add"_s << u"otherFile"_s << 0 << u"Added Web (httpPing)"_s
-                                                         << before << QStringList{u"NAS"_s, u"Web"_s};
+        QTest::newRow("add, the hub keeps another file")
+            << add << u"otherFile"_s << 0 << u"Added Web (httpPing)"_s << before << QStringList{u"NAS"_s, u"Web"_s};
         QTest::newRow("add, the name's owner does not answer")
-            << u"add"_s << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
+            << add << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
     }
     void cliChangesGoThroughTheRunningHub()
     {
@@ -103,18 +104,11 @@ private Q_SLOTS:
             QVERIFY(service.exportOn(bus));
         QVERIFY(bus.registerService(QString::fromLatin1(SourcesService::serviceName)));
 
-        CliRun run;
-        if (command == u"add"_s) {
-            run = runCli({u"add"_s, u"httpPing"_s, u"--name"_s, u"Web"_s, u"--url"_s, u"http://127.0.0.1:9"_s},
-                         {},
-                         cliEnvironment());
-        } else {
-            const QString exported = other.filePath(u"export.json"_s);
-            put(exported,
-                SourcesStore::encode({HTTPPingConfig(QUuid::createUuid(), u"A"_s, u"http://a"_s),
-                                      HTTPPingConfig(QUuid::createUuid(), u"B"_s, u"http://b"_s)}));
-            run = runCli({u"import"_s, exported}, {}, cliEnvironment());
-        }
+        const QString exported = other.filePath(u"export.json"_s);
+        put(exported,
+            SourcesStore::encode({HTTPPingConfig(QUuid::createUuid(), u"A"_s, u"http://a"_s),
+                                  HTTPPingConfig(QUuid::createUuid(), u"B"_s, u"http://b"_s)}));
+        const CliRun run = runCli(QProcess::splitCommand(command.replace(u"%1"_s, exported)), {}, cliEnvironment());
         const QString said = QString::fromUtf8(run.out + run.err);
         QVERIFY2(run.exitCode == TW_DATA(int, exitCode), qPrintable(said));
         QVERIFY2(said.contains(TW_DATA(QString, said)), qPrintable(said));
