@@ -107,31 +107,16 @@ private Q_SLOTS:
         QCOMPARE(summarised.size(), 2); // Kuma and Beszel; the open Kuma and the ping need none
     }
 
-    void exportWritesTheStoreBytesAndNeverReplacesUnasked_data()
-    {
-        QTest::addColumn<bool>("exists");
-        QTest::addColumn<bool>("force");
-        QTest::addColumn<int>("exitCode");
-        QTest::newRow("existing file kept") << true << false << 73;
-        QTest::newRow("existing file replaced with --force") << true << true << 0;
-    }
     void exportWritesTheStoreBytesAndNeverReplacesUnasked()
     {
-        QFETCH(bool, exists);
-        QFETCH(bool, force);
-        QFETCH(int, exitCode);
         const QList<AnySourceConfig> sources{resident, exportedSources().last()};
         write(u"data/sources.json"_s, SourcesStore::encode(sources));
-        const QString out = m_dir.filePath(u"tidewatch-sources.json"_s);
-        QFile::remove(out);
-        if (exists)
-            write(u"tidewatch-sources.json"_s, "precious");
-        QStringList arguments{u"export"_s, out, u"--sources"_s, target()};
-        if (force)
-            arguments.append(u"--force"_s);
-        const CliRun run = runCli(arguments);
-        QCOMPARE(run.exitCode, exitCode);
-        QCOMPARE(contents(out), exitCode == 0 ? SourcesStore::encode(sources) : QByteArray("precious"));
+        const QString out = write(u"tidewatch-sources.json"_s, "precious");
+        const QStringList arguments{u"export"_s, out, u"--sources"_s, target()};
+        QCOMPARE(runCli(arguments).exitCode, 73);
+        QCOMPARE(contents(out), QByteArray("precious"));
+        QCOMPARE(runCli(arguments + QStringList{u"--force"_s}).exitCode, 0);
+        QCOMPARE(contents(out), SourcesStore::encode(sources));
 
         const CliRun toStdout = runCli({u"export"_s, u"-"_s, u"--sources"_s, target()});
         QCOMPARE(toStdout.exitCode, 0);
