@@ -86,12 +86,8 @@ private Q_SLOTS:
         const quint16 routerPort = router == u"open"_s ? listener.serverPort() : closed;
         TCPPortConfig host(QUuid::createUuid(), u"Host"_s, u"127.0.0.1"_s, closed);
         host.dependsOn = routerId;
-        if (router == u"unreachable"_s)
-            SourcesStore::save({JSONWidgetConfig(routerId,
-                                                 u"Router"_s,
-                                                 u"http://127.0.0.1:%1/status"_s.arg(closed),
-                                                 {{u"Uptime"_s, u"uptime"_s}}),
-                                host},
+        if (router == u"unreachable"_s) // its secret is not there
+            SourcesStore::save({BeszelConfig(routerId, u"Router"_s, u"http://127.0.0.1:9"_s, u"gone"_s), host},
                                dir.path());
         else
             SourcesStore::save({TCPPortConfig(routerId, u"Router"_s, u"127.0.0.1"_s, routerPort), host}, dir.path());
@@ -122,7 +118,7 @@ private Q_SLOTS:
 
     // The text report's line for each kind of reading: a game's players and own detail, a game that
     // is down, a host's figures with a drive the agent could not read (PocketBase gives it 0), and a
-    // hub that lists nothing for a token it does not accept.
+    // source that could not be polled.
     void tablePrintsEachReading()
     {
         QTemporaryDir dir;
@@ -130,28 +126,22 @@ private Q_SLOTS:
         java.replyWith(R"({"version":{"name":"Paper 1.21.4","protocol":769},"players":{"max":20,"online":2,)"
                        R"("sample":[{"name":"Alex","id":"a"},{"name":"Noor","id":"b"}]},"description":"hi"})");
         LocalHttpServer hub;
-        hub.fallback([](const LocalHttpServer::Request &request) {
-            QByteArray body = R"({"page":1,"perPage":200,"totalItems":0,"totalPages":0,"items":[]})";
-            if (!request.head.contains("Authorization: Bearer good"))
-                return LocalHttpServer::Reply{.body = body};
-            if (request.path.startsWith("/api/collections/systems/records"))
-                body = R"({"page":1,"perPage":200,"totalItems":1,"totalPages":1,"items":[{"id":"abc123def456ghi",)"
-                       R"("name":"nas01","status":"up","info":{"cpu":3.2,"mp":41,"dp":77}}]})";
-            else if (request.path.startsWith("/api/collections/smart_devices/records"))
-                body = R"({"items":[{"id":"a1b2c3d4e5","system":"abc123def456ghi","name":"/dev/sda","temp":38},)"
-                       R"({"id":"f6g7h8i9j0","system":"abc123def456ghi","name":"/dev/sdb","temp":0}]})";
-            return LocalHttpServer::Reply{.body = body};
-        });
+        hub.route(
+            "/api/collections/systems/records?perPage=200",
+            {.body = R"({"items":[{"id":"s1","name":"nas01","status":"up","info":{"cpu":3.2,"mp":41,"dp":77}}]})"});
+        hub.route("/api/collections/smart_devices/records?perPage=200",
+                  {.body = R"({"items":[{"system":"s1","name":"/dev/sda","temp":38},{"system":"s1","name":"/dev/sdb",)"
+                           R"("temp":0}]})"});
         const auto game = [](const QString &name, quint16 port) {
             return GameServerConfig(QUuid::createUuid(), name, u"minecraft-java"_s, u"127.0.0.1"_s, port);
         };
         SourcesStore::save({game(u"Java"_s, java.port()),
                             game(u"Gone"_s, closedPort()),
                             BeszelConfig(QUuid::createUuid(), u"Hub"_s, hub.url(QString()), u"hub-token"_s),
-                            BeszelConfig(QUuid::createUuid(), u"Stale"_s, hub.url(QString()), u"stale-token"_s)},
+                            BeszelConfig(QUuid::createUuid(), u"Stale"_s, hub.url(QString()), u"gone-token"_s)},
                            dir.path());
         const QString secrets = dir.filePath(u"secrets.json"_s);
-        putPrivate(secrets, R"({"hub-token":"good","stale-token":"expired"})");
+        putPrivate(secrets, R"({"hub-token":"good"})");
 
         const CliRun run = check({u"--sources"_s, SourcesStore::sourcesPath(dir.path()), u"--credentials"_s, secrets});
         QCOMPARE(run.exitCode, 2);
@@ -159,7 +149,7 @@ private Q_SLOTS:
              {uR"(^Java +Java +up +\d+\.\d ms +2/20 players \(Alex, Noor\) · Paper 1\.21\.4$)"_s,
               uR"(^Gone +Gone +down +— +connection refused$)"_s,
               uR"(^Hub +nas01 +up +— +cpu 3% · mem 41% · disk 77% · /dev/sda 38°C · /dev/sdb —$)"_s,
-              uR"(^Stale +— +error +— +no systems visible — the token may be wrong or expired$)"_s})
+              uR"(^Stale +— +error +— +missing credential: gone-token$)"_s})
             QVERIFY2(hasLine(run.out, line), qPrintable(line + u'\n' + QString::fromUtf8(run.out)));
     }
 
