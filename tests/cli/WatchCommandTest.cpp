@@ -185,14 +185,10 @@ private Q_SLOTS:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_CONFIG_HOME"_s, dir.filePath(u"config"_s));
         watch.setProcessEnvironment(environment);
+        const QString folder = dir.path();
         watch.start(cliPath(),
-                    {u"watch"_s,
-                     u"--sources"_s,
-                     dir.filePath(u"sources.json"_s),
-                     u"--credentials"_s,
-                     dir.filePath(u"credentials.json"_s),
-                     u"--metrics"_s,
-                     u"127.0.0.1:0"_s});
+                    QProcess::splitCommand(u"watch --sources %1/sources.json --credentials %1/credentials.json "
+                                           "--metrics 127.0.0.1:0"_s.arg(folder)));
         QByteArray err;
         const QRegularExpression announced(u"metrics on http://127\\.0\\.0\\.1:(\\d+)/metrics"_s);
         QRegularExpressionMatch match;
@@ -252,11 +248,8 @@ private Q_SLOTS:
         QFETCH(QString, address);
         QTemporaryDir dir;
         QList<AnySourceConfig> sources;
-        QStringList arguments{u"watch"_s,
-                              u"--sources"_s,
-                              dir.filePath(u"sources.json"_s),
-                              u"--credentials"_s,
-                              dir.filePath(u"credentials.json"_s)};
+        QStringList arguments = QProcess::splitCommand(
+            u"watch --sources %1/sources.json --credentials %1/credentials.json"_s.arg(dir.path()));
         if (!address.isEmpty()) {
             sources.append(TCPPortConfig(QUuid::createUuid(), u"T"_s, u"127.0.0.1"_s, 9));
             arguments << u"--metrics"_s << address;
