@@ -144,10 +144,8 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const QUuid id = QUuid::createUuid();
-        GameServerConfig palworld(id, u"Palworld"_s, u"palworld"_s, u"127.0.0.1"_s, 8212);
-        palworld.credentialRef = AnySourceConfig::credentialName(AnySourceConfig::Kind::GameServer, id);
-        const QString name = *palworld.credentialRef;
-        const QList<AnySourceConfig> sources{palworld,
+        const QString name = AnySourceConfig::credentialName(AnySourceConfig::Kind::Beszel, id);
+        const QList<AnySourceConfig> sources{BeszelConfig(id, u"Hub"_s, u"http://127.0.0.1:9"_s, name),
                                              TCPPortConfig(QUuid::createUuid(), u"Router"_s, u"192.0.2.1"_s, 22)};
         SourcesStore::save(sources, dir.path());
         const QString exported = dir.filePath(u"exported.json"_s);
