@@ -117,10 +117,8 @@ private Q_SLOTS:
         row("players, no max", RowText::playersText(3, {}), u"3 players"_s);
         row("three names", RowText::namesText(people(3)), u"A, B, C"_s);
         row("four names", RowText::namesText(people(4)), u"A, B, C +1"_s);
-        row("five names", RowText::namesText(people(5)), u"A, B, C +2"_s);
         // The end a row keeps in view when the names are cut short.
         row("overflow of three", RowText::namesOverflow(people(3)), QString());
-        row("overflow of five", RowText::namesOverflow(people(5)), u" +2"_s);
         row("game online with names", subtitle(true, people(1), u"v1.20"_s), u"A"_s);
         row("game online, no names", subtitle(true, {}, u"v1.20"_s), u"v1.20"_s);
         row("game offline keeps names hidden", subtitle(false, people(1), u"timed out"_s), u"timed out"_s);
@@ -140,7 +138,6 @@ private Q_SLOTS:
         row("ring above 90", ring(90.1), u"90%, 0.901, down"_s);
         row("ring over full", ring(120), u"120%, 1, down"_s);
         row("ring below empty", ring(-5), u"-5%, 0, accent"_s);
-        row("accent", hex(u"#8BB8E8"_s), u"#8bb8e8"_s);
         row("accent with blanks, lower case", hex(u"  #8bb8e8 \n"_s), u"#8bb8e8"_s);
         row("accent without a number sign", hex(u"8BB8E8"_s), u"#8bb8e8"_s);
         row("accent in short form", hex(u"#FFF"_s), u"refused"_s);
@@ -149,28 +146,23 @@ private Q_SLOTS:
         row("accent with a minus sign", hex(u"#-ABCDE"_s), u"refused"_s);
         row("accent as drawn", Accent::accentColour(u"#14b8a6"_s).name(), u"#14b8a6"_s);
         row("unreadable accent draws as the default", Accent::accentColour(u"teal"_s).name(), u"#8bb8e8"_s);
-        row("text on a white accent", Accent::onAccentColour(u"#FFFFFF"_s).name(), u"#1c1c1e"_s);
-        row("text on a black accent", Accent::onAccentColour(u"#000000"_s).name(), u"#ffffff"_s);
         row("text on the red preset", Accent::onAccentColour(u"#EF4444"_s).name(), u"#1c1c1e"_s);
         row("text on deep blue", Accent::onAccentColour(u"#1E3A8A"_s).name(), u"#ffffff"_s);
         row("text on an unreadable accent", Accent::onAccentColour(u"nope"_s).name(), u"#1c1c1e"_s);
-        const auto words = [](OverallStatus status) -> QString {
-            return PopoverText::headline(status, 1) + u" / "_s + PopoverText::chipText(status, 1);
+        const auto words = [](OverallStatus status, int sources = 1) -> QString {
+            return PopoverText::headline(status, sources) + u" / "_s + PopoverText::chipText(status, sources);
         };
         row("words when up", words(OverallStatus::Up), u"All systems up / Healthy"_s);
         row("words when degraded", words(OverallStatus::Degraded), u"Some issues / Degraded"_s);
         row("words when down", words(OverallStatus::Down), u"Systems down / Incident"_s);
         // Only an unknown state depends on whether anything is configured yet.
-        row("headline, no sources", PopoverText::headline(OverallStatus::Unknown, 0), u"No sources yet"_s);
-        row("headline, no data", PopoverText::headline(OverallStatus::Unknown, 1), u"No data yet"_s);
-        row("chip, no sources", PopoverText::chipText(OverallStatus::Unknown, 0), u"Not configured"_s);
-        row("chip, no data", PopoverText::chipText(OverallStatus::Unknown, 1), u"Waiting for data"_s);
+        row("words, no sources", words(OverallStatus::Unknown, 0), u"No sources yet / Not configured"_s);
+        row("words, no data", words(OverallStatus::Unknown), u"No data yet / Waiting for data"_s);
         row("clock behind", age(-90'000), u"just now; under a minute old"_s);
         row("4.9 s old", age(4'900), u"just now; under a minute old"_s);
         row("5 s old", age(5'000), u"5s ago; under a minute old"_s);
         row("59.9 s old", age(59'900), u"59s ago; under a minute old"_s);
         row("60 s old", age(60'000), u"1m ago; 1 min old"_s);
-        row("5 min 59 s old", age(359'000), u"5m ago; 5 min old"_s);
         row("an hour old", age(3'600'000), u"1h ago; 1 h old"_s);
         row("a second short of a day", age(86'399'000), u"23h ago; 23 h old"_s);
         row("a day old", age(86'400'000), u"1d ago; 1 day old"_s);
@@ -195,7 +187,6 @@ private Q_SLOTS:
         const AnySourceConfig underPath = BeszelConfig(id, u"B"_s, u"https://home.lan/beszel"_s, u"t"_s);
         const AnySourceConfig json = JSONWidgetConfig(id, u"J"_s, u"http://api.lan/s"_s, {});
         const AnySourceConfig game = GameServerConfig(id, u"G"_s, u"minecraft-java"_s, u"mc.lan"_s, 25565);
-        const AnySourceConfig ftp = kuma(u"ftp://kuma.lan"_s, u"a"_s, {});
         using namespace RowLinks;
         row("kuma monitor's own address",
             widgetPage(dashboard, service(u"https://plex.lan/"_s)),
@@ -203,18 +194,13 @@ private Q_SLOTS:
         row("kuma monitor without one", widgetPage(statusPage, service({})), u"(none)"_s);
         row("kuma signed in: dashboard", sourcePage(dashboard), u"https://kuma.lan"_s);
         row("kuma status page", sourcePage(statusPage), u"https://kuma.lan/status/home%20lab"_s);
-        row("beszel host on its hub",
-            widgetPage(hub, HostStats{u"h1"_s, u"nas"_s}),
-            u"https://beszel.lan/system/nas"_s);
         row("beszel hub", sourcePage(hub), u"https://beszel.lan/"_s);
         row("beszel hub under a path, odd host name",
             widgetPage(underPath, HostStats{u"h1"_s, u"rack/1 #2"_s}),
             u"https://home.lan/beszel/system/rack%2F1%20%232"_s);
         row("json endpoint", widgetPage(json, KeyValues{u"J"_s, {}}), u"http://api.lan/s"_s);
-        row("json source", sourcePage(json), u"http://api.lan/s"_s);
         row("game server source", sourcePage(game), u"(none)"_s);
-        row("no scheme a browser opens", widgetPage(ftp, service(u"https://"_s)), u"(none)"_s);
-        row("source not for a browser", sourcePage(ftp), u"(none)"_s);
+        row("no scheme a browser opens", widgetPage(dashboard, service(u"ftp://plex.lan/"_s)), u"(none)"_s);
     }
     void texts() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
 
