@@ -145,10 +145,11 @@ private Q_SLOTS:
         QCOMPARE(shape(popoverRows(e.state)), TW_DATA(QString, rows));
     }
 
+    // An old outage is no outage now: the header of stale rows is neither red nor timed.
     void staleByAge_data()
     {
         QTest::addColumn<double>("interval");
-        QTest::addColumn<int>("silentSeconds");
+        QTest::addColumn<int>("silentSeconds"); // -1: no clock
         QTest::addColumn<bool>("stale");
         QTest::newRow("exactly three intervals") << 60.0 << 180 << false;
         QTest::newRow("past three intervals") << 60.0 << 181 << true;
@@ -159,23 +160,15 @@ private Q_SLOTS:
     void staleByAge()
     {
         Estate e;
-        e.add("Kuma", {service("a", Status::Down, 12), service("b", Status::Up)});
-        e.add("One", {service("x", Status::Up)});
+        const auto s = e.add("Kuma", {service("a", Status::Down, 12), service("b", Status::Up)});
+        e.state.sources.first().common().pollInterval = TW_DATA(double, interval);
         const QDateTime seen = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
-        for (auto &source : e.state.sources)
-            source.common().pollInterval = TW_DATA(double, interval);
-        for (auto &snapshot : e.state.snapshots)
-            snapshot.fetchedAt = seen;
+        e.state.snapshots[s.id()].fetchedAt = seen;
         const int silent = TW_DATA(int, silentSeconds);
         e.state.now = silent < 0 ? QDateTime() : seen.addSecs(silent);
-        const QList<Row> rows = popoverRows(e.state);
-        // An old outage is no outage now: the header of stale rows is neither red nor timed.
-        if (TW_DATA(bool, stale)) {
-            QCOMPARE(shape(rows), u"Kuma (2): 1 down \u00B7 1 up, unknown | - a stale | - b stale | One [x] stale"_s);
-            QCOMPARE(rows.last().as<Row::Single>()->staleSince, std::optional(seen));
-        } else {
-            QCOMPARE(shape(rows), u"Kuma (2): 1 down \u00B7 1 up, down, 12 ms | - a | - b | One [x]"_s);
-        }
+        QCOMPARE(shape(popoverRows(e.state)),
+                 TW_DATA(bool, stale) ? u"Kuma (2): 1 down \u00B7 1 up, unknown | - a stale | - b stale"_s
+                                      : u"Kuma (2): 1 down \u00B7 1 up, down, 12 ms | - a | - b"_s);
     }
 
     // What a header makes of its widgets (counts worst first, the worst status, the mean latency),
@@ -235,12 +228,14 @@ private Q_SLOTS:
             return JsonRead::uuidText(s.id());
         };
         e.state.layout.sourceOrder = {text(b), u"not a uuid"_s, QUuid::createUuid().toString(), text(c), text(b)};
-        QCOMPARE(e.state.layout.orderedSourceIDs(e.state.sources), (QList<QUuid>{b.id(), c.id(), a.id(), d.id()}));
         const QList<RowGroup> groups = groupRows(popoverRows(e.state));
-        QCOMPARE(groups.size(), 4);
+        QStringList shown;
+        for (const RowGroup &group : groups) {
+            const QString children = group.isGroup ? u" of %1"_s.arg(group.children.size()) : QString();
+            shown.append(group.id().section(u':', 0, 0) + u' ' + nameOf(group.row) + children);
+        }
+        QCOMPARE(shown.join(u", "_s), u"header b of 2, single c, single a, empty d"_s);
         QCOMPARE(groups.at(0).id(), u"header:"_s + text(b));
-        QCOMPARE(groups.at(0).children.size(), 2);
-        QVERIFY(!groups.at(2).isGroup);
         QCOMPARE(groups.at(2).id(), u"single:"_s + service("x", Status::Up).widgetKey(a.id()));
         e.state.layout.moveSource(e.state.sources, {2}, 0);
         QCOMPARE(e.state.layout.sourceOrder, (QStringList{text(a), text(b), text(c), text(d)}));
@@ -258,9 +253,7 @@ private Q_SLOTS:
         QTest::newRow("arranged first, new ones after") << arranged(u"zox"_s, u"xnz"_s) << u"zxn"_s;
         QTest::newRow("a key twice in order shows twice") << arranged(u"xx"_s, u"xy"_s) << u"xxy"_s;
         QTest::newRow("first to the end") << moved({0}, 4) << u"bcda"_s;
-        QTest::newRow("last to the front") << moved({3}, 0) << u"dabc"_s;
         QTest::newRow("down by one") << moved({1}, 3) << u"acbd"_s;
-        QTest::newRow("onto itself") << moved({1}, 1) << u"abcd"_s;
         QTest::newRow("two at once keep their order") << moved({0, 2}, 4) << u"bdac"_s;
     }
     void arrangement() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
@@ -274,8 +267,8 @@ private Q_SLOTS:
         QCOMPARE(layout.order, (QStringList{u"B/1"_s, u"B/2"_s, u"A/3"_s, u"A/1"_s, u"A/2"_s}));
     }
 
-    // A stored arrangement that cannot be read whole is dropped whole; what loads saves back the same.
-    void storedBlobRoundTripsAndFallsBackToEmpty_data()
+    // A stored arrangement that cannot be read whole is dropped whole.
+    void unreadableStoredLayoutIsDroppedWhole_data()
     {
         QTest::addColumn<QByteArray>("blob");
         QTest::addColumn<bool>("kept");
@@ -283,11 +276,10 @@ private Q_SLOTS:
             << QByteArray(R"({"order":["k"],"hidden":["k"],"sourceOrder":[],"collapsed":["S"],"x":1})") << true;
         QTest::newRow("collapsed missing loses everything")
             << QByteArray(R"({"order":["k"],"hidden":["k"],"sourceOrder":[]})") << false;
-        QTest::newRow("not JSON") << QByteArray("garbage") << false;
         QTest::newRow("wrong element type")
             << QByteArray(R"({"order":[1],"hidden":[],"sourceOrder":[],"collapsed":[]})") << false;
     }
-    void storedBlobRoundTripsAndFallsBackToEmpty()
+    void unreadableStoredLayoutIsDroppedWhole()
     {
         QTemporaryDir dir;
         PreferenceStore settings(dir.filePath(u"t.json"_s));
@@ -295,8 +287,6 @@ private Q_SLOTS:
         const WidgetLayout loaded = WidgetLayout::load(settings);
         QCOMPARE(loaded.collapsed, TW_DATA(bool, kept) ? QSet<QString>{u"S"_s} : QSet<QString>{});
         QCOMPARE(loaded.order.isEmpty(), !TW_DATA(bool, kept));
-        loaded.save(settings);
-        QCOMPARE(WidgetLayout::load(PreferenceStore(dir.filePath(u"t.json"_s))), loaded);
     }
 };
 
