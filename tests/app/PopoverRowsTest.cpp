@@ -171,9 +171,10 @@ private Q_SLOTS:
                                       : u"Kuma (2): 1 down \u00B7 1 up, down, 12 ms | - a | - b"_s);
     }
 
-    // What a header makes of its widgets (counts worst first, the worst status, the mean latency),
-    // and the summary lines over all sources (what is affected or online, what a pause stops).
-    void counts_data()
+    // What a header makes of its widgets (counts worst first, the worst status, the mean latency), the
+    // summary lines over all sources (what is affected or online, what a pause stops), how the user's
+    // arrangement orders what a source reports, how a drag changes a list, and what a stored one loads.
+    void texts_data()
     {
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("expected");
@@ -212,8 +213,41 @@ private Q_SLOTS:
         // A failing source counts once, as down, whatever it last saw.
         summary("failing", {up, service("d", Status::Down)}, true, u"1 service affected; 2 services inactive"_s);
         summary("nothing", {}, false, u"-; -"_s);
+
+        const auto moved = [](const QList<int> &from, int to) {
+            return ListMove::apply({u"a"_s, u"b"_s, u"c"_s, u"d"_s}, from, to).join(QString());
+        };
+        QTest::newRow("no order keeps the source's") << arranged(QString(), u"xy"_s) << u"xy"_s;
+        QTest::newRow("arranged first, new ones after") << arranged(u"zox"_s, u"xnz"_s) << u"zxn"_s;
+        QTest::newRow("a key twice in order shows twice") << arranged(u"xx"_s, u"xy"_s) << u"xxy"_s;
+        QTest::newRow("first to the end") << moved({0}, 4) << u"bcda"_s;
+        QTest::newRow("down by one") << moved({1}, 3) << u"acbd"_s;
+        QTest::newRow("two at once keep their order") << moved({0, 2}, 4) << u"bdac"_s;
+        WidgetLayout layout;
+        layout.order = {u"A/1"_s, u"B/1"_s, u"A/2"_s, u"B/2"_s};
+        layout.hidden = {u"A/2"_s};
+        layout.moveWidget({keyed(u"A/1"_s), keyed(u"A/2"_s), keyed(u"A/3"_s)}, {2}, 0);
+        QTest::newRow("a widget's move keeps other sources ahead")
+            << layout.order.join(u' ') << u"B/1 B/2 A/3 A/1 A/2"_s;
+
+        // A stored arrangement that cannot be read whole is dropped whole.
+        const auto stored = [](const char *name, const QByteArray &blob, const QString &expected) {
+            QTemporaryDir dir;
+            PreferenceStore settings(dir.filePath(u"t.json"_s));
+            settings.setValue(u"widgetLayout"_s, blob);
+            const WidgetLayout loaded = WidgetLayout::load(settings);
+            QTest::newRow(name) << (loaded.order + loaded.hidden.values() + loaded.collapsed.values()).join(u' ')
+                                << expected;
+        };
+        stored("all four keys, one extra",
+               R"({"order":["k"],"hidden":["h"],"sourceOrder":[],"collapsed":["S"],"x":1})",
+               u"k h S"_s);
+        stored("collapsed missing loses everything", R"({"order":["k"],"hidden":["h"],"sourceOrder":[]})", QString());
+        stored("wrong element type",
+               R"({"order":[1,"k"],"hidden":["h"],"sourceOrder":[],"collapsed":["S"]})",
+               QString());
     }
-    void counts() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
+    void texts() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
 
     // The user's order of the sources, entries that name none or one twice aside, lays out the groups:
     // a header with its children, a single row on its own. A move keeps only the live entries.
@@ -239,54 +273,6 @@ private Q_SLOTS:
         QCOMPARE(groups.at(2).id(), u"single:"_s + service("x", Status::Up).widgetKey(a.id()));
         e.state.layout.moveSource(e.state.sources, {2}, 0);
         QCOMPARE(e.state.layout.sourceOrder, (QStringList{text(a), text(b), text(c), text(d)}));
-    }
-
-    // How the user's arrangement orders what a source reports, and how a drag changes a list.
-    void arrangement_data()
-    {
-        QTest::addColumn<QString>("shown");
-        QTest::addColumn<QString>("expected");
-        const auto moved = [](const QList<int> &from, int to) {
-            return ListMove::apply({u"a"_s, u"b"_s, u"c"_s, u"d"_s}, from, to).join(QString());
-        };
-        QTest::newRow("no order keeps the source's") << arranged(QString(), u"xy"_s) << u"xy"_s;
-        QTest::newRow("arranged first, new ones after") << arranged(u"zox"_s, u"xnz"_s) << u"zxn"_s;
-        QTest::newRow("a key twice in order shows twice") << arranged(u"xx"_s, u"xy"_s) << u"xxy"_s;
-        QTest::newRow("first to the end") << moved({0}, 4) << u"bcda"_s;
-        QTest::newRow("down by one") << moved({1}, 3) << u"acbd"_s;
-        QTest::newRow("two at once keep their order") << moved({0, 2}, 4) << u"bdac"_s;
-    }
-    void arrangement() { QCOMPARE(TW_DATA(QString, shown), TW_DATA(QString, expected)); }
-
-    void movingWidgetsKeepsOtherSourcesAhead()
-    {
-        WidgetLayout layout;
-        layout.order = {u"A/1"_s, u"B/1"_s, u"A/2"_s, u"B/2"_s};
-        layout.hidden = {u"A/2"_s};
-        layout.moveWidget({keyed(u"A/1"_s), keyed(u"A/2"_s), keyed(u"A/3"_s)}, {2}, 0);
-        QCOMPARE(layout.order, (QStringList{u"B/1"_s, u"B/2"_s, u"A/3"_s, u"A/1"_s, u"A/2"_s}));
-    }
-
-    // A stored arrangement that cannot be read whole is dropped whole.
-    void unreadableStoredLayoutIsDroppedWhole_data()
-    {
-        QTest::addColumn<QByteArray>("blob");
-        QTest::addColumn<bool>("kept");
-        QTest::newRow("all four keys, one extra")
-            << QByteArray(R"({"order":["k"],"hidden":["k"],"sourceOrder":[],"collapsed":["S"],"x":1})") << true;
-        QTest::newRow("collapsed missing loses everything")
-            << QByteArray(R"({"order":["k"],"hidden":["k"],"sourceOrder":[]})") << false;
-        QTest::newRow("wrong element type")
-            << QByteArray(R"({"order":[1],"hidden":[],"sourceOrder":[],"collapsed":[]})") << false;
-    }
-    void unreadableStoredLayoutIsDroppedWhole()
-    {
-        QTemporaryDir dir;
-        PreferenceStore settings(dir.filePath(u"t.json"_s));
-        settings.setValue(u"widgetLayout"_s, TW_DATA(QByteArray, blob));
-        const WidgetLayout loaded = WidgetLayout::load(settings);
-        QCOMPARE(loaded.collapsed, TW_DATA(bool, kept) ? QSet<QString>{u"S"_s} : QSet<QString>{});
-        QCOMPARE(loaded.order.isEmpty(), !TW_DATA(bool, kept));
     }
 };
 
