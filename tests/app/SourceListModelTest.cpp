@@ -18,13 +18,8 @@ namespace {
 QList<QVariantMap> rows(const QString &ids, const QString &poll = u"1"_s)
 {
     QList<QVariantMap> list;
-    for (const QChar id : ids) {
-        QVariantMap row;
-        row[u"id"_s] = QString(id);
-        row[u"name"_s] = QString(QString(id) + poll);
-        row[u"widgets"_s] = QVariantList();
-        list.append(row);
-    }
+    for (const QChar id : ids)
+        list.append(QVariantMap{{u"id"_s, QString(id)}, {u"name"_s, QString(QString(id) + poll)}});
     return list;
 }
 
@@ -34,11 +29,6 @@ QString order(const SourceListModel &model)
     for (int i = 0; i < model.rowCount(); ++i)
         ids += model.data(model.index(i), Qt::UserRole + 1).toString();
     return ids;
-}
-
-TCPPortConfig tcp(const QString &name)
-{
-    return TCPPortConfig(QUuid::createUuid(), name, u"127.0.0.1"_s, 22);
 }
 
 } // namespace
@@ -115,7 +105,7 @@ private Q_SLOTS:
     // once, and a source that goes takes its line with it.
     void followTheSourcesAndTheirHistory()
     {
-        const TCPPortConfig a = tcp(u"a"_s);
+        const TCPPortConfig a(QUuid::createUuid(), u"a"_s, u"127.0.0.1"_s, 22);
         Hub rig({a});
         const QString key = FakeProviders::widgetFor(a, 1).widgetKey(a.id);
         QList<double> seen;
@@ -132,7 +122,7 @@ private Q_SLOTS:
         rig.restart();
         Sparklines lines(*rig.state);
         QCOMPARE(lines.values().value(key), seen);
-        const TCPPortConfig added = tcp(u"new"_s);
+        const TCPPortConfig added(QUuid::createUuid(), u"new"_s, u"127.0.0.1"_s, 22);
         rig.state->replaceSources({a, added});
         QCOMPARE(lines.values().keys(), QList<QString>{key});
         QSignalSpy changed(&lines, &Sparklines::changed);
