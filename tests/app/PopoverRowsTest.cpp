@@ -62,9 +62,6 @@ QString shape(const QList<Row> &rows)
     QStringList lines;
     for (const Row &row : rows) {
         QString line = nameOf(row);
-        const auto stale = [](const auto &r) {
-            return r.staleSince ? u" stale"_s : QString();
-        };
         if (const auto *header = row.as<Row::Header>()) {
             line += u" (%1): %2, %3"_s.arg(header->count).arg(header->aggregate, toText(header->status));
             if (header->avgLatencyMs)
@@ -76,9 +73,9 @@ QString shape(const QList<Row> &rows)
             if (!error->behind.isEmpty())
                 line += u", behind "_s + error->behind;
         } else if (const auto *single = row.as<Row::Single>()) {
-            line += u" ["_s + single->key.section(u':', -1) + u']' + stale(*single);
+            line += u" ["_s + single->key.section(u':', -1) + u']' + (single->staleSince ? u" stale"_s : QString());
         } else if (const auto *child = row.as<Row::Child>()) {
-            line = u"- "_s + line + stale(*child);
+            line = u"- "_s + line + (child->staleSince ? u" stale"_s : QString());
         } else {
             line += u" empty"_s;
         }
@@ -94,14 +91,6 @@ QList<QVariantMap> listRows(const QString &ids, const QString &poll = u"1"_s)
     for (const QChar id : ids)
         list.append(QVariantMap{{u"id"_s, QString(id)}, {u"name"_s, QString(QString(id) + poll)}});
     return list;
-}
-
-QString order(const SourceListModel &model)
-{
-    QString ids;
-    for (int i = 0; i < model.rowCount(); ++i)
-        ids += model.data(model.index(i), Qt::UserRole + 1).toString();
-    return ids;
 }
 
 } // namespace
@@ -240,7 +229,6 @@ private Q_SLOTS:
         const auto moved = [](const QList<int> &from, int to) {
             return ListMove::apply({u"a"_s, u"b"_s, u"c"_s, u"d"_s}, from, to).join(QString());
         };
-        QTest::newRow("no order keeps the source's") << arranged(QString(), u"xy"_s) << u"xy"_s;
         QTest::newRow("arranged first, new ones after") << arranged(u"zox"_s, u"xnz"_s) << u"zxn"_s;
         QTest::newRow("a key twice in order shows twice") << arranged(u"xx"_s, u"xy"_s) << u"xxy"_s;
         QTest::newRow("first to the end") << moved({0}, 4) << u"bcda"_s;
@@ -307,7 +295,6 @@ private Q_SLOTS:
         QTest::newRow("a poll changes every row") << u"abc"_s << u"abc"_s << 3;
         QTest::newRow("moved, removed and added at once") << u"abcde"_s << u"ecxa"_s << 3;
         QTest::newRow("from nothing") << QString() << u"ab"_s << 0;
-        QTest::newRow("to nothing") << u"ab"_s << QString() << 0;
     }
     void changesApplyRowByRow()
     {
@@ -324,7 +311,10 @@ private Q_SLOTS:
         QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
         QSignalSpy counted(&model, &SourceListModel::countChanged);
         model.setRows(listRows(after, u"2"_s));
-        QCOMPARE(order(model), after);
+        QString ids;
+        for (int i = 0; i < model.rowCount(); ++i)
+            ids += model.data(model.index(i), Qt::UserRole + 1).toString();
+        QCOMPARE(ids, after);
         QCOMPARE(resets.count(), 0);
         QCOMPARE(changed.count(), TW_DATA(int, changedRows));
         QCOMPARE(counted.count(), before.size() == after.size() ? 0 : 1);
