@@ -8,6 +8,7 @@
 #include "support/TestData.h"
 
 #include <QAbstractItemModelTester>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -108,11 +109,19 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("reported"); // -1: no reading yet
         QTest::addColumn<QString>("hidden");
-        QTest::addColumn<QString>("state");
+        QTest::addColumn<QString>("state"); // what else holds: failing, behind, collapsed, every/silent N s
         QTest::addColumn<QString>("rows");
         const QString all = u"Kuma (3): 1 down \u00B7 1 warn \u00B7 1 up, down, 20 ms"_s;
         const QString stale = u" | - a stale | - b stale | - c stale"_s;
-        QTest::newRow("all shown") << 3 << QString() << QString() << all + u" | - a | - b | - c"_s;
+        const QString shown = all + u" | - a | - b | - c"_s;
+        QTest::newRow("all shown") << 3 << QString() << QString() << shown;
+        // An old outage is no outage now: the header of stale rows is neither red nor timed.
+        const QString aged = u"Kuma (3): 1 down \u00B7 1 warn \u00B7 1 up, unknown"_s + stale;
+        QTest::newRow("silent for three intervals") << 3 << QString() << u"every 60 s, silent 180 s"_s << shown;
+        QTest::newRow("silent past three intervals") << 3 << QString() << u"every 60 s, silent 181 s"_s << aged;
+        QTest::newRow("interval below the floor counts as 5 s")
+            << 3 << QString() << u"every 1 s, silent 14 s"_s << shown;
+        QTest::newRow("interval below the floor, stale") << 3 << QString() << u"every 1 s, silent 16 s"_s << aged;
         // Hiding a widget must not hide an outage.
         QTest::newRow("hidden ones colour the header, uncounted")
             << 3 << u"c"_s << QString() << u"Kuma (2): 1 warn \u00B7 1 up, down, 20 ms | - a | - b"_s;
@@ -154,33 +163,12 @@ private Q_SLOTS:
             e.state.behind.insert(s.id(), u"Router"_s);
         if (state.contains(u"collapsed"_s))
             e.state.layout.collapsed = {JsonRead::uuidText(s.id())};
+        static const QRegularExpression every(uR"(every (\d+) s)"_s), silent(uR"(silent (\d+) s)"_s);
+        if (const auto match = every.match(state); match.hasMatch())
+            e.state.sources.first().common().pollInterval = match.captured(1).toDouble();
+        if (const auto match = silent.match(state); match.hasMatch())
+            e.state.now = e.state.snapshots[s.id()].fetchedAt.addSecs(match.captured(1).toInt());
         QCOMPARE(shape(popoverRows(e.state)), TW_DATA(QString, rows));
-    }
-
-    // An old outage is no outage now: the header of stale rows is neither red nor timed.
-    void staleByAge_data()
-    {
-        QTest::addColumn<double>("interval");
-        QTest::addColumn<int>("silentSeconds"); // -1: no clock
-        QTest::addColumn<bool>("stale");
-        QTest::newRow("exactly three intervals") << 60.0 << 180 << false;
-        QTest::newRow("past three intervals") << 60.0 << 181 << true;
-        QTest::newRow("interval below the floor counts as 5 s") << 1.0 << 14 << false;
-        QTest::newRow("interval below the floor, stale") << 1.0 << 16 << true;
-        QTest::newRow("no clock") << 60.0 << -1 << false;
-    }
-    void staleByAge()
-    {
-        Estate e;
-        const auto s = e.add("Kuma", {service("a", Status::Down, 12), service("b", Status::Up)});
-        e.state.sources.first().common().pollInterval = TW_DATA(double, interval);
-        const QDateTime seen = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
-        e.state.snapshots[s.id()].fetchedAt = seen;
-        const int silent = TW_DATA(int, silentSeconds);
-        e.state.now = silent < 0 ? QDateTime() : seen.addSecs(silent);
-        QCOMPARE(shape(popoverRows(e.state)),
-                 TW_DATA(bool, stale) ? u"Kuma (2): 1 down \u00B7 1 up, unknown | - a stale | - b stale"_s
-                                      : u"Kuma (2): 1 down \u00B7 1 up, down, 12 ms | - a | - b"_s);
     }
 
     // What a header makes of its widgets (counts worst first, the worst status, the mean latency), the
