@@ -165,7 +165,7 @@ private Q_SLOTS:
         row("empty piece", manifest(u"1..3"_s), u"1.0.0"_s, invalid);
         row("blank", manifest(u"1.2. 3"_s), u"1.0.0"_s, invalid);
         row("overflow", manifest(u"1.2.99999999999999999999"_s), u"1.0.0"_s, invalid);
-        row("two-part running", manifest(u"9.0.0"_s), u"1.2"_s, invalid);
+        row("two numbers running", manifest(u"9.0.0"_s), u"1.2"_s, invalid);
         row("http download", manifest(u"9.0.0"_s, u"http://ostrel.dev/t.tar.gz"_s), u"1.0.0"_s, invalid);
         row("download not a URL", manifest(u"9.0.0"_s, u"https://exa mple/%zz"_s), u"1.0.0"_s, invalid);
         row("not JSON", "<html>", u"1.0.0"_s, invalid);
