@@ -198,8 +198,9 @@ private Q_SLOTS:
         header("worst first, unknown before up",
                {service("a", Status::Up, 1), unknown, service("c", Status::Down), service("d", Status::Up, 3)},
                u"1 down \u00B7 1 unknown \u00B7 2 up, down, 2 ms"_s);
-        header("warn beats unknown", {unknown, service("w", Status::Warn)}, u"1 warn \u00B7 1 unknown, warn"_s);
-        header("up beats unknown", {unknown, up}, u"1 unknown \u00B7 1 up, up"_s);
+        header("warn beats unknown and a later up",
+               {unknown, service("w", Status::Warn), up},
+               u"1 warn \u00B7 1 unknown \u00B7 1 up, warn"_s);
         header("key values count as up, hosts give no latency",
                {KeyValues{u"t"_s, {}}, HostStats{u"h"_s, u"h"_s, Status::Up, 1, 2, 3, {}}},
                u"2 up, up"_s);
