@@ -95,19 +95,6 @@ QByteArray served(const char *name)
     return contents(QStringLiteral(TW_TEST_DATA_DIR "/providers/") + QLatin1StringView(name));
 }
 
-using Rows = QList<ServiceRow>;
-
-ServiceRow metricsRow(const QString &name, ServiceStatus status, std::optional<double> latency = {})
-{
-    return {name, name, status, latency, std::nullopt};
-}
-
-ServiceRow linked(ServiceRow row, const QString &url)
-{
-    row.url = url;
-    return row;
-}
-
 } // namespace
 
 class ServiceProvidersTest : public QObject
@@ -326,54 +313,35 @@ private Q_SLOTS:
         QCOMPARE(server.requests().size(), 2);
     }
 
+    // PocketBase reads a token it does not accept as no token at all, and its list rules then filter
+    // every record away: 200 with no items is all a wrong or expired token gets.
+    void beszelFailures_data()
+    {
+        QTest::addColumn<QString>("token"); // null: none stored
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("systems");
+        QTest::addColumn<QString>("failure");
+        const QByteArray empty = R"({"page":1,"perPage":200,"totalItems":0,"totalPages":0,"items":[]})";
+        QTest::newRow("no token stored") << QString() << 200 << empty << u"missing credential: beszel-token"_s;
+        QTest::newRow("refused") << u"t"_s << 401 << QByteArray() << u"HTTP 401"_s;
+        QTest::newRow("no systems, as for a wrong token")
+            << u"t"_s << 200 << empty << QString::fromUtf8(BeszelProvider::noSystemsText);
+        QTest::newRow("a page that is not the hub's list is no failure")
+            << u"t"_s << 200 << QByteArray("<html>Sign in</html>") << QString();
+    }
     void beszelFailures()
     {
+        QFETCH(QString, token);
         LocalHttpServer server;
-        server.route("/api/collections/systems/records?perPage=200", {.status = 401});
+        server.route("/api/collections/systems/records?perPage=200",
+                     {.status = TW_DATA(int, status), .body = TW_DATA(QByteArray, systems)});
         BeszelConfig config(QUuid::createUuid(), u"Beszel"_s, server.url(QString()), u"beszel-token"_s);
-        QCOMPARE(poll(config).failure, u"missing credential: beszel-token"_s);
-        QCOMPARE(poll(config, {{u"beszel-token"_s, u"t"_s}}).failure, u"HTTP 401"_s);
-    }
-
-    // PocketBase reads a token it does not accept as no token at all, and its list rules then filter
-    // every record away: 200 with no items, for the systems and the drives alike.
-    void beszelTokenTheHubDoesNotAccept_data()
-    {
-        QTest::addColumn<QString>("token");
-        QTest::addColumn<QByteArray>("systemsBody"); // what the hub holds for the right token
-        QTest::addColumn<QString>("failure");
-        QTest::addColumn<int>("hosts");
-        const QByteArray one =
-            R"({"page":1,"perPage":200,"totalItems":1,"totalPages":1,"items":[{"id":"abc123def456ghi",)"
-            R"("name":"nas01","status":"up","host":"10.0.0.2","info":{"cpu":3}}]})";
-        const QString noSystems = QString::fromUtf8(BeszelProvider::noSystemsText);
-        QTest::newRow("right token") << u"good"_s << one << QString() << 1;
-        QTest::newRow("wrong or expired token") << u"stale"_s << one << noSystems << 0;
-        QTest::newRow("a hub with no systems reads the same")
-            << u"good"_s << QByteArray(R"({"page":1,"perPage":200,"totalItems":0,"totalPages":0,"items":[]})")
-            << noSystems << 0;
-        QTest::newRow("a page that is not the hub's list is no failure")
-            << u"good"_s << QByteArray("<html>Sign in</html>") << QString() << 0;
-    }
-    void beszelTokenTheHubDoesNotAccept()
-    {
-        const QByteArray systems = TW_DATA(QByteArray, systemsBody);
-        LocalHttpServer server;
-        server.fallback([systems](const LocalHttpServer::Request &request) {
-            const bool accepted = header(request, "Authorization") == "Bearer good";
-            if (request.path.startsWith("/api/collections/systems/records"))
-                return LocalHttpServer::Reply{
-                    .body = accepted
-                        ? systems
-                        : QByteArray(R"({"page":1,"perPage":200,"totalItems":0,"totalPages":0,"items":[]})")};
-            return LocalHttpServer::Reply{.status = 404,
-                                          .body =
-                                              R"({"data":{},"message":"Missing collection context.","status":404})"};
-        });
-        BeszelConfig config(QUuid::createUuid(), u"Beszel"_s, server.url(QString()), u"beszel-token"_s);
-        const Outcome outcome = poll(config, {{u"beszel-token"_s, TW_DATA(QString, token)}});
+        QHash<QString, QString> secrets;
+        if (!token.isNull())
+            secrets.insert(u"beszel-token"_s, token);
+        const Outcome outcome = poll(config, secrets);
         QCOMPARE(outcome.failure, TW_DATA(QString, failure));
-        QCOMPARE(outcome.widgets.size(), TW_DATA(int, hosts));
+        QVERIFY(outcome.widgets.isEmpty());
     }
 
     void jsonWidget()
@@ -408,65 +376,56 @@ private Q_SLOTS:
     void kumaMetricsPage_data()
     {
         QTest::addColumn<QString>("page");
-        QTest::addColumn<Rows>("rows");
-        QTest::newRow("comments only") << u"# HELP monitor_status x\n# TYPE monitor_status gauge\n"_s << Rows{};
+        QTest::addColumn<QStringList>("rows"); // "name status latency [url]"
         QTest::newRow("latency joined either way round")
             << u"monitor_response_time{monitor_name=\"a\"} 12.5\nmonitor_status{monitor_name=\"a\"} 1\n"_s
-            << Rows{metricsRow(u"a"_s, ServiceStatus::Up, 12.5)};
+            << QStringList{u"a up 12.5"_s};
         QTest::newRow("negative response time is no latency")
             << u"monitor_status{monitor_name=\"a\"} 1\nmonitor_response_time{monitor_name=\"a\"} -1\n"_s
-            << Rows{metricsRow(u"a"_s, ServiceStatus::Up)};
+            << QStringList{u"a up -"_s};
         QTest::newRow("status table by exact text")
             << u"monitor_status{monitor_name=\"w\"} 2\nmonitor_status{monitor_name=\"m\"} 3\n"
                "monitor_status{monitor_name=\"d\"} 0\nmonitor_status{monitor_name=\"x\"} 7\n"
                "monitor_status{monitor_name=\"f\"} 1.0\n"_s
-            << Rows{metricsRow(u"w"_s, ServiceStatus::Warn),
-                    metricsRow(u"m"_s, ServiceStatus::Maintenance),
-                    metricsRow(u"d"_s, ServiceStatus::Down),
-                    metricsRow(u"x"_s, ServiceStatus::Unknown),
-                    metricsRow(u"f"_s, ServiceStatus::Unknown)};
+            << QStringList{u"w warn -"_s, u"m maintenance -"_s, u"d down -"_s, u"x unknown -"_s, u"f unknown -"_s};
         QTest::newRow("escaped quote and backslash, newline escape kept as n")
             << u"monitor_status{monitor_name=\"say \\\"hi\\\" \\\\ \\n\"} 1\n"_s
-            << Rows{metricsRow(u"say \"hi\" \\ n"_s, ServiceStatus::Up)};
-        QTest::newRow("brace inside an earlier label")
-            << u"monitor_status{monitor_type=\"}x\",monitor_name=\"a\"} 1\n"_s
-            << Rows{metricsRow(u"a"_s, ServiceStatus::Up)};
+            << QStringList{u"say \"hi\" \\ n up -"_s};
         // As Kuma 2.x writes them: tags and id first, the URL behind the name, nulls as text.
         QTest::newRow("braces in the URL after the name keep a down monitor down")
-            << QString::fromUtf8(served("kuma2-metrics-braces-in-url.txt"))
-            << Rows{metricsRow(u"API"_s, ServiceStatus::Down, 48)};
-        QTest::newRow("brace in a name")
-            << u"monitor_status{monitor_id=\"5\",monitor_name=\"Grafana {prod}\",monitor_url=\"https://g\"} 1\n"_s
-            << Rows{linked(metricsRow(u"Grafana {prod}"_s, ServiceStatus::Up), u"https://g"_s)};
+            << QString::fromUtf8(served("kuma2-metrics-braces-in-url.txt")) << QStringList{u"API down 48"_s};
         QTest::newRow("escaped backslash closes the value before a brace")
             << u"monitor_status{monitor_name=\"C:\\\\\",monitor_url=\"http://x/{a}\"} 0\n"_s
-            << Rows{metricsRow(u"C:\\"_s, ServiceStatus::Down)};
+            << QStringList{u"C:\\ down -"_s};
         QTest::newRow("a quote never closed loses the line")
             << u"monitor_status{monitor_name=\"a} 1\nmonitor_status{monitor_name=\"b\"} 1\n"_s
-            << Rows{metricsRow(u"b"_s, ServiceStatus::Up)};
+            << QStringList{u"b up -"_s};
         QTest::newRow("tags and id before the name, timestamp after the value")
             << u"monitor_status{tag=\"prod\",monitor_id=\"4\",monitor_name=\"api\",monitor_url=\"https://x\"} 1 1700000000\n"_s
-            << Rows{linked(metricsRow(u"api"_s, ServiceStatus::Up), u"https://x"_s)};
-        QTest::newRow("no value is unknown")
-            << u"monitor_status{monitor_name=\"a\"}\n"_s << Rows{metricsRow(u"a"_s, ServiceStatus::Unknown)};
+            << QStringList{u"api up - https://x"_s};
         QTest::newRow("other metrics and labelless lines ignored")
             << u"monitor_cert_days_remaining{monitor_name=\"a\"} 30\nmonitor_status 1\nmonitor_statusx{monitor_name=\"b\"} 1\n"_s
-            << Rows{};
+            << QStringList{};
         QTest::newRow("duplicate names give two rows, later latency wins")
             << u"monitor_response_time{monitor_name=\"a\"} 5\nmonitor_response_time{monitor_name=\"a\"} 7\n"
                "monitor_status{monitor_name=\"a\"} 1\nmonitor_status{monitor_name=\"a\"} 0\n"_s
-            << Rows{metricsRow(u"a"_s, ServiceStatus::Up, 7), metricsRow(u"a"_s, ServiceStatus::Down, 7)};
+            << QStringList{u"a up 7"_s, u"a down 7"_s};
         QTest::newRow("latency that is not wholly a number") << u"monitor_status{monitor_name=\"a\"} 1\n"
                                                                 "monitor_response_time{monitor_name=\"a\"} 12ms\n"_s
-                                                             << Rows{metricsRow(u"a"_s, ServiceStatus::Up)};
-        QTest::newRow("exponent form") << u"monitor_status{monitor_name=\"a\"} 1\n"
-                                          "monitor_response_time{monitor_name=\"a\"} 1.5e2\n"_s
-                                       << Rows{metricsRow(u"a"_s, ServiceStatus::Up, 150)};
+                                                             << QStringList{u"a up -"_s};
     }
     void kumaMetricsPage()
     {
         QFETCH(QString, page);
-        QCOMPARE(KumaMetricsParser::parse(page), TW_DATA(Rows, rows));
+        QStringList rows;
+        for (const ServiceRow &row : KumaMetricsParser::parse(page)) {
+            QVERIFY(row.id == row.name && !row.detail);
+            rows.append(u"%1 %2 %3"_s.arg(row.name,
+                                          toText(row.status),
+                                          row.latencyMs ? QString::number(*row.latencyMs) : u"-"_s)
+                        + (row.url ? u' ' + *row.url : QString()));
+        }
+        QCOMPARE(rows, TW_DATA(QStringList, rows));
     }
 
     void jsonPath_data()
@@ -482,10 +441,7 @@ private Q_SLOTS:
         QTest::newRow("object does not print") << u"a"_s << QByteArray("{\"a\":{\"b\":1}}") << QString();
         QTest::newRow("boolean") << u"a"_s << QByteArray("{\"a\":true}") << u"true"_s;
         QTest::newRow("whole number") << u"a"_s << QByteArray("{\"a\":42.0}") << u"42"_s;
-        QTest::newRow("10^15 without an exponent") << u"a"_s << QByteArray(R"({"a":1e15})") << u"1000000000000000"_s;
         QTest::newRow("2^53") << u"a"_s << QByteArray(R"({"a":9007199254740992})") << u"9007199254740992"_s;
-        QTest::newRow("above 2^53, as written")
-            << u"a.b"_s << QByteArray(R"({"a":{"b":9007199254740993}})") << u"9007199254740993"_s;
         QTest::newRow("negative, as written")
             << u"a"_s << QByteArray(R"({"a":-9007199254740995})") << u"-9007199254740995"_s;
         QTest::newRow("as written, past strings and siblings")
@@ -495,13 +451,8 @@ private Q_SLOTS:
             << u"18446744073709551617"_s;
         QTest::newRow("large with an exponent") << u"a"_s << QByteArray(R"({"a":1e20})") << u"100000000000000000000"_s;
         QTest::newRow("too large for digits") << u"a"_s << QByteArray(R"({"a":-1e21})") << u"-1e+21"_s;
-        QTest::newRow("large fraction") << u"a"_s << QByteArray(R"({"a":12345678901234567.5})")
-                                        << u"12345678901234568"_s;
-        QTest::newRow("empty path on an object") << QString() << QByteArray("{\"a\":1}") << QString();
-        QTest::newRow("bare number body") << QString() << QByteArray("42") << QString();
         QTest::newRow("extra dots") << u".a..b."_s << QByteArray("{\"a\":{\"b\":\"v\"}}") << u"v"_s;
         QTest::newRow("numeric key is a key") << u"a.0"_s << QByteArray("{\"a\":{\"0\":\"k\"}}") << u"k"_s;
-        QTest::newRow("plus sign index") << u"a.+0"_s << QByteArray("{\"a\":[\"p\"]}") << u"p"_s;
         QTest::newRow("not JSON") << u"a"_s << QByteArray("<html>") << QString();
     }
     void jsonPath()
