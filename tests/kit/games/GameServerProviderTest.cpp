@@ -171,8 +171,6 @@ private Q_SLOTS:
         const std::optional<qint64> none;
         const std::optional<FailureKind> ok;
         const FailureKind silent = FailureKind::TimedOut;
-        QTest::newRow("the offset answers")
-            << none << OptPort() << Answers{ok} << Ports{2457} << OptPort(2457) << u"online 3/10 [] on :2457"_s;
         QTest::newRow("a stale cache costs one try")
             << none << OptPort(2460) << Answers{silent, ok} << Ports{2460, 2457} << OptPort(2457)
             << u"online 3/10 [] on :2457"_s;

@@ -30,6 +30,7 @@ struct Route
 };
 using Routes = QList<Route>;
 using Body = std::optional<QByteArray>;
+using Bodies = QList<Body>;
 
 QCoro::Task<GameFacts> runEngine(const QString &engine, quint16 port, std::optional<QString> secret)
 {
@@ -97,7 +98,7 @@ Body none()
 } // namespace
 
 Q_DECLARE_METATYPE(Routes)
-Q_DECLARE_METATYPE(Body)
+Q_DECLARE_METATYPE(Bodies)
 
 class RestGameEnginesTest : public QObject
 {
@@ -230,100 +231,77 @@ private Q_SLOTS:
         QCOMPARE(server.requests().size(), 3);
     }
 
-    void palworldReplies_data()
+    void replies_data()
     {
-        QTest::addColumn<Body>("info");
-        QTest::addColumn<Body>("players");
-        QTest::addColumn<Body>("metrics");
+        QTest::addColumn<QString>("game");
+        QTest::addColumn<Bodies>("bodies"); // one per endpoint, in the order the engine asks them
         QTest::addColumn<QString>("expected");
         const Body metrics = QByteArray(R"({"currentplayernum":3,"maxplayernum":32})");
-        QTest::newRow("names beat the metric")
-            << none() << Body(R"({"players":[{"name":"ann"}]})") << metrics << u"1/32 [ann] "_s;
-        QTest::newRow("nameless entries count without a metric")
-            << none() << Body(R"({"players":[{"name":""},{"ip":"1.2.3.4"}]})") << none() << u"2/- [] "_s;
-        QTest::newRow("metric beats nameless entries")
-            << none() << Body(R"({"players":[{"name":""}]})") << metrics << u"3/32 [] "_s;
-        QTest::newRow("list with a non-object is no list")
-            << none() << Body(R"({"players":[{"name":"ann"},7]})") << none() << u"-/- [] "_s;
-        QTest::newRow("info alone") << Body(R"({"version":"v0.3.1"})") << none() << none() << u"-/- [] v0.3.1"_s;
-        QTest::newRow("metrics as text and fraction")
-            << none() << none() << Body(R"({"currentplayernum":"+4","maxplayernum":31.9})") << u"4/31 [] "_s;
-        QTest::newRow("garbage metric") << none() << none() << Body(R"({"currentplayernum":"4 players"})")
-                                        << u"-/- [] "_s;
-        QTest::newRow("only invalid JSON")
-            << Body("<html>") << Body(R"({"players":)") << Body("") << u"offline: malformed reply"_s;
-        QTest::newRow("lists instead of objects")
-            << Body("[]") << Body(R"([{"name":"a"}])") << Body("3") << u"offline: malformed reply"_s;
-    }
-    void palworldReplies()
-    {
-        QFETCH(Body, info);
-        QFETCH(Body, players);
-        QFETCH(Body, metrics);
-        QFETCH(QString, expected);
-        QCOMPARE(describe([&] { return parsePalworld(objectReply(info), objectReply(players), objectReply(metrics)); }),
-                 expected);
-    }
-
-    void fiveMReplies_data()
-    {
-        QTest::addColumn<Body>("info");
-        QTest::addColumn<Body>("players");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("empty project name falls back on hostname, max as text")
-            << Body(R"({"vars":{"sv_projectName":"","hostname":"Host","sv_maxClients":"48"}})") << none()
+        const QString palworld = u"palworld"_s;
+        const QString fivem = u"fivem"_s;
+        const QString tshock = u"tshock"_s;
+        QTest::newRow("Palworld: names beat the metric")
+            << palworld << Bodies{none(), Body(R"({"players":[{"name":"ann"}]})"), metrics} << u"1/32 [ann] "_s;
+        QTest::newRow("Palworld: nameless entries count without a metric")
+            << palworld << Bodies{none(), Body(R"({"players":[{"name":""},{"ip":"1.2.3.4"}]})")} << u"2/- [] "_s;
+        QTest::newRow("Palworld: metric beats nameless entries")
+            << palworld << Bodies{none(), Body(R"({"players":[{"name":""}]})"), metrics} << u"3/32 [] "_s;
+        QTest::newRow("Palworld: list with a non-object is no list")
+            << palworld << Bodies{none(), Body(R"({"players":[{"name":"ann"},7]})")} << u"-/- [] "_s;
+        QTest::newRow("Palworld: metrics as text and fraction")
+            << palworld << Bodies{none(), none(), Body(R"({"currentplayernum":"+4","maxplayernum":31.9})")}
+            << u"4/31 [] "_s;
+        QTest::newRow("Palworld: only invalid JSON")
+            << palworld << Bodies{Body("<html>"), Body(R"({"players":)"), Body("")} << u"offline: malformed reply"_s;
+        QTest::newRow("Palworld: lists instead of objects")
+            << palworld << Bodies{Body("[]"), Body(R"([{"name":"a"}])"), Body("3")} << u"offline: malformed reply"_s;
+        QTest::newRow("FiveM: empty project name falls back on hostname, max as text")
+            << fivem << Bodies{Body(R"({"vars":{"sv_projectName":"","hostname":"Host","sv_maxClients":"48"}})")}
             << u"-/48 [] Host"_s;
-        QTest::newRow("lower-case max") << Body(R"({"vars":{"sv_maxclients":"64","sv_maxClients":"lots"}})") << none()
-                                        << u"-/64 [] "_s;
-        QTest::newRow("vars missing") << Body(R"({"server":"FXServer"})") << none() << u"-/- [] "_s;
-        QTest::newRow("nameless players count")
-            << none() << Body(R"([{"id":1},{"name":""},{"name":"c"}])") << u"3/- [c] "_s;
-        QTest::newRow("placeholders count without names")
-            << none() << Body(R"([{"id":0,"name":"Player"},{"id":"0","name":"Player"}])") << u"2/- [] "_s;
-        QTest::newRow("a real player may be called Player")
-            << none() << Body(R"([{"id":7,"name":"Player"},{"id":0,"name":"Player"},{"name":"Player"}])")
+        QTest::newRow("FiveM: lower-case max")
+            << fivem << Bodies{Body(R"({"vars":{"sv_maxclients":"64","sv_maxClients":"lots"}})")} << u"-/64 [] "_s;
+        QTest::newRow("FiveM: nameless players count")
+            << fivem << Bodies{none(), Body(R"([{"id":1},{"name":""},{"name":"c"}])")} << u"3/- [c] "_s;
+        QTest::newRow("FiveM: a real player may be called Player")
+            << fivem << Bodies{none(), Body(R"([{"id":7,"name":"Player"},{"id":0,"name":"Player"},{"name":"Player"}])")}
             << u"3/- [Player,Player] "_s;
-        QTest::newRow("player list with a non-object is missing")
-            << Body(R"({"vars":{"hostname":"h"}})") << Body(R"([{"name":"a"},"b"])") << u"-/- [] h"_s;
-        QTest::newRow("player object instead of list")
-            << none() << Body(R"({"name":"a"})") << u"offline: malformed reply"_s;
-    }
-    void fiveMReplies()
-    {
-        QFETCH(Body, info);
-        QFETCH(Body, players);
-        QFETCH(QString, expected);
-        QCOMPARE(describe([&] { return parseFiveM(objectReply(info), objectListReply(players)); }), expected);
-    }
-
-    void tshockReplies_data()
-    {
-        QTest::addColumn<Body>("status");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("empty nickname falls back on username")
-            << Body(R"({"players":[{"nickname":"","username":"bob"},{"nickname":7,"username":"cy"}]})")
+        QTest::newRow("FiveM: player object instead of list")
+            << fivem << Bodies{none(), Body(R"({"name":"a"})")} << u"offline: malformed reply"_s;
+        QTest::newRow("TShock: empty nickname falls back on username")
+            << tshock
+            << Bodies{Body(R"({"players":[{"nickname":"","username":"bob"},{"nickname":7,"username":"cy"}]})")}
             << u"2/- [bob,cy] "_s;
-        QTest::newRow("nameless entry counts without a name")
-            << Body(R"({"players":[{"nickname":"ann"},{"group":"guest"}]})") << u"2/- [ann] "_s;
-        QTest::newRow("count as text beats the list")
-            << Body(R"({"playercount":"1","players":[{"nickname":"a"},{"nickname":"b"}]})") << u"1/- [a,b] "_s;
-        QTest::newRow("no count, no list") << Body(R"({"name":"","maxplayers":"16"})") << u"-/16 [] "_s;
-        QTest::newRow("list with a non-object is no list")
-            << Body(R"({"players":[{"nickname":"a"},null]})") << u"-/- [] "_s;
-        QTest::newRow("status 200 as a number") << Body(R"({"status":200,"playercount":1})") << u"1/- [] "_s;
-        QTest::newRow("status without an error text")
-            << Body(R"({"status":"500","playercount":1})") << u"offline: TShock answered status 500"_s;
-        QTest::newRow("a token refused in a 200 is the user's to repair")
-            << Body(R"({"status":"401","error":"Not authorized."})") << u"fails: Not authorized."_s;
-        QTest::newRow("a response text stands in for the error")
-            << Body(R"({"status":"404","response":"Unknown endpoint"})") << u"offline: Unknown endpoint"_s;
-        QTest::newRow("nothing") << none() << u"offline: malformed reply"_s;
+        QTest::newRow("TShock: nameless entry counts without a name")
+            << tshock << Bodies{Body(R"({"players":[{"nickname":"ann"},{"group":"guest"}]})")} << u"2/- [ann] "_s;
+        QTest::newRow("TShock: count as text beats the list")
+            << tshock << Bodies{Body(R"({"playercount":"1","players":[{"nickname":"a"},{"nickname":"b"}]})")}
+            << u"1/- [a,b] "_s;
+        QTest::newRow("TShock: status 200 as a number")
+            << tshock << Bodies{Body(R"({"status":200,"playercount":1})")} << u"1/- [] "_s;
+        QTest::newRow("TShock: status without an error text")
+            << tshock << Bodies{Body(R"({"status":"500","playercount":1})")}
+            << u"offline: TShock answered status 500"_s;
+        QTest::newRow("TShock: a token refused in a 200 is the user's to repair")
+            << tshock << Bodies{Body(R"({"status":"401","error":"Not authorized."})")} << u"fails: Not authorized."_s;
+        QTest::newRow("TShock: a response text stands in for the error")
+            << tshock << Bodies{Body(R"({"status":"404","response":"Unknown endpoint"})")}
+            << u"offline: Unknown endpoint"_s;
+        QTest::newRow("TShock: nothing") << tshock << Bodies{} << u"offline: malformed reply"_s;
     }
-    void tshockReplies()
+    void replies()
     {
-        QFETCH(Body, status);
-        QFETCH(QString, expected);
-        QCOMPARE(describe([&] { return parseTShock(objectReply(status)); }), expected);
+        QFETCH(QString, game);
+        QFETCH(Bodies, bodies);
+        const auto parse = [&] {
+            if (game == u"palworld")
+                return parsePalworld(objectReply(bodies.value(0)),
+                                     objectReply(bodies.value(1)),
+                                     objectReply(bodies.value(2)));
+            if (game == u"fivem")
+                return parseFiveM(objectReply(bodies.value(0)), objectListReply(bodies.value(1)));
+            return parseTShock(objectReply(bodies.value(0)));
+        };
+        QCOMPARE(describe(parse), TW_DATA(QString, expected));
     }
 };
 
