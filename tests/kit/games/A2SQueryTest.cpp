@@ -131,8 +131,6 @@ private Q_SLOTS:
         const QString infoOnly = u"2/16 [] Tidewatch test"_s;
         const QString malformed = u"malformed reply"_s;
 
-        QTest::newRow("info only") << Script{} << false << false << infoOnly << 1 << 0;
-        QTest::newRow("info and players") << Script{} << true << false << online << 1 << 1;
         QTest::newRow("the list's length is the count")
             << Script{.info = {.players = 9}} << true << false << online << 1 << 1;
         QTest::newRow("empty names counted, not listed")
@@ -232,15 +230,6 @@ private Q_SLOTS:
         QCOMPARE(failure, TW_DATA(QString, failure));
         QVERIFY(clock.elapsed() < 1000);
         QCOMPARE(*udp->closed, 1);
-    }
-
-    void requests()
-    {
-        const QByteArray first = hex("FFFFFFFF54") + text("Source Engine Query");
-        QCOMPARE(A2SWire::infoRequest(std::nullopt), first);
-        QCOMPARE(A2SWire::infoRequest(0x01020304), first + hex("04030201"));
-        QCOMPARE(A2SWire::playerRequest(A2SWire::noChallenge), hex("FFFFFFFF55FFFFFFFF"));
-        QCOMPARE(A2SWire::playerRequest(0xA1B2C3D4), hex("FFFFFFFF55D4C3B2A1"));
     }
 
     void parsePacket_data()

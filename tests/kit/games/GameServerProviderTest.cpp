@@ -13,7 +13,6 @@
 #include "support/MinecraftResponder.h"
 #include "support/TestData.h"
 
-#include <QElapsedTimer>
 #include <QSet>
 #include <QTest>
 
@@ -122,20 +121,14 @@ private Q_SLOTS:
         QCOMPARE(offline.detail, QString(199, u'x') + u"🇩🇪"_s);
     }
 
-    // Eight names whose SRV look-ups the nameserver never answers must not make a ninth, answered
-    // one miss its window and fall back to the bare name.
-    void minecraftBehindEightSilentNames()
+    // The Minecraft engine asks the resolver it is given and connects where the SRV record points;
+    // the bare name is never looked up, so it must not reach the machine's own nameservers.
+    void minecraftFollowsItsSRVRecord()
     {
         DnsResponder dns;
         QVERIFY(dns.start());
         MinecraftResponder server;
         server.replyWith(R"({"players":{"online":2,"max":20},"version":{"name":"Paper"}})");
-        const auto resolver = std::make_shared<DnsSRVResolver>(dns.server());
-        const StopToken stopSilent = makeStopToken();
-        std::vector<QCoro::Task<std::optional<SRVRecord>>> silent;
-        for (int i = 0; i < 8; ++i)
-            silent.push_back(resolver->resolve(u"_minecraft._tcp.drop%1.example.test"_s.arg(i), 2s, stopSilent));
-        // The fallback to the bare name must not reach the machine's own nameservers.
         struct LiteralsOnly : ByteChannelFactory
         {
             QCoro::Task<std::unique_ptr<ByteChannel>> connect(QString host, quint16 port, StopToken stop) override
@@ -146,18 +139,14 @@ private Q_SLOTS:
             }
         };
         GameServerProvider::Dependencies dependencies = local();
-        dependencies.resolver = resolver;
+        dependencies.resolver = std::make_shared<DnsSRVResolver>(dns.server());
         dependencies.transports.channels = std::make_shared<LiteralsOnly>();
         GameServerConfig config(QUuid::createUuid(),
                                 u"Survival"_s,
                                 u"minecraft-java"_s,
                                 u"port%1.example.test"_s.arg(server.port()),
                                 25565);
-        QElapsedTimer clock;
-        clock.start();
         QCOMPARE(poll(config, dependencies), u"online 2/20 [] Paper"_s);
-        QVERIFY(clock.elapsed() < 1000);
-        stopSilent->requestStop();
     }
 
     void steamQueryPortsAcrossPolls_data()
