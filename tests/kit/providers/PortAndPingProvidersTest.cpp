@@ -73,6 +73,7 @@ QDateTime inDays(double days)
 
 } // namespace
 
+Q_DECLARE_METATYPE(tw::AnySourceConfig)
 Q_DECLARE_METATYPE(tw::DNSRecordType)
 
 class PortAndPingProvidersTest : public QObject
@@ -103,23 +104,46 @@ private Q_SLOTS:
         }
     }
 
-    void tcpPort_data()
+    // A source that cannot reach its peer reads down with the reason; a setting that cannot work
+    // fails the poll.
+    void unreachable_data()
     {
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<int>("port"); // -1: a port that listens
+        QTest::addColumn<AnySourceConfig>("config");
         QTest::addColumn<QString>("row");
-        QTest::newRow("open") << u"127.0.0.1"_s << -1 << u"up ms"_s;
-        QTest::newRow("closed") << u"127.0.0.1"_s << int(closedPort()) << u"down closed"_s;
-        QTest::newRow("unresolvable") << u"no-such-host.invalid"_s << 22 << u"down closed"_s;
-        QTest::newRow("port 0") << u"127.0.0.1"_s << 0 << u"fails: port 0 out of range (1-65535)"_s;
+        const QUuid id = QUuid::createUuid();
+        const QString nowhere = u"no-such-host.invalid"_s;
+        const quint16 closed = closedPort();
+        QTest::newRow("TCP: closed") << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, u"127.0.0.1"_s, closed))
+                                     << u"down closed"_s;
+        QTest::newRow("TCP: unresolvable")
+            << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, nowhere, 22)) << u"down closed"_s;
+        QTest::newRow("TCP: port 0") << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, u"127.0.0.1"_s, 0))
+                                     << u"fails: port 0 out of range (1-65535)"_s;
+        QTest::newRow("HTTP: no scheme") << AnySourceConfig(HTTPPingConfig(id, u"web"_s, u"grafana.lan"_s))
+                                         << u"fails: bad URL: grafana.lan"_s;
+        QTest::newRow("HTTP: refused") << AnySourceConfig(
+            HTTPPingConfig(id, u"web"_s, u"http://127.0.0.1:%1/"_s.arg(closed)))
+                                       << u"down connection refused"_s;
+        QTest::newRow("TLS: refused") << AnySourceConfig(TLSCertificateConfig(id, u"tls"_s, u"127.0.0.1"_s, closed))
+                                      << u"down connection refused"_s;
+        QTest::newRow("TLS: unresolvable")
+            << AnySourceConfig(TLSCertificateConfig(id, u"tls"_s, nowhere, 443)) << u"down host not found"_s;
     }
-    void tcpPort()
+    void unreachable() { QCOMPARE(poll(TW_DATA(AnySourceConfig, config)), TW_DATA(QString, row)); }
+
+    // A listener that answers in plain HTTP: open to a port check, and no TLS to a certificate check.
+    void aPlainListener()
     {
-        QTcpServer open;
-        QVERIFY(open.listen(QHostAddress::LocalHost, 0));
-        const int port = TW_DATA(int, port) < 0 ? open.serverPort() : TW_DATA(int, port);
-        QCOMPARE(poll(TCPPortConfig(QUuid::createUuid(), u"ssh"_s, TW_DATA(QString, host), port)),
-                 TW_DATA(QString, row));
+        QTcpServer plain;
+        QVERIFY(plain.listen(QHostAddress::LocalHost, 0));
+        connect(&plain, &QTcpServer::newConnection, &plain, [&plain] {
+            while (QTcpSocket *socket = plain.nextPendingConnection())
+                socket->write("HTTP/1.1 400 Bad Request\r\n\r\nnot a TLS server\r\n");
+        });
+        const quint16 port = plain.serverPort();
+        QCOMPARE(poll(TCPPortConfig(QUuid::createUuid(), u"ssh"_s, u"127.0.0.1"_s, port)), u"up ms"_s);
+        QCOMPARE(poll(TLSCertificateConfig(QUuid::createUuid(), u"tls"_s, u"127.0.0.1"_s, port)),
+                 u"down TLS handshake failed"_s);
     }
 
     void httpPing_data()
@@ -147,18 +171,6 @@ private Q_SLOTS:
         config.expectedStatus = TW_DATA(int, expected);
         QCOMPARE(poll(config, local(TW_DATA(qint64, limit))), TW_DATA(QString, row));
         QCOMPARE(server.requests().size(), 1);
-    }
-
-    void httpPingFailures_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("row");
-        QTest::newRow("no scheme") << u"grafana.lan"_s << u"fails: bad URL: grafana.lan"_s;
-        QTest::newRow("refused") << u"http://127.0.0.1:%1/"_s.arg(closedPort()) << u"down connection refused"_s;
-    }
-    void httpPingFailures()
-    {
-        QCOMPARE(poll(HTTPPingConfig(QUuid::createUuid(), u"web"_s, TW_DATA(QString, url))), TW_DATA(QString, row));
     }
 
     void wrongKindIsRefused()
@@ -261,28 +273,6 @@ private Q_SLOTS:
             config.sniName = sniName;
         config.warningDays = TW_DATA(qint64, warningDays);
         QCOMPARE(poll(config), TW_DATA(QString, row));
-    }
-
-    void tlsFailuresToConnect_data()
-    {
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<int>("port"); // -1: a plain TCP listener that answers in HTTP
-        QTest::addColumn<QString>("row");
-        QTest::newRow("closed port") << u"127.0.0.1"_s << int(closedPort()) << u"down connection refused"_s;
-        QTest::newRow("not TLS") << u"127.0.0.1"_s << -1 << u"down TLS handshake failed"_s;
-        QTest::newRow("unresolvable") << u"no-such-host.invalid"_s << 443 << u"down host not found"_s;
-    }
-    void tlsFailuresToConnect()
-    {
-        QTcpServer plain;
-        QVERIFY(plain.listen(QHostAddress::LocalHost, 0));
-        connect(&plain, &QTcpServer::newConnection, &plain, [&plain] {
-            while (QTcpSocket *socket = plain.nextPendingConnection())
-                socket->write("HTTP/1.1 400 Bad Request\r\n\r\nnot a TLS server\r\n");
-        });
-        const int port = TW_DATA(int, port) < 0 ? plain.serverPort() : TW_DATA(int, port);
-        QCOMPARE(poll(TLSCertificateConfig(QUuid::createUuid(), u"tls"_s, TW_DATA(QString, host), port)),
-                 TW_DATA(QString, row));
     }
 
     void aStopEndsAStalledHandshakeAtOnce()
