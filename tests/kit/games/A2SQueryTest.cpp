@@ -279,10 +279,8 @@ private Q_SLOTS:
         const auto extra = [](const char *flags, const QByteArray &fields) -> QByteArray {
             return text("1.0") + hex(flags) + fields;
         };
-        QTest::newRow("Rust: 280 of 300 from the keywords, not the capped bytes")
-            << A2SResponder::infoReply(A2SResponder::rustInfo()) << true << u"280/300 [] Tidewatch Rust | Monthly"_s;
         QTest::newRow("keywords ignored unless asked for")
-            << A2SResponder::infoReply(A2SResponder::rustInfo()) << false << u"255/255 [] Tidewatch Rust | Monthly"_s;
+            << info("r", 3, 8, extra("20", "cp9" + hex("00"))) << false << u"3/8 [] r"_s;
         QTest::newRow("version without its end") << info("r", 3, 8, "1.0") << true << u"3/8 [] r"_s;
         QTest::newRow("version, no flags") << info("r", 3, 8, text("1.0")) << true << u"3/8 [] r"_s;
         QTest::newRow("flag 0x80 skips two bytes")

