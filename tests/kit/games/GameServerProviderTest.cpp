@@ -160,9 +160,6 @@ private Q_SLOTS:
         const std::optional<qint64> none;
         const std::optional<FailureKind> ok;
         const FailureKind silent = FailureKind::TimedOut;
-        QTest::newRow("a stale cache costs one try")
-            << none << OptPort(2460) << Answers{silent, ok} << Ports{2460, 2457} << OptPort(2457)
-            << u"online 3/10 [] on :2457"_s;
         QTest::newRow("the first again at the end")
             << none << OptPort(2460) << Answers{FailureKind::ConnectionRefused, silent, ok} << Ports{2460, 2457, 2460}
             << OptPort(2460) << u"online 3/10 [] on :2460"_s;

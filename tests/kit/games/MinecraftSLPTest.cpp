@@ -74,17 +74,14 @@ private Q_SLOTS:
                             "0123456789abcdef"));
     }
 
-    void parseStatus_data()
+    // Java's status JSON, and Bedrock's pong in the rows tagged so, as the user reads them.
+    void replies_data()
     {
-        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QByteArray>("reply");
         QTest::addColumn<QString>("facts"); // null: not a status
-        QTest::newRow("counts and version")
-            << QByteArray(R"({"players":{"online":3,"max":20},"version":{"name":"1.21"}})") << u"3/20 [] 1.21"_s;
         QTest::newRow("count as text") << QByteArray(R"({"players":{"online":"3"}})") << u"3/- [] "_s;
         QTest::newRow("empty object") << QByteArray("{}") << u"-/- [] "_s;
         QTest::newRow("array root") << QByteArray("[]") << QString();
-        QTest::newRow("sample keeps named entries")
-            << QByteArray(R"({"players":{"sample":[{"name":"a"},{"id":"x"},{"name":""}]}})") << u"-/- [a] "_s;
         QTest::newRow("sample with a stray entry")
             << QByteArray(R"({"players":{"sample":[{"name":"a"},7]}})") << u"-/- [] "_s;
         QTest::newRow("colour codes stripped from the version")
@@ -103,10 +100,21 @@ private Q_SLOTS:
                           R"({"name":"§6Visit tidewatch.lan","id":"00000000-0000-0000-0000-000000000000"},)"
                           R"({"name":"Alex","id":"069a79f4-44e9-4726-a5be-fca90e38aaf5"},{"name":"Noor"}]}})")
             << u"1/- [Alex,Noor] "_s;
+        QTest::newRow("Bedrock: motd only") << pong("MCPE;hello") << u"-/- [] hello"_s;
+        QTest::newRow("Bedrock: empty count") << pong("MCPE;hello;1;;x;10") << u"-/10 [] hello"_s;
+        QTest::newRow("Bedrock: 34 bytes") << pong("").left(34) << QString();
+        QTest::newRow("Bedrock: 35 bytes, no text") << pong("") << QString();
+        QTest::newRow("Bedrock: length past the end is cut")
+            << pong("MCPE;m;1;1.2;4;8;;;;;;;;;;", 1000) << u"4/8 [] 1.2"_s;
+        QTest::newRow("Bedrock: wrong id") << pong("MCPE;m;1;1.2;4;8", -1, 0x1D) << QString();
+        QTest::newRow("Bedrock: invalid UTF-8") << pong("MCPE;\xff\xfe;1;1.2") << QString();
     }
-    void parseStatus()
+    void replies()
     {
-        const std::optional<GameFacts> facts = MinecraftSLP::parseStatus(TW_DATA(QByteArray, json));
+        QFETCH(QByteArray, reply);
+        const bool bedrock = QByteArray(QTest::currentDataTag()).startsWith("Bedrock: ");
+        const std::optional<GameFacts> facts =
+            bedrock ? BedrockPing::parsePong(reply) : MinecraftSLP::parseStatus(reply);
         QCOMPARE(facts ? gamesFacts(*facts) : QString(), TW_DATA(QString, facts));
     }
 
@@ -162,26 +170,6 @@ private Q_SLOTS:
                                                               makeStopToken()));
         QCOMPARE(resolver->asked, asked.isEmpty() ? QStringList{} : QStringList{asked});
         QCOMPARE(target.host + u':' + QString::number(target.port), TW_DATA(QString, target));
-    }
-
-    void parsePong_data()
-    {
-        QTest::addColumn<QByteArray>("datagram");
-        QTest::addColumn<QString>("facts"); // null: not a pong
-        QTest::newRow("dedicated server")
-            << pong("MCPE;Dedicated Server;712;1.21.2;3;10;1234;world") << u"3/10 [] 1.21.2"_s;
-        QTest::newRow("motd only") << pong("MCPE;hello") << u"-/- [] hello"_s;
-        QTest::newRow("empty count") << pong("MCPE;hello;1;;x;10") << u"-/10 [] hello"_s;
-        QTest::newRow("34 bytes") << pong("").left(34) << QString();
-        QTest::newRow("35 bytes, no text") << pong("") << QString();
-        QTest::newRow("length past the end is cut") << pong("MCPE;m;1;1.2;4;8;;;;;;;;;;", 1000) << u"4/8 [] 1.2"_s;
-        QTest::newRow("wrong id") << pong("MCPE;m;1;1.2;4;8", -1, 0x1D) << QString();
-        QTest::newRow("invalid UTF-8") << pong("MCPE;\xff\xfe;1;1.2") << QString();
-    }
-    void parsePong()
-    {
-        const std::optional<GameFacts> facts = BedrockPing::parsePong(TW_DATA(QByteArray, datagram));
-        QCOMPARE(facts ? gamesFacts(*facts) : QString(), TW_DATA(QString, facts));
     }
 
     void bedrockAgainstALocalResponder()

@@ -245,8 +245,6 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("seen"); // ids an earlier poll had
         QTest::addColumn<QStringList>("now");
         QTest::addColumn<QStringList>("expected"); // id:status
-        QTest::newRow("first poll") << QStringList{} << QStringList{u"1"_s, u"2"_s}
-                                    << QStringList{u"1:up"_s, u"2:up"_s};
         QTest::newRow("one paused") << QStringList{u"1"_s, u"2"_s} << QStringList{u"2"_s}
                                     << QStringList{u"2:up"_s, u"1:paused"_s};
         QTest::newRow("all gone") << QStringList{u"1"_s} << QStringList{} << QStringList{u"1:paused"_s};
