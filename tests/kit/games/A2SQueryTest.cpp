@@ -80,12 +80,6 @@ GameDefinition game(bool queriesPlayers, bool countsInKeywords)
     return definition;
 }
 
-QByteArray bigInfo()
-{
-    // A real info reply with a keyword text long enough to need more than 64 KiB.
-    return A2SResponder::infoReply({.keywords = QByteArray(70000, 'k')});
-}
-
 QByteArray hex(const char *text)
 {
     return QByteArray::fromHex(text);
@@ -158,8 +152,9 @@ private Q_SLOTS:
                                                    << false << false << malformed << 1 << 0;
         QTest::newRow("a fragment of another reply")
             << Script{.infoSplit = {.fragments = 3, .foreignAt = 1}} << false << false << malformed << 1 << 0;
-        QTest::newRow("over 64 KiB") << Script{.rawInfo = bigInfo(), .infoSplit = {.fragments = 32}} << false << false
-                                     << u"reply too large"_s << 1 << 0;
+        QTest::newRow("over 64 KiB") << Script{.rawInfo = A2SResponder::infoReply({.keywords = QByteArray(70000, 'k')}),
+                                               .infoSplit = {.fragments = 32}}
+                                     << false << false << u"reply too large"_s << 1 << 0;
         QTest::newRow("a lost fragment") << Script{.infoSplit = {.fragments = 3, .order = {0, 2}}} << false << false
                                          << u"timed out"_s << 1 << 0;
         // The info came: whatever goes wrong with the list leaves the server online with the info counts.

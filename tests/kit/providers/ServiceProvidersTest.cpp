@@ -79,16 +79,6 @@ QJsonArray beats(const char *json)
     return QJsonDocument::fromJson(json).array();
 }
 
-KumaConfig kuma(const LocalHttpServer &server, std::optional<QString> user, std::optional<QString> slug)
-{
-    KumaConfig config(QUuid::createUuid(), u"Kuma"_s, server.url(u"/"_s));
-    config.username = user;
-    if (user)
-        config.passwordRef = u"kuma-key"_s;
-    config.statusPageSlug = slug;
-    return config;
-}
-
 // A reply as the service writes it, kept as a file beside the tests.
 QByteArray served(const char *name)
 {
@@ -149,10 +139,14 @@ private Q_SLOTS:
             }
             return reply;
         });
-        const Outcome outcome = poll(kuma(server,
-                                          user.isNull() ? std::nullopt : std::optional(user),
-                                          slug.isNull() ? std::nullopt : std::optional(slug)),
-                                     {{u"kuma-key"_s, u"pw"_s}});
+        KumaConfig config(QUuid::createUuid(), u"Kuma"_s, server.url(u"/"_s));
+        if (!user.isNull()) {
+            config.username = user;
+            config.passwordRef = u"kuma-key"_s;
+        }
+        if (!slug.isNull())
+            config.statusPageSlug = slug;
+        const Outcome outcome = poll(config, {{u"kuma-key"_s, u"pw"_s}});
         QCOMPARE(outcome.failure, TW_DATA(QString, failure));
         QStringList paths;
         for (const auto &request : server.requests()) {
