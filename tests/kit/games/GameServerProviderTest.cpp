@@ -30,14 +30,6 @@ Q_DECLARE_METATYPE(std::optional<qint64>)
 
 namespace {
 
-GameDefinition steamGame(QList<qint64> offsets, std::optional<qint64> fixed)
-{
-    GameDefinition game = *GameRegistry::definition(u"valheim"_s);
-    game.queryPortOffsets = std::move(offsets);
-    game.fixedQueryPort = fixed;
-    return game;
-}
-
 GameServerProvider::Dependencies local()
 {
     static QueryPortCache cache;
@@ -93,8 +85,9 @@ private Q_SLOTS:
     void candidateQueryPorts()
     {
         QFETCH(int, fixed);
-        const GameDefinition game =
-            steamGame(TW_DATA(QList<qint64>, offsets), fixed ? std::optional<qint64>(fixed) : std::nullopt);
+        GameDefinition game = *GameRegistry::definition(u"valheim"_s);
+        game.queryPortOffsets = TW_DATA(QList<qint64>, offsets);
+        game.fixedQueryPort = fixed ? std::optional<qint64>(fixed) : std::nullopt;
         QCOMPARE(GameServerProvider::candidateQueryPorts(quint16(TW_DATA(int, gamePort)),
                                                          game,
                                                          TW_DATA(OptPort, user),

@@ -46,15 +46,6 @@ Outcome poll(const AnySourceConfig &config, QHash<QString, QString> secrets = {}
     }
 }
 
-QByteArray header(const LocalHttpServer::Request &request, const QByteArray &name)
-{
-    for (const QByteArray &line : request.head.split('\n')) {
-        if (line.toLower().startsWith(QByteArray(name.toLower() + ':')))
-            return line.mid(name.size() + 1).trimmed();
-    }
-    return {};
-}
-
 const QByteArray metricsPage = "# HELP monitor_status Monitor Status\n"
                                "monitor_status{monitor_id=\"1\",monitor_name=\"Plex\"} 1\n"
                                "monitor_response_time{monitor_id=\"1\",monitor_name=\"Plex\"} 21\n"
@@ -132,7 +123,7 @@ private Q_SLOTS:
             if (request.path.startsWith("/api/status-page/heartbeat/")) {
                 reply.body =
                     R"({"heartbeatList":{"9":[{"status":1,"ping":12}],"10":[{"status":0,"ping":-1}],"11":[]},"uptimeList":{}})";
-                if (!header(request, "Authorization").isEmpty())
+                if (request.head.contains("\nAuthorization:"))
                     reply.status = 400; // the status page must be asked without credentials
             } else {
                 reply.status = 404;
@@ -152,7 +143,8 @@ private Q_SLOTS:
         for (const auto &request : server.requests()) {
             paths.append(QString::fromLatin1(request.path));
             if (request.path == "/metrics")
-                QCOMPARE(header(request, "Authorization"), "Basic " + (user + u":pw"_s).toUtf8().toBase64());
+                QVERIFY(request.head.contains(
+                    QByteArray("\nAuthorization: Basic " + (user + u":pw"_s).toUtf8().toBase64())));
         }
         paths.sort(); // the status page's two requests go out together
         QCOMPARE(paths, TW_DATA(QStringList, paths));
@@ -204,7 +196,7 @@ private Q_SLOTS:
         QCOMPARE(outcome.failure, TW_DATA(QString, failure));
         QCOMPARE(describe(outcome.widgets), TW_DATA(QStringList, rows));
         for (const auto &request : peer.server().requests())
-            QVERIFY(header(request, "Authorization").isEmpty());
+            QVERIFY(!request.head.contains("\nAuthorization:"));
     }
 
     // The names are a courtesy: a heartbeat list that fails takes the names' request down with it
@@ -294,7 +286,7 @@ private Q_SLOTS:
         QCOMPARE(hosts, expected);
         QCOMPARE(outcome.widgets[0].status(), ServiceStatus::Warn);
         for (const auto &request : server.requests())
-            QCOMPARE(header(request, "Authorization"), QByteArray("Bearer tok"));
+            QVERIFY(request.head.contains("\nAuthorization: Bearer tok\r"));
         QCOMPARE(server.requests().size(), 2);
     }
 
@@ -351,7 +343,7 @@ private Q_SLOTS:
             values.append(field.label + u'=' + field.value);
         QCOMPARE(values,
                  (QStringList{u"Version=2.1"_s, u"Online=3"_s, u"Healthy=true"_s, u"Missing=—"_s, u"Online=—"_s}));
-        QCOMPARE(header(server.requests().last(), "Authorization"), QByteArray("Bearer abc"));
+        QVERIFY(server.requests().last().head.contains("\nAuthorization: Bearer abc\r"));
     }
 
     void kumaMetricsPage_data()
