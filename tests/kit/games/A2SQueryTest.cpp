@@ -71,15 +71,6 @@ private:
     SocketUDPTransport m_real;
 };
 
-GameDefinition game(bool queriesPlayers, bool countsInKeywords)
-{
-    GameDefinition definition;
-    definition.id = u"test"_s;
-    definition.queriesPlayers = queriesPlayers;
-    definition.playerCountInKeywords = countsInKeywords;
-    return definition;
-}
-
 QByteArray hex(const char *text)
 {
     return QByteArray::fromHex(text);
@@ -181,18 +172,16 @@ private Q_SLOTS:
         if (script.portClosed)
             responder.reset();
 
+        GameDefinition definition;
+        definition.queriesPlayers = TW_DATA(bool, queriesPlayers);
+        definition.playerCountInKeywords = TW_DATA(bool, countsInKeywords);
         auto udp = std::make_shared<ClosingCounter>();
         QElapsedTimer clock;
         clock.start();
         QString outcome;
         try {
             const GameFacts facts =
-                await(A2SQuery::queryServer(u"127.0.0.1"_s,
-                                            port,
-                                            game(TW_DATA(bool, queriesPlayers), TW_DATA(bool, countsInKeywords)),
-                                            udp,
-                                            makeStopToken(),
-                                            script.limits));
+                await(A2SQuery::queryServer(u"127.0.0.1"_s, port, definition, udp, makeStopToken(), script.limits));
             outcome = gamesFacts(facts);
         } catch (const A2SReplyError &error) {
             outcome = error.reason();
