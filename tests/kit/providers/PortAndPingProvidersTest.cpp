@@ -345,9 +345,6 @@ private Q_SLOTS:
             << u"text.example.test"_s << T::TXT << u"hello world"_s << u"up ms"_s;
         QTest::newRow("TXT, only whole records") << u"text.example.test"_s << T::TXT << u"v=spf1"_s
                                                  << u"down ms expected v=spf1 got v=spf1 -all, hello world"_s;
-        QTest::newRow("SRV by target") << u"service.example.test"_s << T::SRV << u"rack.example.test"_s << u"up ms"_s;
-        QTest::newRow("SRV in full") << u"service.example.test"_s << T::SRV << u"10 5 8443 rack.example.test"_s
-                                     << u"up ms"_s;
         QTest::newRow("SRV, another port")
             << u"service.example.test"_s << T::SRV << u"10 5 8080 rack.example.test"_s
             << u"down ms expected 10 5 8080 rack.example.test got 10 5 8443 rack.example.test"_s;

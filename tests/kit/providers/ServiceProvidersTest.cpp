@@ -386,9 +386,6 @@ private Q_SLOTS:
             << u"monitor_response_time{monitor_name=\"a\"} 5\nmonitor_response_time{monitor_name=\"a\"} 7\n"
                "monitor_status{monitor_name=\"a\"} 1\nmonitor_status{monitor_name=\"a\"} 0\n"_s
             << QStringList{u"a a up 7"_s, u"a a down 7"_s};
-        QTest::newRow("latency that is not wholly a number") << u"monitor_status{monitor_name=\"a\"} 1\n"
-                                                                "monitor_response_time{monitor_name=\"a\"} 12ms\n"_s
-                                                             << QStringList{u"a a up -"_s};
     }
     void kumaMetricsPage()
     {
