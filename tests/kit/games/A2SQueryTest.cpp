@@ -32,6 +32,8 @@ struct Script
     bool silentPlayers = false;
     bool portClosed = false;
     A2SQuery::Limits limits{200ms, 10s};
+    bool queriesPlayers = true;
+    bool countsInKeywords = false;
 };
 
 // Counts the sessions closed, to show that every way out of a query closes its own.
@@ -109,8 +111,6 @@ private Q_SLOTS:
     void query_data()
     {
         QTest::addColumn<Script>("script");
-        QTest::addColumn<bool>("queriesPlayers");
-        QTest::addColumn<bool>("countsInKeywords");
         QTest::addColumn<QString>("outcome");
         QTest::addColumn<int>("infoRequests");
         QTest::addColumn<int>("playerRequests");
@@ -118,44 +118,42 @@ private Q_SLOTS:
         const QString infoOnly = u"2/16 [] Tidewatch test"_s;
         const QString malformed = u"malformed reply"_s;
 
-        QTest::newRow("the list's length is the count")
-            << Script{.info = {.players = 9}} << true << false << online << 1 << 1;
+        QTest::newRow("the list's length is the count") << Script{.info = {.players = 9}} << online << 1 << 1;
         QTest::newRow("empty names counted, not listed")
-            << Script{.players = {{"a"}, {""}, {"b"}}} << true << false << u"3/16 [a,b] Tidewatch test"_s << 1 << 1;
+            << Script{.players = {{"a"}, {""}, {"b"}}} << u"3/16 [a,b] Tidewatch test"_s << 1 << 1;
         QTest::newRow("no players keeps the info count")
-            << Script{.info = {.players = 4}, .players = {}} << true << false << u"4/16 [] Tidewatch test"_s << 1 << 1;
+            << Script{.info = {.players = 4}, .players = {}} << u"4/16 [] Tidewatch test"_s << 1 << 1;
         QTest::newRow("keyword counts stay, names come")
-            << Script{.info = {.players = 4, .keywords = "cp300,mp500"}} << true << true
+            << Script{.info = {.players = 4, .keywords = "cp300,mp500"}, .countsInKeywords = true}
             << u"300/500 [Alex,Noor] Tidewatch test"_s << 1 << 1;
-        QTest::newRow("challenge once, reused for players")
-            << Script{.challenge = Challenge::Once} << true << false << online << 2 << 1;
+        QTest::newRow("challenge once, reused for players") << Script{.challenge = Challenge::Once} << online << 2 << 1;
         QTest::newRow("challenge forever")
-            << Script{.challenge = Challenge::Forever} << true << false << u"challenge loop exceeded"_s << 4 << 0;
-        QTest::newRow("short challenge") << Script{.rawInfo = QByteArray::fromHex("FFFFFFFF41010203")} << true << false
-                                         << malformed << 1 << 0;
-        QTest::newRow("info of another type") << Script{.rawInfo = A2SResponder::infoReply({}).replace(4, 1, "m")}
-                                              << true << false << malformed << 1 << 0;
-        QTest::newRow("split, 2 0 1") << Script{.infoSplit = {.fragments = 3, .order = {2, 0, 1}}} << false << false
+            << Script{.challenge = Challenge::Forever} << u"challenge loop exceeded"_s << 4 << 0;
+        QTest::newRow("short challenge") << Script{.rawInfo = QByteArray::fromHex("FFFFFFFF41010203")} << malformed << 1
+                                         << 0;
+        QTest::newRow("info of another type")
+            << Script{.rawInfo = A2SResponder::infoReply({}).replace(4, 1, "m")} << malformed << 1 << 0;
+        QTest::newRow("split, 2 0 1") << Script{.infoSplit = {.fragments = 3, .order = {2, 0, 1}},
+                                                .queriesPlayers = false}
                                       << infoOnly << 1 << 0;
         QTest::newRow("a repeat replaces itself")
-            << Script{.infoSplit = {.fragments = 2, .order = {1, 1, 0}}} << false << false << infoOnly << 1 << 0;
-        QTest::newRow("33 fragments, one missing") << Script{.infoSplit = {.fragments = 2, .order = QList<int>(33, 0)}}
-                                                   << false << false << malformed << 1 << 0;
+            << Script{.infoSplit = {.fragments = 2, .order = {1, 1, 0}}} << online << 1 << 1;
+        QTest::newRow("33 fragments, one missing")
+            << Script{.infoSplit = {.fragments = 2, .order = QList<int>(33, 0)}} << malformed << 1 << 0;
         QTest::newRow("a fragment of another reply")
-            << Script{.infoSplit = {.fragments = 3, .foreignAt = 1}} << false << false << malformed << 1 << 0;
+            << Script{.infoSplit = {.fragments = 3, .foreignAt = 1}} << malformed << 1 << 0;
         QTest::newRow("over 64 KiB") << Script{.rawInfo = A2SResponder::infoReply({.keywords = QByteArray(70000, 'k')}),
                                                .infoSplit = {.fragments = 32}}
-                                     << false << false << u"reply too large"_s << 1 << 0;
-        QTest::newRow("a lost fragment") << Script{.infoSplit = {.fragments = 3, .order = {0, 2}}} << false << false
-                                         << u"timed out"_s << 1 << 0;
+                                     << u"reply too large"_s << 1 << 0;
+        QTest::newRow("a lost fragment") << Script{.infoSplit = {.fragments = 3, .order = {0, 2}}} << u"timed out"_s
+                                         << 1 << 0;
         // The info came: whatever goes wrong with the list leaves the server online with the info counts.
-        QTest::newRow("player list silent") << Script{.info = {.players = 5}, .silentPlayers = true} << true << false
-                                            << u"5/16 [] Tidewatch test"_s << 1 << 1;
+        QTest::newRow("player list silent")
+            << Script{.info = {.players = 5}, .silentPlayers = true} << u"5/16 [] Tidewatch test"_s << 1 << 1;
         // Not the session's five seconds, nor its refusal: the passed deadline is checked before waiting.
-        QTest::newRow("deadline passed") << Script{.portClosed = true, .limits = {5s, 0ms}} << true << false
-                                         << u"timed out"_s << 0 << 0;
+        QTest::newRow("deadline passed") << Script{.portClosed = true, .limits = {5s, 0ms}} << u"timed out"_s << 0 << 0;
         QTest::newRow("refused is the session's text")
-            << Script{.portClosed = true, .limits = {5s, 10s}} << true << false << u"connection refused"_s << 0 << 0;
+            << Script{.portClosed = true, .limits = {5s, 10s}} << u"connection refused"_s << 0 << 0;
     }
     void query()
     {
@@ -173,8 +171,8 @@ private Q_SLOTS:
             responder.reset();
 
         GameDefinition definition;
-        definition.queriesPlayers = TW_DATA(bool, queriesPlayers);
-        definition.playerCountInKeywords = TW_DATA(bool, countsInKeywords);
+        definition.queriesPlayers = script.queriesPlayers;
+        definition.playerCountInKeywords = script.countsInKeywords;
         auto udp = std::make_shared<ClosingCounter>();
         QElapsedTimer clock;
         clock.start();

@@ -75,9 +75,6 @@ private Q_SLOTS:
         QTest::addColumn<Ports>("candidates");
         QTest::newRow("cached first") << 2456 << QList<qint64>{1} << 0 << OptPort() << OptPort(2460)
                                       << Ports{2460, 2457};
-        QTest::newRow("cached equals a candidate")
-            << 2456 << QList<qint64>{1} << 0 << OptPort() << OptPort(2457) << Ports{2457};
-        QTest::newRow("fixed only") << 7777 << QList<qint64>{} << 27015 << OptPort() << OptPort() << Ports{27015};
         QTest::newRow("user port alone") << 7777 << QList<qint64>{0} << 27015 << OptPort(27020) << OptPort(9000)
                                          << Ports{27020};
         QTest::newRow("sum past 65535 dropped") << 65535 << QList<qint64>{1} << 0 << OptPort() << OptPort() << Ports{};
