@@ -19,7 +19,6 @@ using namespace std::chrono_literals;
 namespace {
 
 using Challenge = A2SResponder::Challenge;
-using Split = A2SResponder::Split;
 
 // How the responder behaves for one row.
 struct Script
@@ -28,7 +27,7 @@ struct Script
     A2SResponder::Info info;
     QList<A2SResponder::Player> players{{"Alex"}, {"Noor"}};
     std::optional<QByteArray> rawInfo;
-    Split infoSplit;
+    A2SResponder::Split infoSplit;
     bool silentPlayers = false;
     bool portClosed = false;
     A2SQuery::Limits limits{200ms, 10s};

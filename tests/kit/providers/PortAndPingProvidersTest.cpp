@@ -3,7 +3,6 @@
 #include "kit/desktop/InMemoryCredentialStore.h"
 #include "kit/monitor/ProviderRegistry.h"
 #include "kit/providers/CertificateCheck.h"
-#include "kit/providers/CheckedPort.h"
 #include "kit/providers/DNSRecordProvider.h"
 #include "kit/providers/HTTPPingProvider.h"
 #include "kit/providers/ICMPPingProvider.h"
@@ -70,11 +69,9 @@ quint16 closedPort()
     return probe.serverPort();
 }
 
-constexpr qint64 day = 86400;
-
 QDateTime inDays(double days)
 {
-    return QDateTime::currentDateTimeUtc().addSecs(qint64(days * day));
+    return QDateTime::currentDateTimeUtc().addSecs(qint64(days * 86400));
 }
 
 // Set in the copy of this test that runs inside a private network namespace, where ping sockets
@@ -122,27 +119,6 @@ class PortAndPingProvidersTest : public QObject
 private Q_SLOTS:
     void initTestCase() { QVERIFY(m_dns.start()); }
 
-    void checkedPort_data()
-    {
-        QTest::addColumn<qint64>("value");
-        QTest::addColumn<QString>("failure");
-        QTest::newRow("zero") << qint64(0) << u"port 0 out of range (1-65535)"_s;
-        QTest::newRow("too large") << qint64(65536) << u"port 65536 out of range (1-65535)"_s;
-        QTest::newRow("lowest") << qint64(1) << QString();
-        QTest::newRow("highest") << qint64(65535) << QString();
-    }
-    void checkedPort()
-    {
-        QFETCH(qint64, value);
-        QFETCH(QString, failure);
-        try {
-            QCOMPARE(qint64(tw::checkedPort(value, u"port"_s)), value);
-            QVERIFY(failure.isEmpty());
-        } catch (const ProviderError &error) {
-            QCOMPARE(error, ProviderError::misconfigured(failure));
-        }
-    }
-
     // A source that cannot reach its peer reads down with the reason; a setting that cannot work
     // fails the poll.
     void unreachable_data()
@@ -152,8 +128,13 @@ private Q_SLOTS:
         const QUuid id = QUuid::createUuid();
         const QString nowhere = u"no-such-host.invalid"_s;
         const quint16 closed = closedPort();
-        QTest::newRow("TCP: closed") << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, u"127.0.0.1"_s, closed))
+        // Ports 1 and 65535 are ports, closed here; 0 and 65536 are not.
+        QTest::newRow("TCP: port 1") << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, u"127.0.0.1"_s, 1))
                                      << u"down closed"_s;
+        QTest::newRow("TCP: port 65535") << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, u"127.0.0.1"_s, 65535))
+                                         << u"down closed"_s;
+        QTest::newRow("TCP: port 65536") << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, u"127.0.0.1"_s, 65536))
+                                         << u"fails: port 65536 out of range (1-65535)"_s;
         QTest::newRow("TCP: unresolvable")
             << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, nowhere, 22)) << u"down closed"_s;
         QTest::newRow("TCP: port 0") << AnySourceConfig(TCPPortConfig(id, u"ssh"_s, u"127.0.0.1"_s, 0))
