@@ -298,6 +298,7 @@ private Q_SLOTS:
                                      << QStringList{u"Minecraft:2"_s, u"Web API:4"_s, u"Steam Query:36"_s};
         QTest::newRow("steam keeps the custom row and the selection")
             << u"steam"_s << u"minecraft-java"_s << QStringList{u"Minecraft:1"_s, u"Steam Query:1"_s};
+        QTest::newRow("cs by id") << u"cs"_s << QString() << QStringList{u"Steam Query:2"_s};
         QTest::newRow("nothing but the selected game") << u"zzz"_s << u"valheim"_s << QStringList{u"Steam Query:1"_s};
         QTest::newRow("nothing at all") << u"zzz"_s << u"no-such-game"_s << QStringList{};
         QTest::newRow("web game searched, minecraft selected")
