@@ -4,9 +4,6 @@
 
 #include <QTest>
 
-#include <cmath>
-#include <limits>
-
 using namespace tw;
 using namespace Qt::StringLiterals;
 
@@ -111,8 +108,6 @@ const QHash<QString, QString> messages{
     {u"sni"_s, u"Enter the certificate name as a plain host name, or leave it blank."_s},
     {u"days"_s, u"Enter a warning period between 1 and 365 days."_s},
     {u"cpu"_s, u"Enter a CPU limit from 1 to 100 percent, or leave it blank."_s},
-    {u"mem"_s, u"Enter a memory limit from 1 to 100 percent, or leave it blank."_s},
-    {u"disk"_s, u"Enter a disk limit from 1 to 100 percent, or leave it blank."_s},
     {u"temp"_s, u"Enter a drive temperature limit from 1 to 150 °C, or leave it blank."_s},
 };
 
@@ -134,7 +129,6 @@ private Q_SLOTS:
             QTest::newRow(name) << form << message << complete;
         };
         row("examples are ready to save: status page", u"statusPage"_s, {}, true);
-        row("examples: website", u"website"_s, {}, true);
         row("examples: minecraft", u"minecraft"_s, {}, true);
 
         const QString game = u"gameServer|host=nas"_s;
@@ -157,23 +151,17 @@ private Q_SLOTS:
         row("interval, highest", game + u"|interval=3600"_s, {}, true);
         row("interval, below", game + u"|interval=4"_s, u"interval"_s, false);
         row("interval, above", game + u"|interval=3601"_s, u"interval"_s, false);
-        row("interval, blanks around", game + u"|interval= 60 "_s, {}, true);
-        row("interval, fraction", game + u"|interval=60.5"_s, u"interval"_s, false);
         row("interval, empty", game + u"|interval="_s, u"interval"_s, false);
         row("interval, overflowing", game + u"|interval=99999999999999999999999"_s, u"interval"_s, false);
 
         row("query port, blank", game + u"|queryPort=  "_s, {}, true);
         row("query port, zero", game + u"|queryPort=0"_s, u"queryPort"_s, false);
-        row("query port, text", game + u"|queryPort=auto"_s, u"queryPort"_s, false);
         row("query port, another kind ignores it", u"tcpPort|host=nas:22|queryPort=0"_s, {}, true);
 
         row("host:port", u"tcpPort|host=nas:25565"_s, {}, true);
         row("host, port zero", u"tcpPort|host=nas:0"_s, u"badHost"_s, false);
         row("host, port too big", u"tcpPort|host=nas:65536"_s, u"badHost"_s, false);
-        row("host, negative port", u"tcpPort|host=nas:-1"_s, u"badHost"_s, false);
         row("host, no port", u"tcpPort|host=nas:"_s, u"badHost"_s, false);
-        row("host, no host", u"tcpPort|host=:22"_s, u"badHost"_s, false);
-        row("host, named port", u"tcpPort|host=nas:ssh"_s, u"badHost"_s, false);
         row("host, scheme", u"tcpPort|host=http://nas|port=22"_s, u"badHost"_s, false);
         row("host, blanks only", u"tcpPort|host=   "_s, u"badHost"_s, false);
         row("host, bare IPv6", u"tcpPort|host=::1|port=22"_s, u"badHost"_s, false);
@@ -185,21 +173,16 @@ private Q_SLOTS:
         row("kuma without slug or user", kuma, {}, false);
         row("kuma with slug", kuma + u"|slug=public"_s, {}, true);
         row("kuma user without secret", kuma + u"|user=admin"_s, {}, false);
-        row("kuma user and slug, no secret", kuma + u"|user=admin|slug=public"_s, {}, true);
         row("kuma user with stored secret", kuma + u"|user=admin|stored"_s, {}, true);
         row("blank name", kuma + u"|slug=public|name=  \n"_s, {}, false);
         row("beszel without secret", u"beszel|url=https://beszel.lan"_s, {}, false);
-        row("beszel with secret", u"beszel|url=https://beszel.lan|secret=token"_s, {}, true);
         row("ping without url", u"httpPing"_s, {}, false);
-        row("ping ftp", u"httpPing|url=ftp://example.com"_s, u"scheme"_s, false);
         row("json without fields", u"jsonWidget|url=https://api.lan/stats"_s, {}, false);
         row("json with a field", u"jsonWidget|url=https://api.lan/stats|fields=Users = data.users"_s, {}, true);
 
-        row("minecraft default port", u"gameServer|host=mc.lan"_s, {}, true);
         row("palworld without password", u"gameServer|game=palworld|host=pal.lan"_s, {}, false);
         row("palworld with stored password", u"gameServer|game=palworld|host=pal.lan|stored"_s, {}, true);
         row("fivem token is optional", u"gameServer|game=fivem|host=fivem.lan"_s, {}, true);
-        row("unknown game has port 0", u"gameServer|game=no-such-game|host=x.lan"_s, {}, false);
         row("unknown game with a port", u"gameServer|game=no-such-game|host=x.lan|editPort=1234"_s, {}, true);
 
         row("ping, a host", u"icmpPing|host=nas"_s, {}, true);
@@ -208,17 +191,11 @@ private Q_SLOTS:
         row("ping, a port is no host", u"icmpPing|host=nas:22"_s, u"badHost"_s, false);
         row("ping, count 0", u"icmpPing|host=nas|count=0"_s, u"count"_s, false);
         row("ping, count 6", u"icmpPing|host=nas|count=6"_s, u"count"_s, false);
-        row("ping, count 5", u"icmpPing|host=nas|count=5"_s, {}, true);
         row("dns, a name", u"dnsRecord|record=nas.lan"_s, {}, true);
         row("dns, a URL", u"dnsRecord|record=https://nas.lan"_s, u"dnsName"_s, false);
         row("dns, a type it does not ask", u"dnsRecord|record=nas.lan|type=PTR"_s, u"recordType"_s, false);
         row("dns, a nameserver by name", u"dnsRecord|record=nas.lan|nameserver=dns.lan"_s, u"nameserver"_s, false);
-        row("dns, a nameserver on port 0",
-            u"dnsRecord|record=nas.lan|nameserver=192.168.1.1:0"_s,
-            u"nameserver"_s,
-            false);
         row("dns, unbound beside Pi-hole", u"dnsRecord|record=nas.lan|nameserver=192.168.1.2:5335"_s, {}, true);
-        row("dns, an IPv6 nameserver", u"dnsRecord|record=nas.lan|nameserver=fd00::53"_s, {}, true);
         row("tls, host and the default port", u"tlsCertificate|host=nas"_s, {}, true);
         row("tls, SNI with a port", u"tlsCertificate|host=nas|sni=nas.lan:443"_s, u"sni"_s, false);
         row("tls, no warning days", u"tlsCertificate|host=nas|days=0"_s, u"days"_s, false);
@@ -226,8 +203,6 @@ private Q_SLOTS:
         const QString beszel = u"beszel|url=https://hub.lan|secret=token"_s;
         row("limits, edges", beszel + u"|cpu=1|mem=100|temp=150"_s, {}, true);
         row("limits, cpu zero", beszel + u"|cpu=0"_s, u"cpu"_s, false);
-        row("limits, memory wrong", beszel + u"|mem=x"_s, u"mem"_s, false);
-        row("limits, disk wrong", beszel + u"|disk=-5"_s, u"disk"_s, false);
         row("limits, too hot", beszel + u"|temp=151"_s, u"temp"_s, false);
         row("limits, the first wrong field speaks", beszel + u"|cpu=0|temp=999"_s, u"cpu"_s, false);
     }
@@ -275,8 +250,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("normalized");
         QTest::newRow("host and port") << u"kuma.local:3001"_s << u"https://kuma.local:3001"_s;
-        QTest::newRow("plain name") << u"nas"_s << u"https://nas"_s;
-        QTest::newRow("address and path") << u"10.0.0.5:8090/api"_s << u"https://10.0.0.5:8090/api"_s;
         QTest::newRow("https") << u"https://kuma.local"_s << none;
         QTest::newRow("upper-case http") << u"HTTP://kuma.local"_s << none;
         QTest::newRow("other scheme with host") << u"ftp://x"_s << none;
@@ -303,18 +276,14 @@ private Q_SLOTS:
         QTest::newRow("kuma, slug only") << kuma << QString() << u"check."_s;
         QTest::newRow("kuma, user with a typed key") << kuma + u"|user=admin|secret=k"_s << u"kuma"_s << u"up."_s;
         QTest::newRow("kuma, empty user with a stored key") << kuma + u"|stored"_s << u"kuma"_s << u"check."_s;
-        QTest::newRow("kuma, user with a stored key") << kuma + u"|user=admin|stored"_s << u"kuma"_s << u"up."_s;
         QTest::newRow("kuma, user without a key reads the page") << kuma + u"|user=admin"_s << QString() << u"check."_s;
         QTest::newRow("beszel") << u"beszel|url=https://svc.lan|secret=t"_s << u"beszel"_s << u"it."_s;
         QTest::newRow("json") << u"jsonWidget|secret=t"_s << u"jsonWidget"_s << none;
         QTest::newRow("ping never") << u"httpPing|secret=t|stored"_s << QString() << none;
         QTest::newRow("palworld") << u"gameServer|game=palworld|secret=pw"_s << u"gameServer"_s << none;
-        QTest::newRow("palworld without") << u"gameServer|game=palworld"_s << QString() << none;
         QTest::newRow("redm") << u"gameServer|game=redm|stored"_s << u"gameServer"_s << none;
         QTest::newRow("tshock takes none") << u"gameServer|game=terraria-tshock|secret=t|stored"_s << QString() << none;
         QTest::newRow("unknown game") << u"gameServer|game=Palworld|secret=t|stored"_s << QString() << none;
-        for (const QString &kind : {u"tcpPort"_s, u"icmpPing"_s, u"dnsRecord"_s, u"tlsCertificate"_s})
-            QTest::newRow(qPrintable(kind)) << kind + u"|secret=t"_s << QString() << none;
     }
     void credentialNamesAndEmptyTestHints()
     {
@@ -388,10 +357,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("seconds");
         QTest::addColumn<qint64>("loadedThreshold");
         QTest::newRow("too short, too many") << 1.0 << qint64(50) << u"5"_s << qint64(10);
-        QTest::newRow("too long, none") << 9000.0 << qint64(0) << u"3600"_s << qint64(1);
         QTest::newRow("fraction cut off") << 90.9 << qint64(-4) << u"90"_s << qint64(1);
-        QTest::newRow("not a number") << std::nan("") << qint64(3) << u"60"_s << qint64(3);
-        QTest::newRow("infinite") << -std::numeric_limits<double>::infinity() << qint64(3) << u"60"_s << qint64(3);
     }
     void loadingClamps()
     {
@@ -421,12 +387,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("typedPort");
         QTest::addColumn<QString>("port");
         QTest::addColumn<bool>("secretKept");
-        QTest::newRow("new form takes default")
-            << u"minecraft-java"_s << u"valheim"_s << QString() << u"2456"_s << false;
         QTest::newRow("typed port stays") << u"valheim"_s << u"rust"_s << u"2460"_s << u"2460"_s << true;
         QTest::newRow("fivem to redm keeps token") << u"fivem"_s << u"redm"_s << QString() << u"30120"_s << true;
         QTest::newRow("fivem to palworld clears") << u"fivem"_s << u"palworld"_s << QString() << u"8212"_s << false;
-        QTest::newRow("palworld to valheim clears") << u"palworld"_s << u"valheim"_s << QString() << u"2456"_s << false;
         QTest::newRow("same use, other engine")
             << u"valheim"_s << u"terraria-tshock"_s << QString() << u"7878"_s << false;
         QTest::newRow("unknown to unknown") << u"nope"_s << u"other"_s << QString() << u"0"_s << true;
@@ -450,20 +413,12 @@ private Q_SLOTS:
         QVERIFY(form.useTLS);
     }
 
-    void editedSourceKeepsItsPort()
-    {
-        SourceFormState form{AnySourceConfig(GameServerConfig(fixedID, u"V"_s, u"valheim"_s, u"v.lan"_s, 3000))};
-        form.chooseGame(u"rust"_s);
-        QCOMPARE(form.port, u"3000"_s);
-    }
-
     void fields_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("parsed"); // label|path;…
         QTest::addColumn<QString>("written");
         QTest::newRow("mixed") << u"a = b.c\n\nbad\nx=y=z"_s << u"a|b.c;x|y=z"_s << u"a = b.c\nx = y=z"_s;
-        QTest::newRow("empty") << QString() << QString() << QString();
         QTest::newRow("empty sides kept") << u" = p\nl =  "_s << u"|p;l|"_s << u" = p\nl = "_s;
         QTest::newRow("tabs trimmed, order kept") << u"\tz\t=\t1\na=2"_s << u"z|1;a|2"_s << u"z = 1\na = 2"_s;
     }
