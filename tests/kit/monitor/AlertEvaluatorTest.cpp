@@ -63,7 +63,6 @@ private Q_SLOTS:
             << QStringList{{}, {}, down, {}, back, {}, {}, down};
         QTest::newRow("threshold 3, a short outage") << 3 << QStringList{u"-"_s, u"-"_s, {}} << QStringList{{}, {}, {}};
         QTest::newRow("threshold 0 acts as 1") << 0 << QStringList{u"-"_s, u"-"_s, {}} << QStringList{down, {}, back};
-        QTest::newRow("negative threshold acts as 1") << -4 << QStringList{u"-"_s, {}} << QStringList{down, back};
         QTest::newRow("warn, unknown, maintenance and paused neither advance nor reset")
             << 3
             << QStringList{u"a:down"_s,
@@ -148,10 +147,6 @@ private Q_SLOTS:
         const QUuid id = QUuid::createUuid();
         QTest::newRow("kuma") << AnySourceConfig(KumaConfig(id, u"Homelab Kuma"_s, u"http://k"_s))
                               << u"Homelab Kuma can't be reached"_s;
-        QTest::newRow("beszel") << AnySourceConfig(BeszelConfig(id, u"Hub"_s, u"http://b"_s, u"t"_s))
-                                << u"Hub can't be reached"_s;
-        QTest::newRow("json") << AnySourceConfig(JSONWidgetConfig(id, u"API"_s, u"http://j"_s, {}))
-                              << u"API can't be reached"_s;
         QTest::newRow("http") << AnySourceConfig(HTTPPingConfig(id, u"Web"_s, u"http://w"_s))
                               << u"Web is unreachable"_s;
     }

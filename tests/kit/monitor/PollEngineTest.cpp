@@ -47,9 +47,7 @@ private Q_SLOTS:
         QTest::addColumn<QList<double>>("delays");
         QTest::newRow("60 s doubles to the five-minute cap") << 60.0 << QList<double>{120, 240, 300, 300, 300};
         QTest::newRow("299 s caps at 300 at once") << 299.0 << QList<double>{300, 300};
-        QTest::newRow("300 s is flat") << 300.0 << QList<double>{300, 300};
         QTest::newRow("below the minimum runs at 5 s") << 1.0 << QList<double>{10, 20};
-        QTest::newRow("above the maximum runs at 3600 s") << 90000.0 << QList<double>{3600, 3600};
     }
     void backsOffAfterFailures()
     {
