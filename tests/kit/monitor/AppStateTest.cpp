@@ -1,6 +1,5 @@
 #include "kit/monitor/AppState.h"
 
-#include "kit/desktop/AlertCenter.h"
 #include "kit/model/JSONFileStore.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/QuietHours.h"
@@ -409,43 +408,6 @@ private Q_SLOTS:
         }
     }
 
-    void snoozeUntilRecoveryEndsWithTheFirstGoodPoll()
-    {
-        const TCPPortConfig nas = tcp(u"NAS"_s);
-        Hub rig({nas}, {.testHost = false});
-        rig.providers.failWith(nas.id, u"refused"_s);
-        QTRY_COMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s});
-        rig.state->snoozeSource(nas.id, std::nullopt);
-        rig.restart(); // the outage's record is gone with the old run; the snooze is not
-        QTRY_VERIFY(rig.state->errors().contains(nas.id));
-        QCOMPARE(rig.postedTitles(), QStringList{u"NAS is unreachable"_s});
-        rig.providers.succeed(nas.id);
-        rig.state->refreshAll();
-        QTRY_VERIFY(!rig.state->snoozeOf(nas.id));
-        QVERIFY(Snooze::load(*rig.settings).isEmpty());
-    }
-
-    void quietHoursPostOneSummaryAtTheirEnd()
-    {
-        const TCPPortConfig nas = tcp(u"NAS"_s);
-        Hub rig({nas}, {.testHost = false});
-        const QDateTime local(QDate(2026, 11, 23), QTime(2, 30), Qt::LocalTime);
-        rig.clock = local.toUTC();
-        QuietHours{true, QTime(2, 0), QTime(4, 0)}.save(*rig.settings);
-        QTRY_COMPARE(rig.state->snapshots().size(), 1);
-        rig.providers.failWith(nas.id, u"refused"_s);
-        rig.state->refreshAll();
-        QTRY_VERIFY(rig.state->errors().contains(nas.id));
-        rig.state->reviewAlerts();
-        QVERIFY(rig.posted.isEmpty());
-
-        rig.clock = local.addSecs(90 * 60).toUTC();
-        rig.state->reviewAlerts();
-        QCOMPARE(rig.posted.size(), 1);
-        QCOMPARE(rig.posted[0].first.title, u"Still down after quiet hours"_s);
-        QCOMPARE(AlertCenter::alertBody(rig.posted[0].first, *rig.clock), u"NAS is unreachable"_s);
-    }
-
     // What the hub puts in the recent events: what happened, whether or not the desktop was told, but
     // not the failures of a machine that was offline or asleep and came back in time.
     void outagesAreLoggedWhateverReachesTheDesktop_data()
@@ -456,7 +418,11 @@ private Q_SLOTS:
         const QStringList outage{u"NAS recovered"_s, u"NAS is unreachable"_s};
         QTest::newRow("told") << u"none"_s << outage << 2;
         QTest::newRow("source snoozed") << u"snoozed"_s << (outage + QStringList{u"NAS snoozed for 1 hour"_s}) << 0;
+        QTest::newRow("snoozed until it recovers, which ends it")
+            << u"snoozedUntilRecovery"_s << (outage + QStringList{u"NAS snoozed until it recovers"_s}) << 0;
         QTest::newRow("quiet hours") << u"quietHours"_s << outage << 0;
+        QTest::newRow("quiet hours, still down at their end: one summary")
+            << u"quietHoursOutlasts"_s << QStringList{outage.last()} << 1;
         QTest::newRow("alerts off for the source") << u"alertsOff"_s << outage << 0;
         QTest::newRow("notifications off") << u"globalQuiet"_s << outage << 0;
         QTest::newRow("no recovery notices") << u"notifyOnRecovery"_s << outage << 1;
@@ -478,9 +444,9 @@ private Q_SLOTS:
         const QDateTime start(QDate(2026, 11, 23), QTime(3, 0), Qt::LocalTime);
         rig.clock = start.toUTC();
         QTRY_COMPARE(rig.state->snapshots().size(), 1);
-        if (setting == u"snoozed"_s)
-            rig.state->snoozeSource(nas.id, 3600);
-        if (setting == u"quietHours"_s)
+        if (setting.startsWith(u"snoozed"_s))
+            rig.state->snoozeSource(nas.id, setting == u"snoozed"_s ? std::optional<qint64>(3600) : std::nullopt);
+        if (setting.startsWith(u"quietHours"_s))
             QuietHours{true, QTime(2, 0), QTime(4, 0)}.save(*rig.settings);
         if (setting == u"globalQuiet"_s || setting == u"notifyOnRecovery"_s)
             rig.settings->setValue(setting, setting == u"globalQuiet"_s);
@@ -517,6 +483,8 @@ private Q_SLOTS:
             }
             rig.clock = rig.clock->addSecs(61);
             rig.state->reviewAlerts();
+        } else if (setting.endsWith(u"Outlasts"_s)) {
+            rig.clock = rig.clock->addSecs(3600);
         } else {
             rig.clock = rig.clock->addSecs(300);
             rig.providers.succeed(nas.id);
@@ -546,8 +514,8 @@ private Q_SLOTS:
             QCOMPARE(rig.state->snoozeOf(nas.id), (Snooze{nas.id, start.toUTC().addSecs(3600)}));
             rig.clock = start.toUTC().addSecs(3600);
             rig.state->reviewAlerts();
-            QVERIFY(Snooze::load(*rig.settings).isEmpty());
         }
+        QVERIFY(Snooze::load(*rig.settings).isEmpty());
     }
 
     void snoozesThatTheUserEndsAreLogged_data()
