@@ -3,6 +3,7 @@
 #include "kit/desktop/InMemoryCredentialStore.h"
 #include "support/FakeProviders.h"
 #include "support/ManualSleeper.h"
+#include "support/TestData.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -41,48 +42,40 @@ class PollEngineTest : public QObject
     };
 
 private Q_SLOTS:
-    void backsOffAfterFailures_data()
+    // "+" a poll that answers, "-" one that fails; each asks for the wait before the next.
+    void waitsFollowFailures_data()
     {
         QTest::addColumn<double>("interval");
+        QTest::addColumn<QString>("polls");
         QTest::addColumn<QList<double>>("delays");
-        QTest::newRow("60 s doubles to the five-minute cap") << 60.0 << QList<double>{120, 240, 300, 300, 300};
-        QTest::newRow("299 s caps at 300 at once") << 299.0 << QList<double>{300, 300};
-        QTest::newRow("below the minimum runs at 5 s") << 1.0 << QList<double>{10, 20};
+        QTest::newRow("60 s doubles to the five-minute cap, an answer resets it")
+            << 60.0 << u"+----+"_s << QList<double>{60, 120, 240, 300, 300, 60};
+        QTest::newRow("299 s caps at 300 at once") << 299.0 << u"--"_s << QList<double>{300, 300};
+        QTest::newRow("below the minimum runs at 5 s") << 1.0 << u"+--"_s << QList<double>{5, 10, 20};
     }
-    void backsOffAfterFailures()
+    void waitsFollowFailures()
     {
-        QFETCH(double, interval);
-        QFETCH(QList<double>, delays);
+        QFETCH(QString, polls);
         Rig rig;
-        const TCPPortConfig source = tcp(u"down"_s, interval);
-        rig.providers.failWith(source.id, u"connection refused"_s);
-        rig.engine.sync({source});
-        QVERIFY(rig.sleeper.runUntilDelays(delays.size()));
-        QCOMPARE(rig.sleeper.delays().mid(0, delays.size()), delays);
-        QCOMPARE(rig.engine.currentState().consecutiveFailures.value(source.id), delays.size());
-        QCOMPARE(rig.engine.currentState().errors.value(source.id), u"connection refused"_s);
-    }
-
-    void successClearsTheCounterAndKeepsSnapshotsThroughFailures()
-    {
-        Rig rig;
-        const TCPPortConfig source = tcp(u"flaky"_s);
-        rig.engine.sync({source});
-        QVERIFY(rig.sleeper.runUntilDelays(1));
-        const SourceSnapshot first = rig.engine.currentState().snapshots.value(source.id);
-
-        rig.providers.failWith(source.id, u"timed out"_s);
-        QVERIFY(rig.sleeper.runUntilDelays(4));
-        QCOMPARE(rig.engine.currentState().snapshots.value(source.id), first);
-        QCOMPARE(rig.engine.currentState().consecutiveFailures.value(source.id), 3);
-
-        rig.providers.succeed(source.id);
-        QVERIFY(rig.sleeper.runUntilDelays(5));
-        QCOMPARE(rig.sleeper.delays(), (QList<double>{60, 120, 240, 300, 60}));
+        const TCPPortConfig source = tcp(u"flaky"_s, TW_DATA(double, interval));
+        for (qsizetype i = 0; i < polls.size(); ++i) {
+            if (polls.at(i) == u'-')
+                rig.providers.failWith(source.id, u"timed out"_s);
+            else
+                rig.providers.succeed(source.id);
+            if (i == 0)
+                rig.engine.sync({source});
+            QVERIFY(rig.sleeper.runUntilDelays(i + 1));
+        }
+        QCOMPARE(rig.sleeper.delays(), TW_DATA(QList<double>, delays));
         const PollEngine::Update state = rig.engine.currentState();
-        QVERIFY(!state.errors.contains(source.id));
-        QVERIFY(!state.consecutiveFailures.contains(source.id));
-        QVERIFY(state.snapshots.value(source.id) != first);
+        const int answered = int(polls.lastIndexOf(u'+')) + 1; // the fetch whose snapshot stays
+        const int failing = int(polls.size()) - answered;
+        QCOMPARE(state.consecutiveFailures.value(source.id), failing);
+        QCOMPARE(state.errors.value(source.id), failing ? u"timed out"_s : QString());
+        QCOMPARE(state.snapshots.contains(source.id), answered > 0);
+        if (answered > 0)
+            QCOMPARE(state.snapshots.value(source.id).widgets.first(), FakeProviders::widgetFor(source, answered));
     }
 
     // An unchanged source keeps its loop; a removed one loses its state in one publish.
@@ -196,30 +189,9 @@ private Q_SLOTS:
         QCOMPARE(rig.updates.first().snapshots.value(source.id).widgets.first(), FakeProviders::widgetFor(source, 3));
     }
 
-    void lateListenersGetTheCurrentStateFirst()
-    {
-        Rig rig;
-        const TCPPortConfig source = tcp(u"a"_s);
-        rig.providers.failWith(source.id, u"refused"_s);
-        rig.engine.sync({source});
-        QTRY_COMPARE(rig.updates.size(), 1);
-
-        QObject listener;
-        QList<PollEngine::Update> seen;
-        rig.engine.subscribe(&listener, [&seen](const PollEngine::Update &u) { seen.append(u); });
-        QVERIFY(seen.isEmpty());
-        QTRY_COMPARE(seen.size(), 1);
-        QVERIFY(!seen.first().polledSourceID);
-        QVERIFY(!seen.first().polledSucceeded);
-        QCOMPARE(seen.first().errors.value(source.id), u"refused"_s);
-
-        rig.engine.refresh(source.id);
-        QTRY_COMPARE(seen.size(), 2);
-        QCOMPARE(seen.last().polledSourceID, source.id);
-    }
-
-    // A poll that fails before its first wait publishes inside sync(), before the event loop turns.
-    void listenersHearAPollThatFailsBeforeTheLoopTurns()
+    // A poll that fails before its first wait publishes inside sync(), before the event loop turns;
+    // a listener that comes later hears the present state first, on a later turn.
+    void listenersHearThePresentStateThenEachPoll()
     {
         Rig rig;
         const TCPPortConfig source = tcp(u"port 0"_s);
@@ -235,8 +207,18 @@ private Q_SLOTS:
         QVERIFY(!seen.last().polledSucceeded);
         QCOMPARE(seen.last().consecutiveFailures.value(source.id), 1);
         QCOMPARE(seen.last().errors.value(source.id), u"port 0 out of range (1-65535)"_s);
-        QTest::qWait(10);
+
+        QObject late;
+        QList<PollEngine::Update> heard;
+        rig.engine.subscribe(&late, [&heard](const PollEngine::Update &u) { heard.append(u); });
+        QVERIFY(heard.isEmpty());
+        QTRY_COMPARE(heard.size(), 1);
+        QVERIFY(!heard.first().polledSourceID);
+        QCOMPARE(heard.first().errors, seen.last().errors);
         QCOMPARE(seen.size(), 2); // the present state is not told twice
+        rig.engine.refresh(source.id);
+        QTRY_COMPARE(heard.size(), 2);
+        QCOMPARE(heard.last().polledSourceID, source.id);
     }
 
     void destroyingTheEngineStopsItsLoops()
