@@ -1,10 +1,13 @@
 #include "kit/forms/SourceFormState.h"
 
+#include "kit/model/SourcesStore.h"
+#include "support/Files.h"
 #include "support/TestData.h"
 
 #include <QTest>
 
 using namespace tw;
+using namespace tw::test;
 using namespace Qt::StringLiterals;
 
 using Type = SourceFormState::SourceType;
@@ -298,45 +301,16 @@ private Q_SLOTS:
         }
     }
 
-    // An edited source saved unchanged is the source it was: nothing is lost or rewritten.
+    // An edited source saved unchanged is the source it was: nothing is lost or rewritten. The file
+    // holds each kind with every optional set, and some with none.
     void roundTrip_data()
     {
         QTest::addColumn<AnySourceConfig>("config");
-        KumaConfig kuma(fixedID, u"Kuma"_s, u"https://kuma.lan"_s);
-        kuma.username = u"admin"_s;
-        kuma.passwordRef = secretName(u"kuma"_s);
-        kuma.statusPageSlug = u"home"_s;
-        kuma.pollInterval = 120;
-        kuma.alertThreshold = 5;
-        QTest::newRow("kuma") << AnySourceConfig(kuma);
-        BeszelConfig limited(fixedID, u"Hub"_s, u"https://hub.lan"_s, secretName(u"beszel"_s));
-        limited.limits = {95, std::nullopt, 90, 60};
-        QTest::newRow("beszel, some limits") << AnySourceConfig(limited);
-        GameServerConfig game(fixedID, u"Pal"_s, u"palworld"_s, u"pal.lan"_s, 8213);
-        game.credentialRef = secretName(u"gameServer"_s);
-        game.useTLS = true;
-        game.alertsEnabled = false;
-        QTest::newRow("palworld") << AnySourceConfig(game);
-        GameServerConfig valheim(fixedID, u"Val"_s, u"valheim"_s, u"val.lan"_s, 2456);
-        valheim.queryPort = 2457;
-        QTest::newRow("valheim") << AnySourceConfig(valheim);
-        QTest::newRow("ping") << AnySourceConfig(HTTPPingConfig(fixedID, u"Web"_s, u"https://example.com/"_s));
-        QTest::newRow("tcp") << AnySourceConfig(TCPPortConfig(fixedID, u"SSH"_s, u"nas"_s, 22));
-        JSONWidgetConfig json(fixedID, u"API"_s, u"https://api.lan"_s, {{u"A"_s, u"a.b"_s}, {u"X"_s, u"x=y"_s}});
-        json.bearerTokenRef = secretName(u"jsonWidget"_s);
-        QTest::newRow("json") << AnySourceConfig(json);
-        QTest::newRow("icmp") << AnySourceConfig(ICMPPingConfig(fixedID, u"Router"_s, u"fe80::1"_s, 1));
-        DNSRecordConfig dns(fixedID, u"Mail"_s, u"example.test"_s, DNSRecordType::MX);
-        dns.expectedValue = u"10 mx1.example.test"_s;
-        dns.nameserver = u"192.168.1.1"_s;
-        QTest::newRow("dns, every optional") << AnySourceConfig(dns);
-        QTest::newRow("dns, bare") << AnySourceConfig(
-            DNSRecordConfig(fixedID, u"D"_s, u"_mc._tcp.lan"_s, DNSRecordType::SRV));
-        TLSCertificateConfig tls(fixedID, u"Web"_s, u"nas"_s, 8443);
-        tls.sniName = u"nas.home.lan"_s;
-        tls.warningDays = 30;
-        QTest::newRow("tls, every optional") << AnySourceConfig(tls);
-        QTest::newRow("tls, bare") << AnySourceConfig(TLSCertificateConfig(fixedID, u"T"_s, u"t"_s));
+        const QByteArray file = contents(QStringLiteral(TW_TEST_DATA_DIR "/forms/edited-sources.json"));
+        for (const AnySourceConfig &config : SourcesStore::decode(file)) {
+            QTest::addRow("%s %s", qPrintable(toText(config.kind())), qPrintable(config.common().displayName))
+                << config;
+        }
     }
     void roundTrip()
     {
