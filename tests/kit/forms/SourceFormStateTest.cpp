@@ -94,6 +94,11 @@ SourceFormState form(const QString &text)
     return form;
 }
 
+QList<AnySourceConfig> sourcesIn(const char *file)
+{
+    return SourcesStore::decode(contents(QStringLiteral(TW_TEST_DATA_DIR "/forms/") + QLatin1StringView(file)));
+}
+
 // Each rule's message in full, as the sheet shows it under the field.
 const QHash<QString, QString> messages{
     {u"credentials"_s,
@@ -220,28 +225,20 @@ private Q_SLOTS:
     }
 
     // What a complete form saves: trimmed, a bare host made a URL, host:port split, the secret named.
+    // The file holds what each form here saves, in order.
     void saved_data()
     {
         QTest::addColumn<QString>("form");
         QTest::addColumn<AnySourceConfig>("config");
-        KumaConfig kuma(fixedID, u"Kuma"_s, u"https://kuma.local:3001"_s);
-        kuma.username = u"admin"_s;
-        kuma.passwordRef = secretName(u"kuma"_s);
-        kuma.pollInterval = 45;
-        kuma.alertsEnabled = false;
-        kuma.alertThreshold = 7;
-        QTest::newRow("kuma") << u"kuma|name=  Kuma \n|url=kuma.local:3001|user=admin|secret=pw|interval=+45|quiet|"
-                                 "threshold=7"_s
-                              << AnySourceConfig(kuma);
-        GameServerConfig valheim(fixedID, u"Thing"_s, u"valheim"_s, u"nas"_s, 2460);
-        valheim.queryPort = 2461;
-        valheim.useTLS = true;
-        QTest::newRow("game server") << u"gameServer|game=valheim|host= nas:2460 |queryPort=2461|tls"_s
-                                     << AnySourceConfig(valheim);
-        BeszelConfig beszel(fixedID, u"Thing"_s, u"https://hub.lan"_s, secretName(u"beszel"_s));
-        beszel.limits = {std::nullopt, 1, 85, 150};
-        QTest::newRow("beszel limits") << u"beszel|url=hub.lan|secret=t|cpu=  |mem=1|disk= 85 |temp=150"_s
-                                       << AnySourceConfig(beszel);
+        const QStringList forms{
+            u"kuma|name=  Kuma \n|url=kuma.local:3001|user=admin|secret=pw|interval=+45|quiet|threshold=7"_s,
+            u"gameServer|game=valheim|host= nas:2460 |queryPort=2461|tls"_s,
+            u"beszel|url=hub.lan|secret=t|cpu=  |mem=1|disk= 85 |temp=150"_s,
+        };
+        const QList<AnySourceConfig> saved = sourcesIn("saved-sources.json");
+        QCOMPARE(saved.size(), forms.size());
+        for (qsizetype i = 0; i < forms.size(); ++i)
+            QTest::addRow("%s", qPrintable(forms[i].section(u'|', 0, 0))) << forms[i] << saved[i];
     }
     void saved()
     {
@@ -306,8 +303,7 @@ private Q_SLOTS:
     void roundTrip_data()
     {
         QTest::addColumn<AnySourceConfig>("config");
-        const QByteArray file = contents(QStringLiteral(TW_TEST_DATA_DIR "/forms/edited-sources.json"));
-        for (const AnySourceConfig &config : SourcesStore::decode(file)) {
+        for (const AnySourceConfig &config : sourcesIn("edited-sources.json")) {
             QTest::addRow("%s %s", qPrintable(toText(config.kind())), qPrintable(config.common().displayName))
                 << config;
         }
