@@ -216,104 +216,82 @@ private Q_SLOTS:
         QCOMPARE(AppState::overallStatus(false, snapshots, errors), TW_DATA(OverallStatus, expected));
     }
 
-    // A write that fails is shown until a later write of the same file succeeds; what it held
-    // stays in memory meanwhile, and the later write saves it.
+    // A write that fails is shown until a later write of the same file succeeds; what it held stays
+    // in memory meanwhile, and the later write saves it. A change whose save of sources.json fails
+    // must not take the secrets of the sources still in the file: only the next save that succeeds
+    // lets the dropped ones go.
     void failedWriteIsShownAndTriedAgain_data()
     {
         QTest::addColumn<QString>("file");
-        QTest::addColumn<WriteBlocker::Kind>("kind");
-        QTest::newRow("preferences") << u"prefs.json"_s << WriteBlocker::Kind::FileSizeLimit;
-        QTest::newRow("history, written again at quitting") << u"history.json"_s << WriteBlocker::Kind::FileSizeLimit;
-        QTest::newRow("recent events") << u"events.json"_s << WriteBlocker::Kind::ReadOnlyFolder;
+        QTest::addColumn<QStringList>("deletedAfterRetry");
+        QTest::newRow("preferences") << u"prefs.json"_s << QStringList{};
+        QTest::newRow("history, written again at quitting") << u"history.json"_s << QStringList{};
+        QTest::newRow("recent events") << u"events.json"_s << QStringList{};
+        QTest::newRow("sources, a secret replaced") << u"sources.json"_s << QStringList{u"gameServer-old"_s};
+        QTest::newRow("sources, all imported anew")
+            << u"sources.json"_s << QStringList{u"gameServer-old"_s, u"gameServer-other"_s};
     }
     void failedWriteIsShownAndTriedAgain()
     {
         QFETCH(QString, file);
-        const TCPPortConfig nas = tcp(u"NAS"_s);
-        Hub rig({nas});
-        const bool prefs = file == u"prefs.json"_s;
+        QFETCH(QStringList, deletedAfterRetry);
+        GameServerConfig server = game(u"palworld"_s, u"gameServer-old"_s);
+        Hub rig({server, game(u"other"_s, u"gameServer-other"_s)});
+        const QStringList secrets{u"gameServer-old"_s, u"gameServer-new"_s, u"gameServer-other"_s};
+        for (const QString &name : secrets)
+            QCoro::waitFor(rig.credentials->write(name, u"secret"_s));
         if (file == u"history.json"_s)
             rig.state->historyRecorder().record(
-                snapshotOf(nas.id, {check(ServiceStatus::Up)}),
+                snapshotOf(server.id, {check(ServiceStatus::Up)}),
                 [](const WidgetData &widget) { return widget.status(); },
                 [](const WidgetData &) { return std::optional<double>(3.0); });
         if (file == u"events.json"_s)
-            rig.state->eventLog().record(RecentEvent::ofSnoozeEnd(nas.id, u"NAS"_s, QDateTime::currentDateTimeUtc()));
-        // What failed is written again with nothing new to write.
-        const auto write = [&](qint64 snoozeSeconds) {
-            if (prefs)
-                rig.state->snoozeSource(nas.id, snoozeSeconds);
-            else
+            rig.state->eventLog().record(
+                RecentEvent::ofSnoozeEnd(server.id, u"Pal"_s, QDateTime::currentDateTimeUtc()));
+        const QString sourcesFile = SourcesStore::sourcesPath(rig.dir.path());
+        const QByteArray sources = contents(sourcesFile);
+        // What failed is written again with nothing new to write; sources.json at the next change.
+        const auto write = [&](bool again) {
+            if (file == u"prefs.json"_s) {
+                rig.state->snoozeSource(server.id, again ? 7200 : 3600);
+            } else if (file != u"sources.json"_s) {
                 rig.state->flushHistory();
-        };
-        QSignalSpy problem(rig.state.get(), &AppState::storageProblemChanged);
-        {
-            WriteBlocker blocker(TW_DATA(WriteBlocker::Kind, kind), rig.dir.path());
-            write(3600);
-            QCOMPARE(problem.size(), 1);
-            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save %1: %2"_s.arg(file, blocker.reason())),
-                     qPrintable(rig.state->storageProblem()));
-            QCOMPARE(rig.state->snoozes().size(), prefs ? 1 : 0);
-        }
-        write(7200);
-        QCOMPARE(rig.state->storageProblem(), QString());
-        if (prefs)
-            QCOMPARE(Snooze::load(PreferenceStore(rig.dir.filePath(file))), rig.state->snoozes());
-        else if (file == u"history.json"_s)
-            QCOMPARE(HistoryStore::load(rig.dir.path()).samples.size(), 1);
-        else
-            QCOMPARE(EventLogStore::load(rig.dir.path()), rig.state->eventLog().events());
-    }
-
-    // A change whose save fails must not take the secrets of the sources still in sources.json:
-    // they are deleted only by the next save that succeeds, which the next change makes.
-    void failedSaveKeepsEverySecret_data()
-    {
-        QTest::addColumn<QString>("change");
-        QTest::addColumn<QStringList>("deletedAfterRetry");
-        QTest::newRow("update") << u"update"_s << QStringList{u"gameServer-old"_s};
-        QTest::newRow("import") << u"import"_s << QStringList{u"gameServer-old"_s, u"gameServer-other"_s};
-    }
-    void failedSaveKeepsEverySecret()
-    {
-        QFETCH(QString, change);
-        QFETCH(QStringList, deletedAfterRetry);
-        GameServerConfig server = game(u"palworld"_s, u"gameServer-old"_s);
-        const GameServerConfig other = game(u"other"_s, u"gameServer-other"_s);
-        Hub rig({server, other});
-        const QStringList names{u"gameServer-old"_s, u"gameServer-new"_s, u"gameServer-other"_s};
-        for (const QString &name : names)
-            QCoro::waitFor(rig.credentials->write(name, u"secret"_s));
-        const QString file = SourcesStore::sourcesPath(rig.dir.path());
-        const QByteArray saved = contents(file);
-        QSignalSpy problem(rig.state.get(), &AppState::storageProblemChanged);
-
-        {
-            WriteBlocker blocker(WriteBlocker::Kind::ReadOnlyFolder, rig.dir.path());
-            if (change == u"update"_s) {
+            } else if (again) {
+                rig.state->addSource(tcp(u"later"_s));
+            } else if (deletedAfterRetry.size() == 1) {
                 server.credentialRef = u"gameServer-new"_s;
                 rig.state->updateSource(server);
             } else {
                 rig.state->replaceSources({game(u"imported"_s, u"gameServer-new"_s)});
             }
+        };
+        QSignalSpy problem(rig.state.get(), &AppState::storageProblemChanged);
+        {
+            WriteBlocker blocker(WriteBlocker::Kind::ReadOnlyFolder, rig.dir.path());
+            write(false);
             QCOMPARE(problem.size(), 1);
-            QVERIFY2(
-                rig.state->storageProblem().startsWith(QString(u"Could not save sources.json: "_s + blocker.reason())),
-                qPrintable(rig.state->storageProblem()));
+            QVERIFY2(rig.state->storageProblem().startsWith(u"Could not save %1: %2"_s.arg(file, blocker.reason())),
+                     qPrintable(rig.state->storageProblem()));
+            QCOMPARE(rig.state->snoozes().size(), file == u"prefs.json"_s ? 1 : 0);
             QCOMPARE(rig.state->pendingCredentialDeletions(), 0);
         }
         QTest::qWait(20);
-        for (const QString &name : names)
+        for (const QString &name : secrets)
             QVERIFY2(rig.hasSecret(name), qPrintable(name));
-        QCOMPARE(contents(file), saved);
+        QCOMPARE(contents(sourcesFile), sources);
 
-        // The next change saves the list as it is in memory, and only then do the dropped secrets go.
-        const TCPPortConfig later = tcp(u"later"_s);
-        rig.state->addSource(later);
+        write(true);
         QCOMPARE(problem.size(), 2);
         QCOMPARE(rig.state->storageProblem(), QString());
-        QCOMPARE(SourcesStore::load(rig.dir.path()), rig.state->sources());
-        for (const QString &name : names) {
+        if (file == u"prefs.json"_s)
+            QCOMPARE(Snooze::load(PreferenceStore(rig.dir.filePath(file))), rig.state->snoozes());
+        else if (file == u"history.json"_s)
+            QCOMPARE(HistoryStore::load(rig.dir.path()).samples.size(), 1);
+        else if (file == u"events.json"_s)
+            QCOMPARE(EventLogStore::load(rig.dir.path()), rig.state->eventLog().events());
+        else
+            QCOMPARE(SourcesStore::load(rig.dir.path()), rig.state->sources());
+        for (const QString &name : secrets) {
             if (deletedAfterRetry.contains(name))
                 QTRY_VERIFY2(!rig.hasSecret(name), qPrintable(name));
             else
