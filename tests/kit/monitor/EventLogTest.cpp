@@ -57,29 +57,38 @@ class EventLogTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void trimmedIsNewestFirstWithinAWeek_data()
+    // Events are kept newest first, samples in their order; both for a week, and only so many.
+    void trimmedToAWeek_data()
     {
         QTest::addColumn<QList<qint64>>("ages"); // seconds before the reference, in the file's order
-        QTest::addColumn<QStringList>("kept");
-        QTest::newRow("exactly seven days is kept") << QList<qint64>{604800, 10} << QStringList{u"10"_s, u"604800"_s};
-        QTest::newRow("one second older goes") << QList<qint64>{10, 604801} << QStringList{u"10"_s};
+        QTest::addColumn<QStringList>("events");
+        QTest::addColumn<int>("samples");
+        QTest::newRow("exactly seven days is kept")
+            << QList<qint64>{604800, 10} << QStringList{u"10"_s, u"604800"_s} << 2;
+        QTest::newRow("one second older goes") << QList<qint64>{604801, 10} << QStringList{u"10"_s} << 1;
         QTest::newRow("a clock set back: the future stays on top")
-            << QList<qint64>{10, -60} << QStringList{u"-60"_s, u"10"_s};
+            << QList<qint64>{10, -60} << QStringList{u"-60"_s, u"10"_s} << 2;
         QList<qint64> many;
         QStringList newest;
-        for (int age = 1; age <= 1200; ++age) {
+        for (int age = 1200; age >= 1; --age) {
             many.append(age);
             if (age <= 1000)
-                newest.append(QString::number(age));
+                newest.prepend(QString::number(age));
         }
-        QTest::newRow("the newest thousand") << many << newest;
+        QTest::newRow("the newest thousand events, five hundred samples") << many << newest << 500;
     }
-    void trimmedIsNewestFirstWithinAWeek()
+    void trimmedToAWeek()
     {
         QList<RecentEvent> events;
-        for (const qint64 age : TW_DATA(QList<qint64>, ages))
+        QList<HistorySample> samples;
+        for (const qint64 age : TW_DATA(QList<qint64>, ages)) {
             events.append(aged(age));
-        QCOMPARE(titles(EventLog::trimmed(events, t0)), TW_DATA(QStringList, kept));
+            samples.append({t0.addSecs(-age), double(age), ServiceStatus::Up});
+        }
+        QCOMPARE(titles(EventLog::trimmed(events, t0)), TW_DATA(QStringList, events));
+        const QList<HistorySample> kept = HistoryRecorder::trimmed(samples, t0);
+        QCOMPARE(kept.size(), qsizetype(TW_DATA(int, samples)));
+        QCOMPARE(kept.last(), samples.last());
     }
 
     // An outage held while the machine woke up is logged late, at the time it began. Of one second,
@@ -210,29 +219,6 @@ private Q_SLOTS:
         log.flush();
         QCOMPARE(sleeper.pending(), 0);
         QCOMPARE(contents(EventLogStore::eventsPath(dir.path())), before);
-    }
-
-    void trimsToAWeekAndFiveHundred_data()
-    {
-        QTest::addColumn<QList<qint64>>("ages"); // seconds before the reference, oldest first
-        QTest::addColumn<int>("kept");
-        QTest::newRow("exactly seven days is kept") << QList<qint64>{604800, 10} << 2;
-        QTest::newRow("one second older goes") << QList<qint64>{604801, 10} << 1;
-        QList<qint64> many;
-        for (int i = 600; i > 0; --i)
-            many.append(i);
-        QTest::newRow("newest 500 stay") << many << 500;
-    }
-    void trimsToAWeekAndFiveHundred()
-    {
-        QFETCH(QList<qint64>, ages);
-        QList<HistorySample> samples;
-        for (const qint64 age : ages)
-            samples.append({t0.addSecs(-age), double(age), ServiceStatus::Up});
-        QFETCH(int, kept);
-        const QList<HistorySample> trimmed = HistoryRecorder::trimmed(samples, t0);
-        QCOMPARE(trimmed.size(), qsizetype(kept));
-        QCOMPARE(trimmed.last(), samples.last());
     }
 
     void oneWritePerWindowAndFlushOnlyWhenDirty()
