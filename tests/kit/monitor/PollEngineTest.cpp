@@ -42,7 +42,8 @@ class PollEngineTest : public QObject
     };
 
 private Q_SLOTS:
-    // "+" a poll that answers, "-" one that fails; each asks for the wait before the next.
+    // "+" a poll that answers, "-" one that fails, "!" one that fails, asked for during the wait
+    // before it; each asks for the wait before the next.
     void waitsFollowFailures_data()
     {
         QTest::addColumn<double>("interval");
@@ -50,6 +51,8 @@ private Q_SLOTS:
         QTest::addColumn<QList<double>>("delays");
         QTest::newRow("60 s doubles to the five-minute cap, an answer resets it")
             << 60.0 << u"+----+"_s << QList<double>{60, 120, 240, 300, 300, 60};
+        QTest::newRow("a refresh during a back-off polls at once and keeps counting")
+            << 60.0 << u"--!"_s << QList<double>{120, 240, 300};
         QTest::newRow("299 s caps at 300 at once") << 299.0 << u"--"_s << QList<double>{300, 300};
         QTest::newRow("below the minimum runs at 5 s") << 1.0 << u"+--"_s << QList<double>{5, 10, 20};
     }
@@ -59,12 +62,17 @@ private Q_SLOTS:
         Rig rig;
         const TCPPortConfig source = tcp(u"flaky"_s, TW_DATA(double, interval));
         for (qsizetype i = 0; i < polls.size(); ++i) {
-            if (polls.at(i) == u'-')
-                rig.providers.failWith(source.id, u"timed out"_s);
-            else
+            if (polls.at(i) == u'+')
                 rig.providers.succeed(source.id);
+            else
+                rig.providers.failWith(source.id, u"timed out"_s);
             if (i == 0)
                 rig.engine.sync({source});
+            if (polls.at(i) == u'!') {
+                QTRY_COMPARE(rig.sleeper.pending(), 1);
+                rig.engine.refresh(source.id);
+                QTRY_COMPARE(rig.sleeper.delays().size(), i + 1);
+            }
             QVERIFY(rig.sleeper.runUntilDelays(i + 1));
         }
         QCOMPARE(rig.sleeper.delays(), TW_DATA(QList<double>, delays));
@@ -124,6 +132,8 @@ private Q_SLOTS:
 
         rig.engine.setPaused(true);
         rig.sleeper.release();
+        rig.engine.refresh(a.id);
+        rig.engine.refresh(QUuid::createUuid());
         QTest::qWait(20);
         QCOMPARE(rig.providers.totalFetches(), 2);
         QCOMPARE(rig.engine.currentState(), before);
@@ -137,28 +147,6 @@ private Q_SLOTS:
 
         rig.engine.sync({a});
         QTRY_COMPARE(rig.providers.fetchCount(a.id), 2);
-    }
-
-    void refreshDuringBackoffPollsAtOnceAndKeepsCounting()
-    {
-        Rig rig;
-        const TCPPortConfig source = tcp(u"down"_s);
-        rig.providers.failWith(source.id, u"refused"_s);
-        rig.engine.sync({source});
-        QVERIFY(rig.sleeper.runUntilDelays(2));
-        QTRY_COMPARE(rig.sleeper.pending(), 1); // waiting out the 240 s back-off
-
-        rig.engine.refresh(source.id);
-        QTRY_COMPARE(rig.providers.fetchCount(source.id), 3);
-        QTRY_COMPARE(rig.sleeper.delays().size(), 3);
-        QCOMPARE(rig.sleeper.delays().last(), 300.0);
-        QCOMPARE(rig.engine.currentState().consecutiveFailures.value(source.id), 3);
-
-        rig.engine.refresh(QUuid::createUuid());
-        rig.engine.setPaused(true);
-        rig.engine.refresh(source.id);
-        QTest::qWait(20);
-        QCOMPARE(rig.providers.fetchCount(source.id), 3);
     }
 
     void fetchThatFinishesAfterCancellationRecordsNothing()
