@@ -80,28 +80,16 @@ struct Rig
             take(dependencies.setSources(sources));
             return;
         }
-        const auto source = std::find_if(sources.cbegin(), sources.cend(), [&](const AnySourceConfig &s) {
-            return s.id() == idOf(word.at(0));
-        });
+        const QUuid id = idOf(word.at(0));
+        const auto source =
+            std::find_if(sources.cbegin(), sources.cend(), [&](const AnySourceConfig &s) { return s.id() == id; });
         QVERIFY(source != sources.cend());
-        const QChar how = word.at(1);
-        if (how == u'-') {
-            take(dependencies.admit(source->id(),
-                                    DependencyGate::Answer::Failing,
-                                    evaluator.recordFailure(*source, now)));
-            return;
-        }
-        const bool up = how == u'+';
-        const SourceSnapshot snapshot{source->id(),
-                                      now,
-                                      {CheckResult{u"check"_s,
-                                                   source->common().displayName,
-                                                   up ? ServiceStatus::Up : ServiceStatus::Down,
-                                                   {},
-                                                   {}}}};
-        take(dependencies.admit(source->id(),
-                                up ? DependencyGate::Answer::Up : DependencyGate::Answer::Failing,
-                                evaluator.recordSuccess(*source, snapshot, now)));
+        const bool up = word.at(1) == u'+';
+        const auto answer = up ? DependencyGate::Answer::Up : DependencyGate::Answer::Failing;
+        if (word.at(1) == u'-')
+            return take(dependencies.admit(id, answer, evaluator.recordFailure(*source, now)));
+        const CheckResult check{u"check"_s, word.left(1), up ? ServiceStatus::Up : ServiceStatus::Down, {}, {}};
+        take(dependencies.admit(id, answer, evaluator.recordSuccess(*source, {id, now, {check}}, now)));
     }
 };
 
