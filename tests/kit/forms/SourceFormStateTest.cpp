@@ -246,7 +246,6 @@ private Q_SLOTS:
         QTest::newRow("host and port") << u"kuma.local:3001"_s << u"https://kuma.local:3001"_s;
         QTest::newRow("https") << u"https://kuma.local"_s << none;
         QTest::newRow("upper-case http") << u"HTTP://kuma.local"_s << none;
-        QTest::newRow("other scheme with host") << u"ftp://x"_s << none;
         QTest::newRow("user in bare host") << u"me@nas"_s << none;
         QTest::newRow("blank") << u"   "_s << none;
         QTest::newRow("space inside") << u"my nas"_s << none;

@@ -166,7 +166,6 @@ private Q_SLOTS:
              QUuid::createUuid()},
             {HistoryStore::fromReferenceSeconds(60), K::Snoozed, u"All notifications snoozed for 1 hour"_s, {}, {}},
             {HistoryStore::fromReferenceSeconds(0.125), K::Down, u"NAS is down"_s, {}, {}},
-            {HistoryStore::fromReferenceSeconds(0), K::SnoozeEnded, u"All notifications resumed"_s, {}, {}},
         };
         QCOMPARE(EventLogStore::decode(EventLogStore::encode(events)), events);
         QCOMPARE(
