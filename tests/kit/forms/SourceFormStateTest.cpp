@@ -266,7 +266,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("secret"); // the kind whose name the secret takes, or empty
         QTest::addColumn<QString>("hint"); // the hint's last word, or <none>
         const QString kuma = u"kuma|url=https://svc.lan|slug=home"_s;
-        QTest::newRow("kuma, slug only") << kuma << QString() << u"check."_s;
         QTest::newRow("kuma, user with a typed key") << kuma + u"|user=admin|secret=k"_s << u"kuma"_s << u"up."_s;
         QTest::newRow("kuma, empty user with a stored key") << kuma + u"|stored"_s << u"kuma"_s << u"check."_s;
         QTest::newRow("kuma, user without a key reads the page") << kuma + u"|user=admin"_s << QString() << u"check."_s;
