@@ -166,8 +166,6 @@ private Q_SLOTS:
         rig.state->togglePaused();
         QCOMPARE(rig.state->overallStatus(), OverallStatus::Paused);
         rig.state->removeSource(a.id);
-        QCOMPARE(rig.state->sources().size(), 1);
-        QCOMPARE(SourcesStore::load(rig.dir.path()).size(), 1);
         rig.state->refreshAll();
         QTest::qWait(20);
         QVERIFY(rig.state->snapshots().contains(a.id)); // the engine has not been told yet

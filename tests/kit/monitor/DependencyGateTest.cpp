@@ -109,8 +109,6 @@ private Q_SLOTS:
             << u"AR BR R"_s << u"R- A- B- ?A"_s << u"R is down — 2 sources behind it | A behind R"_s;
         QTest::newRow("children down first: the parent is asked, and takes the blame")
             << u"AR BR R"_s << u"A- B- R-"_s << u"poll R | R is down — 2 sources behind it"_s;
-        QTest::newRow("a closed port rather than a failed poll")
-            << u"AR BR R"_s << u"A_ R_ B_"_s << u"poll R | R is down — 2 sources behind it"_s;
         QTest::newRow("parent down, children recover first: no child is told")
             << u"AR BR R"_s << u"R- A- B- A+ ?A B+ R+"_s
             << u"R is down — 2 sources behind it | A behind nothing | R recovered"_s;
