@@ -86,7 +86,8 @@ private Q_SLOTS:
             QCOMPARE(state.snapshots.value(source.id).widgets.first(), FakeProviders::widgetFor(source, answered));
     }
 
-    // An unchanged source keeps its loop; a removed one loses its state in one publish.
+    // An unchanged source keeps its loop, a changed one alone restarts; with nothing left, one empty
+    // state is told.
     void syncOnlyTouchesWhatChanged()
     {
         Rig rig;
@@ -108,17 +109,11 @@ private Q_SLOTS:
         QTRY_COMPARE(rig.updates.size(), 3);
         QCOMPARE(rig.updates.last().snapshots.value(a.id).widgets.first().name(), u"renamed"_s);
 
-        rig.engine.sync({a});
-        QCOMPARE(rig.updates.size(), 4);
-        QVERIFY(!rig.updates.last().polledSourceID);
-        QVERIFY(!rig.updates.last().errors.contains(b.id));
-        QVERIFY(!rig.updates.last().consecutiveFailures.contains(b.id));
-
         rig.engine.sync({});
-        QCOMPARE(rig.updates.size(), 5);
+        QCOMPARE(rig.updates.size(), 4);
         QCOMPARE(rig.updates.last(), PollEngine::Update{});
         rig.engine.sync({});
-        QCOMPARE(rig.updates.size(), 5);
+        QCOMPARE(rig.updates.size(), 4);
     }
 
     void pauseKeepsDataAndResumesOnlyOnSync()
@@ -126,6 +121,7 @@ private Q_SLOTS:
         Rig rig;
         const TCPPortConfig a = tcp(u"a"_s);
         const TCPPortConfig b = tcp(u"b"_s);
+        rig.providers.failWith(b.id, u"refused"_s);
         rig.engine.sync({a, b});
         QTRY_COMPARE(rig.updates.size(), 2);
         const PollEngine::Update before = rig.engine.currentState();
@@ -138,9 +134,11 @@ private Q_SLOTS:
         QCOMPARE(rig.providers.totalFetches(), 2);
         QCOMPARE(rig.engine.currentState(), before);
 
-        rig.engine.sync({a}); // removal while paused: b goes, nothing starts
+        rig.engine.sync({a}); // removal while paused: b's state goes in one publish, nothing starts
         QCOMPARE(rig.updates.size(), 3);
-        QVERIFY(!rig.engine.currentState().snapshots.contains(b.id));
+        QVERIFY(!rig.updates.last().polledSourceID);
+        QVERIFY(!rig.updates.last().errors.contains(b.id));
+        QVERIFY(!rig.updates.last().consecutiveFailures.contains(b.id));
         rig.engine.setPaused(false);
         QTest::qWait(20);
         QCOMPARE(rig.providers.totalFetches(), 2);
