@@ -14,7 +14,6 @@
 
 #include <QCoroTask>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tw;

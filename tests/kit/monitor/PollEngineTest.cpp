@@ -5,7 +5,6 @@
 #include "support/ManualSleeper.h"
 #include "support/TestData.h"
 
-#include <QSignalSpy>
 #include <QTest>
 
 using namespace tw;
