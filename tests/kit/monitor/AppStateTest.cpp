@@ -152,7 +152,6 @@ private Q_SLOTS:
         rig.state->startSync();
         QTRY_COMPARE(published.size(), 1);
         QCOMPARE(seen, (QList<QString>{u"latency"_s, u"history"_s, u"unpublished"_s}));
-        QVERIFY(rig.state->snapshots().contains(source.id));
     }
 
     void removalWhilePausedWaitsForTheResume()
@@ -163,7 +162,6 @@ private Q_SLOTS:
         rig.state->startSync();
         QTRY_COMPARE(rig.state->snapshots().size(), 2);
         rig.state->togglePaused();
-        QCOMPARE(rig.state->overallStatus(), OverallStatus::Paused);
         rig.state->removeSource(a.id);
         rig.state->refreshAll();
         QTest::qWait(20);
