@@ -161,7 +161,7 @@ private Q_SLOTS:
         row("query port, blank", game + u"|queryPort=  "_s, {}, true);
         row("query port, zero", game + u"|queryPort=0"_s, u"queryPort"_s, false);
 
-        row("host, port zero", u"tcpPort|host=nas:0"_s, u"badHost"_s, false);
+        row("host, negative port", u"tcpPort|host=nas:-1"_s, u"badHost"_s, false);
         row("host, port too big", u"tcpPort|host=nas:65536"_s, u"badHost"_s, false);
         row("host, no port", u"tcpPort|host=nas:"_s, u"badHost"_s, false);
         row("host, scheme", u"tcpPort|host=http://nas|port=22"_s, u"badHost"_s, false);
