@@ -136,7 +136,8 @@ private Q_SLOTS:
         const auto row = [](const char *name, const QString &form, const QString &message, bool complete) {
             QTest::newRow(name) << form << message << complete;
         };
-        row("examples are ready to save: status page", u"statusPage"_s, {}, true);
+        for (const SourceFormState::Example example : SourceFormState::allExamples()) // ready to save
+            row(qPrintable(u"example "_s + toText(example)), toText(example), {}, true);
 
         const QString game = u"gameServer|host=nas"_s;
         row("empty fields say nothing", u"gameServer"_s, {}, false);

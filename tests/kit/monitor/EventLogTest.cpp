@@ -116,7 +116,6 @@ private Q_SLOTS:
     {
         QTest::addColumn<RecentEvent>("event");
         QTest::addColumn<QString>("text"); // kind, seconds after now, whose: title | detail
-        const QUuid nas = nasID;
         const auto alert = [](AlertEvent::Kind kind,
                               const QString &title,
                               qint64 minutesAgo,
@@ -134,14 +133,14 @@ private Q_SLOTS:
                                           << u"recovered 0 NAS: Plex recovered | Back after less than a minute"_s;
         QTest::newRow("days and hours") << alert(A::Recovered, u"NAS recovered"_s, 60 * 50 + 30)
                                         << u"recovered 0 NAS: NAS recovered | Back after 2 days 2 hours"_s;
-        QTest::newRow("a source for an hour") << RecentEvent::ofSnooze({nas, t0.addSecs(3600)}, u"NAS"_s, t0)
+        QTest::newRow("a source for an hour") << RecentEvent::ofSnooze({nasID, t0.addSecs(3600)}, u"NAS"_s, t0)
                                               << u"snoozed 0 NAS: NAS snoozed for 1 hour | "_s;
-        QTest::newRow("a source until it recovers") << RecentEvent::ofSnooze({nas, std::nullopt}, u"NAS"_s, t0)
+        QTest::newRow("a source until it recovers") << RecentEvent::ofSnooze({nasID, std::nullopt}, u"NAS"_s, t0)
                                                     << u"snoozed 0 NAS: NAS snoozed until it recovers | "_s;
         QTest::newRow("everything") << RecentEvent::ofSnooze({std::nullopt, t0.addSecs(4 * 3600)}, {}, t0)
                                     << u"snoozed 0 all: All notifications snoozed for 4 hours | "_s;
-        QTest::newRow("a source's snooze ended")
-            << RecentEvent::ofSnoozeEnd(nas, u"NAS"_s, t0) << u"snoozeEnded 0 NAS: Notifications for NAS resumed | "_s;
+        QTest::newRow("a source's snooze ended") << RecentEvent::ofSnoozeEnd(nasID, u"NAS"_s, t0)
+                                                 << u"snoozeEnded 0 NAS: Notifications for NAS resumed | "_s;
         QTest::newRow("every snooze ended")
             << RecentEvent::ofSnoozeEnd(std::nullopt, {}, t0) << u"snoozeEnded 0 all: All notifications resumed | "_s;
     }
