@@ -250,7 +250,6 @@ private Q_SLOTS:
         QVERIFY(rig.choose(dialog, file));
         // The dialog adds the suffix the filter names.
         QTRY_VERIFY(QFile::exists(file + u".json"_s));
-        QCOMPARE(SourcesStore::importFile(file + u".json"_s).size(), 2);
         QCOMPARE(contents(file + u".json"_s), SourcesStore::encode(rig.state->sources()));
         QVERIFY(rig.controller->alertTitle().isEmpty());
     }
@@ -291,7 +290,6 @@ private Q_SLOTS:
         QTest::addColumn<bool>("save");
         QTest::addColumn<uint>("answer");
         QTest::newRow("export, chosen") << true << 0u;
-        QTest::newRow("import, chosen") << false << 0u;
         QTest::newRow("export, cancelled") << true << 1u;
         QTest::newRow("import, the portal fails") << false << 2u;
     }
@@ -317,8 +315,6 @@ private Q_SLOTS:
         QVERIFY(rig.showSettings());
         const QString file = rig.dir.filePath(save ? u"out.json"_s : u"in.json"_s);
         portal.chosen = file;
-        if (!save)
-            put(file, SourcesStore::encode({port(u"Printer"_s), port(u"Camera"_s)}));
         save ? rig.controller->exportSources() : rig.controller->importSources();
         QTRY_COMPARE(portal.method, save ? u"SaveFile"_s : u"OpenFile"_s);
         QCOMPARE(portal.parentWindow, u"x11:"_s + QString::number(rig.window->view()->winId(), 16));
@@ -337,13 +333,11 @@ private Q_SLOTS:
             QTRY_VERIFY(!rig.chooser->isOpen());
             QTest::qWait(100);
             QVERIFY(!QFile::exists(file));
-        } else if (save) {
+        } else {
             QTRY_VERIFY(QFile::exists(file));
             QCOMPARE(SourcesStore::importFile(file).size(), 1);
-        } else {
-            QTRY_COMPARE(rig.controller->alertTitle(), u"Replace Your Sources?"_s);
         }
-        QVERIFY(rig.controller->alertTitle().isEmpty() || answer == 0);
+        QVERIFY(rig.controller->alertTitle().isEmpty());
     }
 
     // Polls land every few milliseconds while the row is dragged: each one changes the row's time

@@ -129,7 +129,6 @@ private Q_SLOTS:
         QTest::addColumn<int>("expected"); // -1: the window closed
         QTest::newRow("Return on Skip") << 0 << u"onboarding.back"_s << u"Return"_s << -1;
         QTest::newRow("Return on Back") << 1 << u"onboarding.back"_s << u"Return"_s << 0;
-        QTest::newRow("Space on Back") << 1 << u"onboarding.back"_s << u"space"_s << 0;
         QTest::newRow("Return on Next") << 0 << u"onboarding.next"_s << u"Return"_s << 1;
         QTest::newRow("Return on Add a Source") << 1 << u"onboarding.addSource"_s << u"Return"_s << 1;
         QTest::newRow("Return with no button focused runs Next") << 1 << QString() << u"Return"_s << 2;

