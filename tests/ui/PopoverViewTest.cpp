@@ -54,6 +54,14 @@ struct Rig : PopoverRig
             list.append(item->property(property).toString());
         return list;
     }
+    QStringList rowNames()
+    {
+        QStringList names;
+        for (QQuickItem *item : findVisible(root(), u"row"_s))
+            names.append(item->property("row").toMap().value(u"name"_s).toString());
+        return names;
+    }
+    QQuickItem *row(const QString &name) { return findVisible(root(), u"row"_s).value(rowNames().indexOf(name)); }
     void key(Qt::Key key) { QTest::keyClick(window->view(), key); }
     void shot(const QString &name) { saveScreenshot(window->view()->grabWindow(), name + u".png"_s); }
 };
@@ -162,26 +170,6 @@ private Q_SLOTS:
         QVERIFY(waiting.value(u"status"_s) != first().value(u"status"_s));
         QVERIFY(rig.show());
         QVERIFY(rig.visible(u"rowList"_s));
-    }
-
-    // The texts for each status have their own table; here, that the paused estate reaches them.
-    void pausedBannerPrecedesTheRows()
-    {
-        const TCPPortConfig config = source(u"paused"_s);
-        Rig rig({config});
-        rig.providers.setWidgets(config.id, {service(1, ServiceStatus::Up), service(2, ServiceStatus::Up)});
-        QVERIFY(rig.show());
-        rig.state->startSync();
-        QTRY_VERIFY(!rig.state->snapshots().isEmpty());
-        QVERIFY(!rig.visible(u"pausedBanner"_s));
-        QMetaObject::invokeMethod(findItem(rig.window->view()->rootObject(), u"popover.pause"_s), "clicked");
-        QTRY_VERIFY(rig.visible(u"pausedBanner"_s));
-        QCOMPARE(rig.text(u"headline"_s), u"Monitoring paused"_s);
-        QCOMPARE(rig.text(u"chip"_s), u"Paused"_s);
-        QCOMPARE(rig.text(u"summary"_s), u"2 services inactive"_s);
-        QVERIFY(rig.visible(u"pausedLabel"_s));
-        QVERIFY(!rig.visible(u"Refresh now"_s));
-        QVERIFY(rig.state->isPaused());
     }
 
     // The name has the first line beside the latency; the names of the players give way before the
@@ -358,7 +346,9 @@ private Q_SLOTS:
         QTRY_VERIFY(!rig.visible(u"snoozeLine"_s));
     }
 
-    void offlineAndSnoozedEverythingShowBanners()
+    // The texts for each status have their own table; here, that the paused, offline and snoozed
+    // estates reach the banners.
+    void bannersFollowTheHubState()
     {
         const TCPPortConfig nas = source(u"NAS"_s);
         Rig rig({nas});
@@ -368,7 +358,17 @@ private Q_SLOTS:
         rig.state->startSync();
         QTRY_COMPARE(countItems(root, u"card"_s), 1);
         QVERIFY(!rig.visible(u"hushBanner"_s));
+        QVERIFY(!rig.visible(u"pausedBanner"_s));
         QCOMPARE(rig.controller->status(), u"degraded"_s);
+
+        QMetaObject::invokeMethod(findItem(root, u"popover.pause"_s), "clicked");
+        QTRY_VERIFY(rig.visible(u"pausedBanner"_s));
+        QCOMPARE(rig.text(u"headline"_s) + u" / "_s + rig.text(u"chip"_s), u"Monitoring paused / Paused"_s);
+        QVERIFY(rig.visible(u"pausedLabel"_s));
+        QVERIFY(!rig.visible(u"Refresh now"_s));
+        QVERIFY(rig.state->isPaused());
+        QMetaObject::invokeMethod(findItem(root, u"popover.pause"_s), "clicked");
+        QTRY_VERIFY(!rig.visible(u"pausedBanner"_s));
 
         rig.state->setNetworkOnline(false);
         QTRY_VERIFY(rig.visible(u"hushBanner"_s));
@@ -541,18 +541,11 @@ private Q_SLOTS:
         QQuickItem *root = rig.show();
         QVERIFY(root);
         rig.state->startSync();
-        const auto rowNamed = [root](const QString &name) -> QQuickItem * {
-            for (QQuickItem *item : findVisible(root, u"row"_s)) {
-                if (item->property("row").toMap().value(u"name"_s).toString() == name)
-                    return item;
-            }
-            return nullptr;
-        };
-        QTRY_VERIFY(rowNamed(u"Plex"_s) && rowNamed(u"SSH"_s));
+        QTRY_VERIFY(rig.row(u"Plex"_s) && rig.row(u"SSH"_s));
         QTest::qWait(50);
 
         // The Plex row: a double click anywhere on it.
-        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rowNamed(u"Plex"_s)));
+        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rig.row(u"Plex"_s)));
         QTRY_COMPARE(opened, QList<QUrl>{QUrl(u"https://plex.lan/web"_s)});
         QCOMPARE(closing.size(), 1);
         QTRY_VERIFY(!window.view()->isVisible());
@@ -560,7 +553,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(window.view()));
 
         // The NAS row has no page: a double click does nothing.
-        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rowNamed(u"NAS"_s)));
+        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rig.row(u"NAS"_s)));
         QTest::qWait(100);
         QCOMPARE(opened.size(), 1);
 
@@ -601,31 +594,25 @@ private Q_SLOTS:
         QQuickItem *root = rig.show();
         QVERIFY(root);
         rig.state->startSync();
-        const auto names = [root] {
-            QStringList shown;
-            for (QQuickItem *item : findVisible(root, u"row"_s))
-                shown.append(item->property("row").toMap().value(u"name"_s).toString());
-            return shown;
-        };
-        QTRY_COMPARE(names().size(), 6); // a header, its three children, two single rows
+        QTRY_COMPARE(rig.rowNames().size(), 6); // a header, its three children, two single rows
         QTest::qWait(50);
 
         type(window.view(), "p");
-        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"Plex"_s, u"Pi-hole"_s}));
+        QTRY_COMPARE(rig.rowNames(), (QStringList{u"Homelab"_s, u"Plex"_s, u"Pi-hole"_s}));
         QVERIFY(isShown(root, u"filterBar"_s));
         QTest::keyClick(window.view(), Qt::Key_Backspace);
-        QTRY_COMPARE(names().size(), 6);
+        QTRY_COMPARE(rig.rowNames().size(), 6);
         QVERIFY(!isShown(root, u"filterBar"_s));
         type(window.view(), "S");
-        QTRY_COMPARE(names(), (QStringList{u"Homelab"_s, u"NAS"_s, u"SSH"_s, u"Samba"_s}));
+        QTRY_COMPARE(rig.rowNames(), (QStringList{u"Homelab"_s, u"NAS"_s, u"SSH"_s, u"Samba"_s}));
         type(window.view(), "amb");
-        QTRY_COMPARE(names(), QStringList{u"Samba"_s});
+        QTRY_COMPARE(rig.rowNames(), QStringList{u"Samba"_s});
         saveScreenshot(window.view()->grabWindow(), u"popover-type-to-filter.png"_s);
         type(window.view(), "x");
-        QTRY_VERIFY(names().isEmpty());
+        QTRY_VERIFY(rig.rowNames().isEmpty());
         QVERIFY(textOf(root, u"filterText"_s).startsWith(u"Nothing matches"_s));
         QTest::keyClick(window.view(), Qt::Key_Escape);
-        QTRY_COMPARE(names().size(), 6);
+        QTRY_COMPARE(rig.rowNames().size(), 6);
         QCOMPARE(closing.size(), 0);
 
         // Down twice reaches the second card; Return opens its menu.
@@ -644,9 +631,9 @@ private Q_SLOTS:
 
         // A notification's "Open" lands on its source's card, whatever was typed before.
         type(window.view(), "zz");
-        QTRY_VERIFY(names().isEmpty());
+        QTRY_VERIFY(rig.rowNames().isEmpty());
         controller.reveal(smb.id);
-        QTRY_COMPARE(names().size(), 6);
+        QTRY_COMPARE(rig.rowNames().size(), 6);
         QTRY_VERIFY(findVisible(root, u"card"_s).at(2)->hasActiveFocus());
 
         QTest::keyClick(window.view(), Qt::Key_Escape);
