@@ -374,11 +374,9 @@ private Q_SLOTS:
         QVERIFY2(rowChanges.count() + listResets.count() > 0, "no poll reached the list during the drag");
         QVERIFY(pollsDuringDrag > 4);
 
-        const QList<QUuid> ids = rig.preferences->widgetLayout().orderedSourceIDs(rig.state->sources());
-        QCOMPARE(
-            ids,
-            (QList<QUuid>{rig.state->sources()[1].id(), rig.state->sources()[2].id(), rig.state->sources()[0].id()}));
-        QCOMPARE(WidgetLayout::load(*rig.settings), rig.preferences->widgetLayout());
+        const QList<AnySourceConfig> &sources = rig.state->sources();
+        QCOMPARE(WidgetLayout::load(*rig.settings).orderedSourceIDs(sources),
+                 (QList<QUuid>{sources[1].id(), sources[2].id(), sources[0].id()}));
         QStringList shown;
         for (QQuickItem *name : findVisible(rig.root(), u"settings.source.name"_s))
             shown.append(name->property("text").toString());

@@ -130,7 +130,6 @@ private Q_SLOTS:
         QTest::newRow("Return on Skip") << 0 << u"onboarding.back"_s << u"Return"_s << -1;
         QTest::newRow("Return on Back") << 1 << u"onboarding.back"_s << u"Return"_s << 0;
         QTest::newRow("Return on Next") << 0 << u"onboarding.next"_s << u"Return"_s << 1;
-        QTest::newRow("Return on Add a Source") << 1 << u"onboarding.addSource"_s << u"Return"_s << 1;
         QTest::newRow("Return with no button focused runs Next") << 1 << QString() << u"Return"_s << 2;
     }
     void welcomeRunsTheFocusedButton()
@@ -154,8 +153,6 @@ private Q_SLOTS:
             QCOMPARE(program.app->onboarding().step(), expected);
             QVERIFY(program.app->onboardingWindow().isVisible());
         }
-        // "Add a Source" opened the sheet over the welcome window.
-        QCOMPARE(program.editor().isVisible(), focused == u"onboarding.addSource"_s);
     }
 
     void settingsAndSheetRunTheFocusedButton()

@@ -11,7 +11,6 @@
 
 #include <QQuickView>
 #include <QSignalSpy>
-#include <QTcpServer>
 
 using namespace tw;
 using namespace tw::test;
@@ -160,18 +159,16 @@ class SourceSheetViewTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void addTcpSourceAndSeeItPolled()
+    void addTcpSourceSavesWhatWasTyped()
     {
-        QTcpServer listener;
-        QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
         Rig rig({});
         rig.editor->add();
         QVERIFY(rig.shown());
         QVERIFY(rig.press(u"source.kind.tcpPort"_s));
         QVERIFY(!rig.press(u"source.save"_s)); // not while the form is incomplete
         QVERIFY(rig.type(u"source.name"_s, u"Local listener"_s));
-        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.1:%1"_s.arg(listener.serverPort())));
-        QCOMPARE(rig.text(u"source.host.hint"_s), u"Will use host 127.0.0.1, port %1"_s.arg(listener.serverPort()));
+        QVERIFY(rig.type(u"source.host"_s, u"127.0.0.1:2222"_s));
+        QCOMPARE(rig.text(u"source.host.hint"_s), u"Will use host 127.0.0.1, port 2222"_s);
         QVERIFY(rig.type(u"source.interval"_s, u"15"_s));
         QVERIFY(rig.press(u"source.save"_s));
 
@@ -180,14 +177,7 @@ private Q_SLOTS:
         const auto *tcp = rig.state->sources().first().as<TCPPortConfig>();
         QVERIFY(tcp);
         QCOMPARE(u"%1 %2:%3 every %4 s"_s.arg(tcp->displayName, tcp->host).arg(tcp->port).arg(tcp->pollInterval),
-                 u"Local listener 127.0.0.1:%1 every 15 s"_s.arg(listener.serverPort()));
-        // The hub polls the new source against the listener.
-        QTRY_VERIFY_WITH_TIMEOUT(rig.state->snapshots().contains(tcp->id), 5000);
-        // A copy: value() hands back a temporary, and the row must outlive this line.
-        const SourceSnapshot snapshot = rig.state->snapshots().value(tcp->id);
-        const auto *check = snapshot.widgets.first().as<CheckResult>();
-        QVERIFY(check);
-        QCOMPARE(check->status, ServiceStatus::Up);
+                 u"Local listener 127.0.0.1:2222 every 15 s"_s);
     }
 
     // The picker starts on the source's parent, never offers what would close a loop, and the arrow
