@@ -313,15 +313,13 @@ private Q_SLOTS:
         qsizetype keyringReads = keyring.count();
         QVERIFY(focus(program.welcome()));
         QVERIFY(focus(settings));
-        QTRY_VERIFY(permission.count() > reads);
-        QTRY_VERIFY(keyring.count() > keyringReads);
+        QTRY_VERIFY(permission.count() > reads && keyring.count() > keyringReads);
         QTest::qWait(300);
         reads = permission.count();
         keyringReads = keyring.count();
         program.app->settingsWindow().close();
         QVERIFY(focus(program.settings()));
-        QTRY_VERIFY(permission.count() > reads);
-        QTRY_VERIFY(keyring.count() > keyringReads);
+        QTRY_VERIFY(permission.count() > reads && keyring.count() > keyringReads);
     }
 
     void launchArgumentEditsTheFirstSource()

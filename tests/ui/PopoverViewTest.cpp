@@ -1,6 +1,7 @@
 #include "app/PopoverController.h"
 #include "app/PopoverModel.h"
 #include "app/PopoverWindow.h"
+#include "app/TrayController.h"
 #include "kit/model/JsonRead.h"
 #include "kit/model/SourcesStore.h"
 #include "kit/monitor/EventLog.h"
@@ -33,6 +34,15 @@ int countItems(QQuickItem *root, const QString &name)
 WidgetData service(int n, ServiceStatus status)
 {
     return ServiceRow{QString::number(n), u"Service %1"_s.arg(n), status, 12.5 + n, {}};
+}
+
+QAction *action(QMenu *menu, const QString &text)
+{
+    for (QAction *candidate : menu->actions()) {
+        if (candidate->text() == text)
+            return candidate;
+    }
+    return nullptr;
 }
 
 // The popover over a real hub whose providers are scripted.
@@ -788,6 +798,47 @@ private Q_SLOTS:
         QTest::qWait(200);
         saveScreenshot(hub.window->view()->grabWindow(), u"popover-behind-router.png"_s);
         QCOMPARE(hub.texts(u"messageText"_s, "subtitle").count(u"Behind Router"_s), hosts.size());
+    }
+
+    // The tray's menu and icon over a real hub: snoozing everything from the menu, and the gray dot
+    // while the machine is offline.
+    void trayMenuSnoozesEverythingAndOfflineIsGray()
+    {
+        const TCPPortConfig nas(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 22);
+        Hub hub({nas});
+        hub.providers.failWith(nas.id, u"refused"_s);
+        AppState &state = *hub.state;
+        TrayController tray(&state);
+        state.startSync();
+        QTRY_COMPARE(tray.shownStatus(), OverallStatus::Degraded);
+
+        QMenu *snooze = action(tray.menu(), u"Snooze Notifications"_s)->menu();
+        QVERIFY(snooze);
+        QAction *resume = action(snooze, u"Resume Notifications"_s);
+        QVERIFY(resume && !resume->isEnabled());
+        action(snooze, u"For 4 Hours"_s)->trigger();
+        const std::optional<Snooze> all = state.snoozeOf(std::nullopt);
+        QVERIFY(all && all->until);
+        QVERIFY(qAbs(QDateTime::currentDateTimeUtc().addSecs(4 * 3600).secsTo(*all->until)) < 5);
+        QVERIFY(resume->isEnabled());
+        QVERIFY(action(snooze, all->describe(QDateTime::currentDateTimeUtc())));
+        resume->trigger();
+        QVERIFY(state.snoozes().isEmpty());
+        QVERIFY(!resume->isEnabled());
+
+        // A source in trouble can be snoozed from here too, until it recovers.
+        Q_EMIT snooze->aboutToShow();
+        QAction *nasUntil = action(snooze, u"NAS Until It Recovers"_s);
+        QVERIFY(nasUntil);
+        nasUntil->trigger();
+        QCOMPARE(state.snoozeOf(nas.id), (Snooze{nas.id, std::nullopt}));
+        Q_EMIT snooze->aboutToShow();
+        QVERIFY(!action(snooze, u"NAS Until It Recovers"_s)); // already snoozed
+
+        state.setNetworkOnline(false);
+        QCOMPARE(tray.shownStatus(), OverallStatus::Unknown);
+        state.setNetworkOnline(true); // the grace period still holds it gray
+        QCOMPARE(tray.shownStatus(), OverallStatus::Unknown);
     }
 };
 
