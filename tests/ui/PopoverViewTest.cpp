@@ -539,8 +539,6 @@ private Q_SLOTS:
             opened.append(url);
             return true;
         });
-        QSignalSpy &closing = rig.closing;
-        PopoverWindow &window = *rig.window;
         QQuickItem *root = rig.show();
         QVERIFY(root);
         rig.state->startSync();
@@ -548,15 +546,15 @@ private Q_SLOTS:
         QTest::qWait(50);
 
         // The Plex row: a double click anywhere on it.
-        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rig.row(u"Plex"_s)));
+        QTest::mouseDClick(rig.window->view(), Qt::LeftButton, {}, sceneCentre(rig.row(u"Plex"_s)));
         QTRY_COMPARE(opened, QList<QUrl>{QUrl(u"https://plex.lan/web"_s)});
-        QCOMPARE(closing.size(), 1);
-        QTRY_VERIFY(!window.view()->isVisible());
-        window.show(QRect(100, 0, 22, 22));
-        QVERIFY(QTest::qWaitForWindowExposed(window.view()));
+        QCOMPARE(rig.closing.size(), 1);
+        QTRY_VERIFY(!rig.window->view()->isVisible());
+        rig.window->show(QRect(100, 0, 22, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(rig.window->view()));
 
         // The NAS row has no page: a double click does nothing.
-        QTest::mouseDClick(window.view(), Qt::LeftButton, {}, sceneCentre(rig.row(u"NAS"_s)));
+        QTest::mouseDClick(rig.window->view(), Qt::LeftButton, {}, sceneCentre(rig.row(u"NAS"_s)));
         QTest::qWait(100);
         QCOMPARE(opened.size(), 1);
 
@@ -567,12 +565,12 @@ private Q_SLOTS:
                  kuma.id.toString(QUuid::WithoutBraces).toUpper());
         auto *menu = card->findChild<QObject *>(u"sourceMenu"_s);
         QVERIFY(menu);
-        QTest::mouseClick(window.view(), Qt::RightButton, {}, card->mapToScene({40, 12}).toPoint());
+        QTest::mouseClick(rig.window->view(), Qt::RightButton, {}, card->mapToScene({40, 12}).toPoint());
         QTRY_VERIFY(menu->property("opened").toBool());
         QTest::qWait(150); // the menu's entry transition
         auto *open = menu->findChild<QQuickItem *>(u"openInBrowser"_s);
         QVERIFY(open && open->isVisible());
-        saveScreenshot(window.view()->grabWindow(), u"popover-open-in-browser.png"_s);
+        saveScreenshot(rig.window->view()->grabWindow(), u"popover-open-in-browser.png"_s);
         clickItem(open);
         QTRY_COMPARE(opened.size(), 2);
         QCOMPARE(opened.last(), QUrl(u"https://kuma.lan/status/home"_s));
@@ -591,56 +589,53 @@ private Q_SLOTS:
                                  {ServiceRow{u"1"_s, u"Plex"_s, ServiceStatus::Up, 4, {}, {}},
                                   ServiceRow{u"2"_s, u"Pi-hole"_s, ServiceStatus::Up, 2, {}, {}},
                                   ServiceRow{u"3"_s, u"NAS"_s, ServiceStatus::Up, 2, {}, {}}});
-        QSignalSpy &closing = rig.closing;
-        PopoverWindow &window = *rig.window;
-        PopoverController &controller = *rig.controller;
         QQuickItem *root = rig.show();
         QVERIFY(root);
         rig.state->startSync();
         QTRY_COMPARE(rig.rowNames().size(), 6); // a header, its three children, two single rows
         QTest::qWait(50);
 
-        type(window.view(), "p");
+        type(rig.window->view(), "p");
         QTRY_COMPARE(rig.rowNames(), (QStringList{u"Homelab"_s, u"Plex"_s, u"Pi-hole"_s}));
         QVERIFY(isShown(root, u"filterBar"_s));
-        QTest::keyClick(window.view(), Qt::Key_Backspace);
+        rig.key(Qt::Key_Backspace);
         QTRY_COMPARE(rig.rowNames().size(), 6);
         QVERIFY(!isShown(root, u"filterBar"_s));
-        type(window.view(), "S");
+        type(rig.window->view(), "S");
         QTRY_COMPARE(rig.rowNames(), (QStringList{u"Homelab"_s, u"NAS"_s, u"SSH"_s, u"Samba"_s}));
-        type(window.view(), "amb");
+        type(rig.window->view(), "amb");
         QTRY_COMPARE(rig.rowNames(), QStringList{u"Samba"_s});
-        saveScreenshot(window.view()->grabWindow(), u"popover-type-to-filter.png"_s);
-        type(window.view(), "x");
+        saveScreenshot(rig.window->view()->grabWindow(), u"popover-type-to-filter.png"_s);
+        type(rig.window->view(), "x");
         QTRY_VERIFY(rig.rowNames().isEmpty());
         QVERIFY(textOf(root, u"filterText"_s).startsWith(u"Nothing matches"_s));
-        QTest::keyClick(window.view(), Qt::Key_Escape);
+        rig.key(Qt::Key_Escape);
         QTRY_COMPARE(rig.rowNames().size(), 6);
-        QCOMPARE(closing.size(), 0);
+        QCOMPARE(rig.closing.size(), 0);
 
         // Down twice reaches the second card; Return opens its menu.
-        QTest::keyClick(window.view(), Qt::Key_Down);
-        QTest::keyClick(window.view(), Qt::Key_Down);
+        rig.key(Qt::Key_Down);
+        rig.key(Qt::Key_Down);
         QList<QQuickItem *> cards = findVisible(root, u"card"_s);
         QCOMPARE(cards.size(), 3);
         QTRY_VERIFY(cards.at(1)->hasActiveFocus());
-        QTest::keyClick(window.view(), Qt::Key_Return);
+        rig.key(Qt::Key_Return);
         auto *menu = cards.at(1)->findChild<QObject *>(u"sourceMenu"_s);
         QTRY_VERIFY(menu && menu->property("opened").toBool());
-        QTest::keyClick(window.view(), Qt::Key_Escape);
+        rig.key(Qt::Key_Escape);
         QTRY_VERIFY(!menu->property("visible").toBool());
-        QTest::keyClick(window.view(), Qt::Key_Up);
+        rig.key(Qt::Key_Up);
         QTRY_VERIFY(cards.at(0)->hasActiveFocus());
 
         // A notification's "Open" lands on its source's card, whatever was typed before.
-        type(window.view(), "zz");
+        type(rig.window->view(), "zz");
         QTRY_VERIFY(rig.rowNames().isEmpty());
-        controller.reveal(smb.id);
+        rig.controller->reveal(smb.id);
         QTRY_COMPARE(rig.rowNames().size(), 6);
         QTRY_VERIFY(findVisible(root, u"card"_s).at(2)->hasActiveFocus());
 
-        QTest::keyClick(window.view(), Qt::Key_Escape);
-        QTRY_COMPARE(closing.size(), 1);
+        rig.key(Qt::Key_Escape);
+        QTRY_COMPARE(rig.closing.size(), 1);
     }
 
     // The popover as users see it, in both themes and two accents, for the README and for a look by
@@ -673,13 +668,11 @@ private Q_SLOTS:
 
         Estate estate;
         PopoverRig hub(estate.sources);
-        FakeProviders &providers = hub.providers;
         for (auto it = estate.widgets.cbegin(); it != estate.widgets.cend(); ++it)
-            providers.setWidgets(it.key(), it.value());
-        providers.failWith(estate.failing, u"connection refused"_s);
+            hub.providers.setWidgets(it.key(), it.value());
+        hub.providers.failWith(estate.failing, u"connection refused"_s);
         hub.preferences->setAccentHex(accent);
-        AppState &state = *hub.state;
-        state.startSync();
+        hub.state->startSync();
         // Several rounds with wandering latencies, so that sparklines have a history to draw.
         for (int round = 1; round <= 8; ++round) {
             for (auto it = estate.widgets.cbegin(); it != estate.widgets.cend(); ++it) {
@@ -695,11 +688,11 @@ private Q_SLOTS:
                         },
                         widget.payload);
                 }
-                providers.setWidgets(it.key(), varied);
+                hub.providers.setWidgets(it.key(), varied);
             }
             QVERIFY(hub.sleeper.runUntilDelays(round * estate.sources.size()));
         }
-        QTRY_COMPARE(state.snapshots().size() + state.errors().size(), estate.sources.size());
+        QTRY_COMPARE(hub.state->snapshots().size() + hub.state->errors().size(), estate.sources.size());
         QQuickItem *root = hub.show();
         QVERIFY(root);
         QTest::qWait(200);
@@ -737,14 +730,13 @@ private Q_SLOTS:
                                   ServiceRow{u"2"_s, u"Nextcloud"_s, ServiceStatus::Down, {}, u"HTTP 502"_s}});
         hub.providers.setWidgets(grafana.id, {CheckResult{u"g"_s, u"Grafana"_s, ServiceStatus::Down, 12.0, {}}});
         hub.providers.setFetchedAt(grafana.id, QDateTime::currentDateTimeUtc().addSecs(-12 * 60));
-        AppState &state = *hub.state;
-        state.startSync();
-        QTRY_COMPARE(state.snapshots().size(), 3);
+        hub.state->startSync();
+        QTRY_COMPARE(hub.state->snapshots().size(), 3);
         hub.providers.failWith(kuma.id, u"connection refused"_s);
-        state.refreshAll();
-        QTRY_VERIFY(state.errors().contains(kuma.id));
+        hub.state->refreshAll();
+        QTRY_VERIFY(hub.state->errors().contains(kuma.id));
         // An old outage of a source out of reach, and an old failed check: nothing known is down now.
-        QCOMPARE(state.overallStatus(), OverallStatus::Degraded);
+        QCOMPARE(hub.state->overallStatus(), OverallStatus::Degraded);
         QCOMPARE(hub.controller->summary(), u"1 service affected"_s);
 
         QQuickItem *root = hub.show();
@@ -781,16 +773,15 @@ private Q_SLOTS:
         hub.providers.setWidgets(kuma.id,
                                  {ServiceRow{u"1"_s, u"Jellyfin"_s, ServiceStatus::Up, 23.4, {}},
                                   ServiceRow{u"2"_s, u"Grafana"_s, ServiceStatus::Up, 40.1, {}}});
-        AppState &state = *hub.state;
-        state.startSync();
-        QTRY_COMPARE(state.snapshots().size(), sources.size());
+        hub.state->startSync();
+        QTRY_COMPARE(hub.state->snapshots().size(), sources.size());
         for (const AnySourceConfig &source : sources.mid(0, sources.size() - 1))
             hub.providers.failWith(source.id(), u"connection refused"_s);
         // A closed port answers its poll with a down check rather than failing it.
         hub.providers.succeed(sources[2].id());
         hub.providers.setWidgets(sources[2].id(),
                                  {CheckResult{u"p"_s, u"Plex"_s, ServiceStatus::Down, {}, u"connection refused"_s}});
-        state.refreshAll();
+        hub.state->refreshAll();
         QTRY_COMPARE(hub.postedTitles(), QStringList{u"Router is down — 4 sources behind it"_s});
 
         QQuickItem *root = hub.show();
@@ -807,9 +798,8 @@ private Q_SLOTS:
         const TCPPortConfig nas(QUuid::createUuid(), u"NAS"_s, u"127.0.0.1"_s, 22);
         Hub hub({nas});
         hub.providers.failWith(nas.id, u"refused"_s);
-        AppState &state = *hub.state;
-        TrayController tray(&state);
-        state.startSync();
+        TrayController tray(hub.state.get());
+        hub.state->startSync();
         QTRY_COMPARE(tray.shownStatus(), OverallStatus::Degraded);
 
         QMenu *snooze = action(tray.menu(), u"Snooze Notifications"_s)->menu();
@@ -817,13 +807,13 @@ private Q_SLOTS:
         QAction *resume = action(snooze, u"Resume Notifications"_s);
         QVERIFY(resume && !resume->isEnabled());
         action(snooze, u"For 4 Hours"_s)->trigger();
-        const std::optional<Snooze> all = state.snoozeOf(std::nullopt);
+        const std::optional<Snooze> all = hub.state->snoozeOf(std::nullopt);
         QVERIFY(all && all->until);
         QVERIFY(qAbs(QDateTime::currentDateTimeUtc().addSecs(4 * 3600).secsTo(*all->until)) < 5);
         QVERIFY(resume->isEnabled());
         QVERIFY(action(snooze, all->describe(QDateTime::currentDateTimeUtc())));
         resume->trigger();
-        QVERIFY(state.snoozes().isEmpty());
+        QVERIFY(hub.state->snoozes().isEmpty());
         QVERIFY(!resume->isEnabled());
 
         // A source in trouble can be snoozed from here too, until it recovers.
@@ -831,13 +821,13 @@ private Q_SLOTS:
         QAction *nasUntil = action(snooze, u"NAS Until It Recovers"_s);
         QVERIFY(nasUntil);
         nasUntil->trigger();
-        QCOMPARE(state.snoozeOf(nas.id), (Snooze{nas.id, std::nullopt}));
+        QCOMPARE(hub.state->snoozeOf(nas.id), (Snooze{nas.id, std::nullopt}));
         Q_EMIT snooze->aboutToShow();
         QVERIFY(!action(snooze, u"NAS Until It Recovers"_s)); // already snoozed
 
-        state.setNetworkOnline(false);
+        hub.state->setNetworkOnline(false);
         QCOMPARE(tray.shownStatus(), OverallStatus::Unknown);
-        state.setNetworkOnline(true); // the grace period still holds it gray
+        hub.state->setNetworkOnline(true); // the grace period still holds it gray
         QCOMPARE(tray.shownStatus(), OverallStatus::Unknown);
     }
 };
