@@ -83,23 +83,15 @@ struct Rig : AppHub
         welcome.reset();
     }
 
-    QQuickItem *show()
+    // The settings window unless told otherwise, once it is on screen.
+    QQuickItem *show(QmlWindow *shown = nullptr)
     {
-        window->show();
-        if (!QTest::qWaitForWindowExposed(window->view()))
-            return nullptr;
-        return window->view()->rootObject();
-    }
-    QQuickItem *showWelcome()
-    {
-        welcome->show();
-        if (!QTest::qWaitForWindowExposed(welcome->view()))
-            return nullptr;
-        return welcome->view()->rootObject();
+        shown = shown ? shown : window.get();
+        shown->show();
+        return QTest::qWaitForWindowExposed(shown->view()) ? shown->view()->rootObject() : nullptr;
     }
     QQuickItem *root() { return window->view()->rootObject(); }
     QString text(const QString &name) { return textOf(root(), name); }
-    void click(QQuickItem *item) { clickItem(item); }
     void click(const QString &name) { clickItem(findShown(root(), name)); }
     QStringList names(const QString &itemName)
     {
@@ -187,9 +179,9 @@ private Q_SLOTS:
     void onboardingStepsAndSourceCount()
     {
         Rig rig;
-        QQuickItem *root = rig.showWelcome();
+        QQuickItem *root = rig.show(rig.welcome.get());
         QVERIFY(root);
-        rig.click(findShown(root, u"onboarding.next"_s));
+        clickItem(findShown(root, u"onboarding.next"_s));
         QTRY_COMPARE(findShown(root, u"onboarding.title"_s)->property("text").toString(), u"Add your first source"_s);
         QVERIFY(!findShown(root, u"onboarding.added"_s));
         rig.state->addSource(port(u"One"_s));
@@ -220,11 +212,11 @@ private Q_SLOTS:
                 rig.click(u"settings.tab.General"_s);
             view = rig.window->view();
         } else {
-            QQuickItem *root = rig.showWelcome();
+            QQuickItem *root = rig.show(rig.welcome.get());
             QVERIFY(root);
             view = rig.welcome->view();
             for (int step = 1; step < stop.right(1).toInt(); ++step)
-                rig.click(findShown(root, u"onboarding.next"_s));
+                clickItem(findShown(root, u"onboarding.next"_s));
             QTRY_COMPARE(rig.onboarding->step(), stop.right(1).toInt() - 1);
         }
         QTest::qWait(200);
