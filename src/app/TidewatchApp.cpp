@@ -140,10 +140,6 @@ TidewatchApp::TidewatchApp(AppState::Environment environment, LaunchOptions opti
     connect(m_onboarding, &OnboardingController::addSourceRequested, this, [this] {
         m_sourceEditor->add(m_onboardingWindow->view());
     });
-    connect(this, &TidewatchApp::addSourceRequested, m_sourceEditor, [this] { m_sourceEditor->add(); });
-    connect(this, &TidewatchApp::editSourceRequested, m_sourceEditor, [this](const QString &sourceId) {
-        m_sourceEditor->edit(QUuid::fromString(sourceId));
-    });
     connect(m_tray, &TrayController::popoverRequested, this, [this] {
         if (!m_popover->isVisible())
             m_rows->setShown(true);

@@ -80,9 +80,6 @@ public:
 Q_SIGNALS:
     void onboardingRequested();
     void settingsRequested();
-    // From the settings and welcome windows, for the source editor.
-    void addSourceRequested();
-    void editSourceRequested(const QString &sourceId);
 
 private:
     void flushAndQuit();
