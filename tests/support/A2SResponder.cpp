@@ -100,7 +100,7 @@ void A2SResponder::answer(const QByteArray &request, const QHostAddress &to, qui
     const bool isPlayers = request.size() == 9 && request.startsWith(playerQuery);
     if (!isInfo && !isPlayers)
         return; // like a real server: a stranger's datagram gets nothing
-    if ((isInfo && m_infoSilent) || (isPlayers && m_playersSilent))
+    if (isPlayers && m_playersSilent)
         return;
     const QByteArray given = isInfo ? request.mid(infoQuery.size(), 4) : request.mid(5, 4);
     QByteArray expected;
@@ -118,7 +118,7 @@ void A2SResponder::answer(const QByteArray &request, const QHostAddress &to, qui
     if (isInfo)
         send(m_rawInfo ? *m_rawInfo : infoReply(m_info), m_infoSplit, to, port);
     else
-        send(m_rawPlayers ? *m_rawPlayers : playerReply(m_players), m_playerSplit, to, port);
+        send(playerReply(m_players), {}, to, port);
 }
 
 void A2SResponder::send(const QByteArray &reply, const Split &split, const QHostAddress &to, quint16 port)

@@ -55,14 +55,11 @@ public:
     quint16 port() const { return m_socket.localPort(); }
 
     void setInfo(const Info &info) { m_info = info, m_rawInfo.reset(); }
-    void setPlayers(const QList<Player> &players) { m_players = players, m_rawPlayers.reset(); }
+    void setPlayers(const QList<Player> &players) { m_players = players; }
     // Exactly these bytes instead of the reply (split as set, if at all).
     void setRawInfo(const QByteArray &bytes) { m_rawInfo = bytes; }
-    void setRawPlayers(const QByteArray &bytes) { m_rawPlayers = bytes; }
     void setChallenge(Challenge challenge) { m_challenge = challenge; }
     void splitInfo(const Split &split) { m_infoSplit = split; }
-    void splitPlayers(const Split &split) { m_playerSplit = split; }
-    void silenceInfo(bool silent) { m_infoSilent = silent; }
     void silencePlayers(bool silent) { m_playersSilent = silent; }
 
     const QList<QByteArray> &received() const { return m_received; }
@@ -81,11 +78,8 @@ private:
     Info m_info;
     QList<Player> m_players{{"Alex", 12, 640.5f}, {"Noor", 3, 120.0f}};
     std::optional<QByteArray> m_rawInfo;
-    std::optional<QByteArray> m_rawPlayers;
     Challenge m_challenge = Challenge::None;
     Split m_infoSplit;
-    Split m_playerSplit;
-    bool m_infoSilent = false;
     bool m_playersSilent = false;
     quint32 m_nextChallenge = 0x4A3B2C1D;
     quint32 m_nextID = 0x101;

@@ -86,7 +86,6 @@ LocalTlsServer::LocalTlsServer(const TestCertificate &certificate)
     m_server.setSslConfiguration(configuration);
     connect(&m_server, &QSslServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-            ++m_handshakes;
             connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         }
     });

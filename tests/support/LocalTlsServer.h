@@ -23,18 +23,16 @@ struct TestCertificate
 };
 
 // A TLS server on 127.0.0.1 that completes the handshake with its one certificate and then holds
-// the connection until the client leaves. It keeps a count of finished handshakes.
+// the connection until the client leaves.
 class LocalTlsServer : public QObject
 {
     Q_OBJECT
 public:
     explicit LocalTlsServer(const TestCertificate &certificate);
     quint16 port() const { return m_server.serverPort(); }
-    int handshakes() const { return m_handshakes; }
 
 private:
     QSslServer m_server;
-    int m_handshakes = 0;
 };
 
 } // namespace tw::test
