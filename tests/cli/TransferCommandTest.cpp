@@ -2,7 +2,6 @@
 #include "support/CliProcess.h"
 #include "support/Files.h"
 #include "support/TestData.h"
-#include "support/WriteBlocker.h"
 
 #include <QDir>
 #include <QFile>
@@ -124,45 +123,87 @@ private Q_SLOTS:
     }
 
     // A command whose save cannot finish says so, exits with a failure, and leaves the file it meant
-    // to replace as it was, with no temporary copy beside it. The ways a save fails are
-    // AtomicFileTest's; here each command that saves, under a file-size limit.
+    // to replace as it was, with no temporary copy beside it: on a full disk, and under a file-size
+    // limit.
     void failedSaveLeavesTheOldFile_data()
     {
-        QTest::addColumn<QString>("arguments"); // %1: the scratch folder
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QString>("arguments"); // %1: the folder the command works in
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<QString>("file");
         QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QString>("ending");
-        QTest::newRow("add") << u"add tcpPort --name NAS --host nas:22"_s << QByteArray() << u"sources.json"_s << 73
-                             << u"Could not save sources.json: File too large; nothing added"_s;
-        QTest::newRow("add with a credentials file")
-            << u"add beszel --name B --url https://beszel --secret-stdin --credentials %1/secrets.json"_s
-            << QByteArray("a-token\n") << u"secrets.json"_s << 69
-            << u"Could not save secrets.json: File too large; nothing added"_s;
-        QTest::newRow("export") << u"export %1/export.json --force"_s << QByteArray() << u"export.json"_s << 73
-                                << u"Could not save export.json: File too large"_s;
-        QTest::newRow("import") << u"import %1/import.json"_s << QByteArray() << u"sources.json"_s << 73
-                                << u"Could not save sources.json: File too large; nothing was changed"_s;
+        QTest::addColumn<QString>("ending"); // %1: the reason
+        for (const char *mode : {"full", "limit"}) {
+            QTest::addRow("add, %s", mode)
+                << QString::fromLatin1(mode) << u"add tcpPort --name NAS --host nas:22"_s << QByteArray()
+                << u"sources.json"_s << 73 << u"Could not save sources.json: %1; nothing added"_s;
+            QTest::addRow("add with a credentials file, %s", mode)
+                << QString::fromLatin1(mode)
+                << u"add beszel --name B --url https://beszel --secret-stdin --credentials %1/secrets.json"_s
+                << QByteArray("a-token\n") << u"secrets.json"_s << 69
+                << u"Could not save secrets.json: %1; nothing added"_s;
+            QTest::addRow("export, %s", mode)
+                << QString::fromLatin1(mode) << u"export %1/export.json --force"_s << QByteArray() << u"export.json"_s
+                << 73 << u"Could not save export.json: %1"_s;
+            QTest::addRow("import, %s", mode)
+                << QString::fromLatin1(mode) << u"import %1/../import.json"_s << QByteArray() << u"sources.json"_s << 73
+                << u"Could not save sources.json: %1; nothing was changed"_s;
+        }
     }
     void failedSaveLeavesTheOldFile()
     {
+        // The command works in `work`, a copy of `stage`: on a full 128 KiB tmpfs mounted in a
+        // private mount namespace, or under a 512-byte file-size limit with SIGXFSZ ignored. What it
+        // left is copied to `out`. Exit status 90: the tmpfs could not be mounted.
+        static const char *const script = R"sh(
+work=$1; stage=$2; out=$3; mode=$4; shift 4
+if [ "$mode" = full ]; then
+    mount -t tmpfs -o size=128k tidewatch-test "$work" || exit 90
+    cp -a "$stage"/. "$work"/
+    dd if=/dev/zero of="$work/fill" bs=4k 2>/dev/null
+    "$@"; rc=$?
+    rm -f "$work/fill"
+else
+    cp -a "$stage"/. "$work"/
+    (trap '' XFSZ; ulimit -f 1; exec "$@"); rc=$?
+fi
+cp -a "$work"/. "$out"/
+exit $rc
+)sh";
         QTemporaryDir dir;
-        SourcesStore::save({resident}, dir.path());
-        putPrivate(dir.filePath(u"secrets.json"_s), R"({"beszel-old":"t"})");
-        put(dir.filePath(u"export.json"_s), "an earlier export");
+        const QString work = dir.filePath(u"work"_s), stage = dir.filePath(u"stage"_s), out = dir.filePath(u"out"_s);
+        for (const QString &folder : {work, stage, out})
+            QVERIFY(QDir().mkpath(folder));
+        // Every old file is larger than the limit, so that its replacement is too.
+        SourcesStore::save(QList<AnySourceConfig>(6, resident), stage);
+        putPrivate(stage + u"/secrets.json"_s, R"({"beszel-old":")" + QByteArray(600, 't') + R"("})");
+        put(stage + u"/export.json"_s, "an earlier export, " + QByteArray(600, 'e'));
         put(dir.filePath(u"import.json"_s), SourcesStore::encode(exportedSources()));
-        const QStringList before = QDir(dir.path()).entryList(QDir::Files | QDir::Hidden);
-        const QString file = dir.filePath(TW_DATA(QString, file));
-        const QByteArray old = contents(file);
-        const QStringList arguments = QProcess::splitCommand(TW_DATA(QString, arguments).replace(u"%1"_s, dir.path()))
-            + QStringList{u"--sources"_s, dir.filePath(u"sources.json"_s)};
+        const QStringList before = QDir(stage).entryList(QDir::Files | QDir::Hidden);
+        const QString file = TW_DATA(QString, file);
+        const QByteArray old = contents(stage + u'/' + file);
 
-        const WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, dir.path());
-        const CliRun run = runCli(arguments, TW_DATA(QByteArray, input), m_environment);
-        QVERIFY2(run.err.trimmed().endsWith(TW_DATA(QString, ending).toUtf8()), run.err.constData());
-        QCOMPARE(run.exitCode, TW_DATA(int, exitCode));
-        QCOMPARE(contents(file), old);
-        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), before);
+        const QStringList arguments = QProcess::splitCommand(TW_DATA(QString, arguments).replace(u"%1"_s, work))
+            + QStringList{u"--sources"_s, work + u"/sources.json"_s};
+        const QString mode = TW_DATA(QString, mode);
+        const QStringList wrapped{u"-c"_s, QString::fromUtf8(script), u"sh"_s, work, stage, out, mode, cliPath()};
+        QProcess process;
+        process.setProcessEnvironment(m_environment);
+        if (mode == u"full"_s)
+            process.start(u"unshare"_s, QStringList{u"-rm"_s, u"sh"_s} + wrapped + arguments);
+        else
+            process.start(u"sh"_s, wrapped + arguments);
+        QVERIFY(process.waitForStarted());
+        process.write(TW_DATA(QByteArray, input));
+        process.closeWriteChannel();
+        QVERIFY(process.waitForFinished(30000));
+        const QString err = QString::fromUtf8(process.readAllStandardError()).trimmed();
+        QVERIFY2(process.exitCode() != 90, qPrintable(u"no tmpfs in a private mount namespace: "_s + err));
+        const QString reason = mode == u"full"_s ? u"No space left on device"_s : u"File too large"_s;
+        QVERIFY2(err.endsWith(TW_DATA(QString, ending).arg(reason)), qPrintable(err));
+        QCOMPARE(process.exitCode(), TW_DATA(int, exitCode));
+        QCOMPARE(contents(out + u'/' + file), old);
+        QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden), before);
     }
 };
 
