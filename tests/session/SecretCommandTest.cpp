@@ -6,7 +6,6 @@
 #include "support/CliProcess.h"
 #include "support/Files.h"
 #include "support/TestData.h"
-#include "support/WriteBlocker.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -153,11 +152,18 @@ private Q_SLOTS:
         await(m_store.write(name, u"admin password"_s));
         const QStringList arguments{u"import"_s, exported, u"--sources"_s, dir.filePath(u"sources.json"_s)};
         {
-            const WriteBlocker blocker(WriteBlocker::Kind::FileSizeLimit, dir.path());
-            const CliRun refused = runCli(arguments);
-            QCOMPARE(refused.exitCode, 73);
-            QVERIFY2(refused.err.trimmed().endsWith("Could not save sources.json: File too large; nothing was changed"),
-                     refused.err.constData());
+            // A folder it may not write; root passes by permission bits unless it gives up the right to.
+            QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::ExeOwner);
+            QProcess refused;
+            refused.start(u"setpriv"_s,
+                          QStringList{u"--bounding-set=-dac_override,-dac_read_search,-fowner"_s, cliPath()}
+                              + arguments);
+            QVERIFY(refused.waitForFinished(150000));
+            QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            const QByteArray err = refused.readAllStandardError().trimmed();
+            QCOMPARE(refused.exitCode(), 73);
+            QVERIFY2(err.endsWith("Could not save sources.json: Permission denied; nothing was changed"),
+                     err.constData());
         }
         QCOMPARE(stored(name), std::optional<QString>(u"admin password"_s));
         QCOMPARE(SourcesStore::load(dir.path()), sources);
