@@ -1,3 +1,5 @@
+#include "kit/desktop/ConnectivityWatcher.h"
+
 #include "kit/model/DNSRecordConfig.h"
 #include "kit/model/SourcesStore.h"
 #include "support/CliProcess.h"
@@ -12,6 +14,7 @@
 #include <QJsonObject>
 #include <QNetworkDatagram>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -66,6 +69,20 @@ class ConnectivityWatcherTest : public QObject
 
 private Q_SLOTS:
     void initTestCase() { QVERIFY2(!qgetenv("DBUS_SESSION_BUS_ADDRESS").isEmpty(), "run under scripts/with-session"); }
+
+    void sleepAndResumeComeFromLogind()
+    {
+        FakeLogind logind;
+        ConnectivityWatcher watcher(QDBusConnection::sessionBus(), false);
+        QVERIFY(watcher.watchesSleep());
+        QVERIFY(watcher.isOnline()); // no network backend asked: never offline
+        QSignalSpy asleep(&watcher, &ConnectivityWatcher::asleepChanged);
+        logind.prepareForSleep(true);
+        logind.prepareForSleep(false);
+        QTRY_COMPARE(asleep.size(), 2);
+        QCOMPARE(asleep[0][0].toBool(), true);
+        QCOMPARE(asleep[1][0].toBool(), false);
+    }
 
     // Three sources on one local target that goes away across a suspend and is back within the
     // grace period: the watch, told of the sleep by logind, says nothing. Without the sleep signals
