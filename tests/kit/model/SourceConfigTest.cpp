@@ -303,6 +303,7 @@ private Q_SLOTS:
             QVERIFY2(error.isEmpty(), "decoded a value that must fail");
             if (given[u"writtenBackTheSame"].toBool())
                 QCOMPARE(widget.toJson(), json);
+            QCOMPARE(WidgetData::fromJson(widget.toJson()), widget);
         } catch (const DecodeError &e) {
             QVERIFY2(!error.isEmpty() && e.text().contains(error), qPrintable(e.text()));
         }
