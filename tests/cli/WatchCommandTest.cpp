@@ -234,31 +234,36 @@ private Q_SLOTS:
     // An unreadable sources file is CheckCommandTest's; an empty one is no reason to sit and watch.
     void refusesToStart_data()
     {
-        QTest::addColumn<QString>("address"); // for --metrics; empty: no sources at all
+        QTest::addColumn<QByteArray>("file"); // sources.json as written; empty: one port to watch
+        QTest::addColumn<QString>("address"); // for --metrics
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("said");
-        QTest::newRow("no sources") << QString() << 3 << u"no sources to watch"_s;
-        QTest::newRow("words") << u"metrics"_s << 64 << u"--metrics takes PORT or ADDRESS:PORT"_s;
-        QTest::newRow("port too large") << u"70000"_s << 64 << u"--metrics takes"_s;
-        QTest::newRow("not an address") << u"nas.lan:9100"_s << 64 << u"--metrics takes"_s;
-        QTest::newRow("not ours") << u"192.0.2.1:9100"_s << 3 << u"cannot serve the metrics on 192.0.2.1:9100"_s;
+        QTest::newRow("no sources") << QByteArray("[]") << QString() << 3 << u"no sources to watch"_s;
+        QTest::newRow("corrupt file") << QByteArray("[{") << QString() << 3 << u"is not a valid sources file"_s;
+        QTest::newRow("words") << QByteArray() << u"metrics"_s << 64 << u"--metrics takes PORT or ADDRESS:PORT"_s;
+        QTest::newRow("port too large") << QByteArray() << u"70000"_s << 64 << u"--metrics takes"_s;
+        QTest::newRow("not an address") << QByteArray() << u"nas.lan:9100"_s << 64 << u"--metrics takes"_s;
+        QTest::newRow("not ours") << QByteArray() << u"192.0.2.1:9100"_s << 3
+                                  << u"cannot serve the metrics on 192.0.2.1:9100"_s;
     }
     void refusesToStart()
     {
+        QFETCH(QByteArray, file);
         QFETCH(QString, address);
         QTemporaryDir dir;
-        QList<AnySourceConfig> sources;
         QStringList arguments = QProcess::splitCommand(
             u"watch --sources %1/sources.json --credentials %1/credentials.json"_s.arg(dir.path()));
-        if (!address.isEmpty()) {
-            sources.append(TCPPortConfig(QUuid::createUuid(), u"T"_s, u"127.0.0.1"_s, 9));
+        if (!address.isEmpty())
             arguments << u"--metrics"_s << address;
-        }
-        SourcesStore::save(sources, dir.path());
+        if (file.isEmpty())
+            SourcesStore::save({TCPPortConfig(QUuid::createUuid(), u"T"_s, u"127.0.0.1"_s, 9)}, dir.path());
+        else
+            put(dir.filePath(u"sources.json"_s), file);
         putPrivate(dir.filePath(u"credentials.json"_s), "{}");
         const CliRun run = runCli(arguments);
         QCOMPARE(run.exitCode, TW_DATA(int, exitCode));
         QVERIFY2(QString::fromUtf8(run.err).contains(TW_DATA(QString, said)), run.err.constData());
+        QVERIFY(QFile::exists(dir.filePath(u"sources.json"_s))); // never set aside by the command line
     }
 };
 
