@@ -232,6 +232,7 @@ private Q_SLOTS:
             << info("x", 5, 8).replace(hex("0508 04"), hex("0508 05")) << false << u"5/8 [] x"_s;
         QTest::newRow("VAC byte missing") << info("x", 3, 8).chopped(1) << false << u"nothing"_s;
         QTest::newRow("header not FF") << info("x", 3, 8).replace(0, 1, hex("FE")) << false << u"nothing"_s;
+        QTest::newRow("nothing after its type") << hex("FFFFFFFF49") << false << u"nothing"_s;
         QTest::newRow("name without its end") << hex("FFFFFFFF4911") + "Tidewatch" << false << u"nothing"_s;
         // Texts decode leniently, as qstat and gamedig read them: a stray byte costs a character.
         QTest::newRow("Latin-1 name") << info("caf\xE9", 3, 8) << false << u"3/8 [] caf\uFFFD"_s;
