@@ -75,6 +75,8 @@ private Q_SLOTS:
             << add << u"otherFile"_s << 0 << u"Added Web (httpPing)"_s << before << QStringList{u"NAS"_s, u"Web"_s};
         QTest::newRow("add, the name's owner does not answer")
             << add << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
+        QTest::newRow("import, the name's owner does not answer")
+            << u"import %1"_s << u"silent"_s << 75 << u"Tidewatch is running but does not answer"_s << before << before;
     }
     void cliChangesGoThroughTheRunningHub()
     {
