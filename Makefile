@@ -25,8 +25,10 @@ asan:
 	$(MAKE) test PRESET=asan
 
 # Line coverage of the library and the command line by every test, as text and HTML in build/coverage.
+# The rows that save under a file-size limit fail here only: the limit also stops the command line
+# writing its own coverage counts, and says so on standard error. The figure is given regardless.
 coverage:
-	$(MAKE) test PRESET=coverage
+	$(MAKE) test PRESET=coverage || echo "coverage: some tests failed in this build; the figure counts what ran"
 	gcovr --root . --filter src/kit/ --filter src/cli/ --object-directory build/coverage \
 	    --html-details build/coverage/coverage.html --txt build/coverage/coverage.txt --print-summary
 
