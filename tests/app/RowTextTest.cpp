@@ -180,12 +180,21 @@ private Q_SLOTS:
         row("hottest drive, truncated", hottest({38, 52.6, 0}), u"52°C"_s);
         row("a drive below zero beats none", hottest({0, -3.5}), u"-3°C"_s);
         row("not a number is no reading", hottest({qQNaN(), 31}), u"31°C"_s);
-        row("dns target", DNSRecordConfig(id, u"M"_s, u"home.lan"_s, DNSRecordType::MX).target(), u"MX home.lan"_s);
-        row("tls target", TLSCertificateConfig(id, u"N"_s, u"nas"_s).target(), u"nas:443"_s);
-        row("ping target", ICMPPingConfig(id, u"R"_s, u"10.0.0.1"_s).target(), u"10.0.0.1"_s);
-        row("web target", HTTPPingConfig(id, u"W"_s, u"https://nas.lan/"_s).target(), u"https://nas.lan/"_s);
-        row("hub target", BeszelConfig(id, u"B"_s, u"http://hub:8090"_s, u"t"_s).target(), u"http://hub:8090"_s);
-        row("game target", GameServerConfig(id, u"G"_s, u"minecraft-java"_s, u"mc"_s, 25565).target(), u"mc:25565"_s);
+        // Each kind's target as the rows ask for it, through the kind-erased configuration.
+        row("dns target",
+            AnySourceConfig(DNSRecordConfig(id, u"M"_s, u"home.lan"_s, DNSRecordType::MX)).target(),
+            u"MX home.lan"_s);
+        row("tls target", AnySourceConfig(TLSCertificateConfig(id, u"N"_s, u"nas"_s)).target(), u"nas:443"_s);
+        row("ping target", AnySourceConfig(ICMPPingConfig(id, u"R"_s, u"10.0.0.1"_s)).target(), u"10.0.0.1"_s);
+        row("web target",
+            AnySourceConfig(HTTPPingConfig(id, u"W"_s, u"https://nas.lan/"_s)).target(),
+            u"https://nas.lan/"_s);
+        row("hub target",
+            AnySourceConfig(BeszelConfig(id, u"B"_s, u"http://hub:8090"_s, u"t"_s)).target(),
+            u"http://hub:8090"_s);
+        row("game target",
+            AnySourceConfig(GameServerConfig(id, u"G"_s, u"minecraft-java"_s, u"mc"_s, 25565)).target(),
+            u"mc:25565"_s);
         row("ring without a reading", ring({}), u"—, 0, unknown"_s);
         row("ring at 70", ring(70), u"70%, 0.7, accent"_s);
         row("ring above 70", ring(70.1), u"70%, 0.701, degraded"_s);
